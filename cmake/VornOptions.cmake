@@ -1,0 +1,20 @@
+# Everything a builder can choose. As a subproject only the library itself is built.
+option(VORN_GW_COMMON_SHARED "Build the shared library (OFF: a static one)" ON)
+option(VORN_GW_COMMON_INSTALL "Create install rules" ${PROJECT_IS_TOP_LEVEL})
+option(VORN_GW_COMMON_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(VORN_GW_COMMON_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
+option(VORN_GW_COMMON_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
+option(VORN_GW_COMMON_WERROR "Treat warnings as errors" OFF)
+set(VORN_GW_COMMON_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize= (empty: none)")
+
+# Object files are shared between the build trees of all presets where the compiler calls agree.
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    find_program(VORN_GW_COMMON_CCACHE ccache)
+    mark_as_advanced(VORN_GW_COMMON_CCACHE)
+    if(VORN_GW_COMMON_CCACHE)
+        set(CMAKE_CXX_COMPILER_LAUNCHER "${VORN_GW_COMMON_CCACHE}")
+    endif()
+endif()
+if(PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+endif()

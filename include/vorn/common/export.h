@@ -1,0 +1,6 @@
+#pragma once
+
+/// Marks what the library exports. The library is compiled with hidden visibility, so that only
+/// marked classes and functions can be linked against; exception types and polymorphic interfaces
+/// are marked as a whole, so that they can be caught and cast on both sides of the boundary.
+#define VORN_GW_COMMON_EXPORT __attribute__((visibility("default")))

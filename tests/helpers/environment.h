@@ -1,0 +1,54 @@
+#pragma once
+
+#include <unistd.h>
+
+namespace helpers {
+
+/// True when this program runs through a user-mode emulator, where it cannot execute itself and
+/// /proc describes the emulator.
+inline constexpr bool kEmulated =
+#ifdef VORN_TESTS_EMULATED
+    true;
+#else
+    false;
+#endif
+
+inline constexpr bool kAddressSanitizer =
+#if defined(__SANITIZE_ADDRESS__)
+    true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    true;
+#else
+    false;
+#endif
+#else
+        false;
+#endif
+
+inline constexpr bool kThreadSanitizer =
+#if defined(__SANITIZE_THREAD__)
+    true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+    true;
+#else
+    false;
+#endif
+#else
+    false;
+#endif
+
+inline bool isRoot() {
+    return ::geteuid() == 0;
+}
+
+}  // namespace helpers
+
+/// Skips a test that needs root, saying so.
+#define VORN_REQUIRE_ROOT()                         \
+    do {                                            \
+        if (!::helpers::isRoot()) {                 \
+            GTEST_SKIP() << "needs to run as root"; \
+        }                                           \
+    } while (false)

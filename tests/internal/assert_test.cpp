@@ -1,0 +1,28 @@
+#include "internal/assert.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using vorn::common::internal::assertionFailed;
+
+void requireEqual(int left, int right) {
+    VORN_ASSERT(left == right);
+}
+
+TEST(AssertDeathTest, NamesFunctionAndCondition) {
+    EXPECT_DEATH(requireEqual(1, 2), "requireEqual.*Assertion `left == right' failed");
+}
+
+TEST(AssertDeathTest, ShowsTheFileAsAPathInTheRepository) {
+    EXPECT_DEATH(assertionFailed("/somewhere/else/src/ThreadPool.cpp", 7, "f", "c"),
+                 "^src/ThreadPool.cpp:7: f: Assertion `c' failed");
+}
+
+TEST(Assert, EvaluatesItsConditionOnce) {
+    int calls = 0;
+    VORN_ASSERT(++calls == 1);
+    EXPECT_EQ(calls, 1);
+}
+
+}  // namespace
