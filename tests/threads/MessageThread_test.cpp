@@ -199,8 +199,8 @@ TEST(MessageThread, DeliberatelyHandlesWhatWasLeftUnhandledAfterARestart) {
     thread.sendMessage(Message(1, 4));
     owner.run([&] { thread.start(); });
     ASSERT_TRUE(received.waitFor(4));
-    EXPECT_EQ(received.all(), (std::vector{Message(1, 1), Message(1, 3), Message(0, 0xDEADBEEF),
-                                           Message(1, 4)}));
+    EXPECT_EQ(received.all(),
+              (std::vector{Message(1, 1), Message(1, 3), Message(0, 0xDEADBEEF), Message(1, 4)}));
 }
 
 TEST(MessageThread, IsNotStartedWhenItsThreadCannotBeCreated) {

@@ -14,8 +14,7 @@ namespace {
 using vorn::common::ThreadPool;
 
 TEST(ThreadPoolDeathTest, RefusesASizeOfZero) {
-    EXPECT_DEATH({ const ThreadPool pool(0); },
-                 "src/ThreadPool.*ThreadPool\\(.*poolSize > 0");
+    EXPECT_DEATH({ const ThreadPool pool(0); }, "src/ThreadPool.*ThreadPool\\(.*poolSize > 0");
 }
 
 TEST(ThreadPool, ThrowsWhenItsFirstThreadCannotBeCreated) {

@@ -66,7 +66,8 @@ TEST(ThreadPool, AnswersByFreeWorkersAndQueue) {
         int queued;
         bool hasFreeWorker;
     };
-    for (const auto& row : {Row{1, 0, true}, Row{2, 0, false}, Row{2, 1, false}, Row{2, 3, false}}) {
+    for (const auto& row :
+         {Row{1, 0, true}, Row{2, 0, false}, Row{2, 1, false}, Row{2, 3, false}}) {
         SCOPED_TRACE(testing::Message() << row.running << " running, " << row.queued << " queued");
         ThreadPool pool(2);
         Blockers blockers(pool, row.running);
@@ -259,9 +260,9 @@ TEST(ThreadPool, DestructionDropsQueuedTasksAndWaitsForRunningOnes) {
         });
         started.wait();
         pool._emplaceTask([&ran, guard = atEnd([&] {
-                               static_cast<void>(pool.tasks());
-                               dropped = true;
-                           })] { ++ran; });
+                                     static_cast<void>(pool.tasks());
+                                     dropped = true;
+                                 })] { ++ran; });
         pool._emplaceTask([&] { ++ran; });
     }
     EXPECT_TRUE(finished);
