@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <type_traits>
 #include <utility>
 
 namespace helpers {
@@ -27,8 +28,8 @@ class Actor {
 
     /// Starts `action` there; the future tells when it is through.
     template <class Action>
-    auto post(Action action) {
-        using Result = decltype(action());
+    std::future<std::invoke_result_t<Action>> post(Action action) {
+        using Result = std::invoke_result_t<Action>;
         auto task = std::make_shared<std::packaged_task<Result()>>(std::move(action));
         auto result = task->get_future();
         {
@@ -41,7 +42,7 @@ class Actor {
 
     /// Runs `action` there, and returns or throws what it does.
     template <class Action>
-    auto run(Action action) {
+    std::invoke_result_t<Action> run(Action action) {
         return post(std::move(action)).get();
     }
 

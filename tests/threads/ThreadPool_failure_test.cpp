@@ -42,15 +42,4 @@ TEST(ThreadPoolDeathTest, DeliberatelyEndsTheProcessWhenATaskThrows) {
     EXPECT_EXIT(runTaskThatThrows(), testing::KilledBySignal(SIGABRT), "from the task");
 }
 
-void submitWithTheMutexHeld() {
-    ThreadPool pool(1);
-    const std::lock_guard lock(pool.mutex());
-    ::alarm(2);
-    pool._emplaceTask([] {});
-}
-
-TEST(ThreadPoolDeathTest, DeliberatelyLocksTheMutexItselfToSubmit) {
-    EXPECT_EXIT(submitWithTheMutexHeld(), testing::KilledBySignal(SIGALRM), "");
-}
-
 }  // namespace

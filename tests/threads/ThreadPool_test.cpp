@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "helpers/Actor.h"
 #include "helpers/expect_throw.h"
+#include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 #include "interposed.h"
 
@@ -311,6 +313,17 @@ TEST(ThreadPool, AllowsItsDestructionAsSoonAsTheLastTaskHasReported) {
         submitter.join();
         pool.reset();
     }
+}
+
+TEST(ThreadPool, DeliberatelyLocksItsMutexItselfToSubmit) {
+    ThreadPool pool(1);
+    helpers::Actor submitter;
+    std::unique_lock lock(pool.mutex());
+    auto submitted = submitter.post([&] { pool._emplaceTask([] {}); });
+    ASSERT_TRUE(helpers::waitUntilAsleep(submitter.tid()));
+    EXPECT_TRUE(pool._isIdle(lock));
+    lock.unlock();
+    submitted.get();
 }
 
 TEST(ThreadPool, AllocatesAtMostOnceForATaskThatNeedsNoMemoryItself) {
