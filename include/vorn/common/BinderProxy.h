@@ -17,40 +17,32 @@ namespace vorn::common {
 ///         proxy.sendBindRequest(server);   // the answer: proxy.endBinding(result)
 ///     }
 ///
-/// What each call does in each state; "-> X" is the state afterwards, no arrow means none, and
-/// calls[...] are the listener calls, in this order. `server` is the one being bound.
+/// What each step does in each state: the state afterwards, or the error that is returned (nothing
+/// changes then), and the listener calls in brackets. startBinding and startUnbinding call nothing.
 ///
-///     state                   startBinding      endBinding(ok)        endBinding(error)
-///     idle                    ok -> binding     onBound(nil, false)   onBound(nil, false)
-///     idle, server kept       ok -> binding     onBound(nil, false)   onBound(nil, false)
-///     binding                 BUSY              -> bound, calls[1]    -> idle, onBound(server,
-///     false) bound                   ALREADY_BOUND     onBound(nil, false)   onBound(nil, false)
-///     unbinding               BUSY              onBound(nil, false)   onBound(nil, false)
-///     binding and unbinding   BUSY              -> unbinding, [1]     -> unbinding, no server,
-///                                                                        onBound(server, false)
-///     unbinding, server kept  BUSY              onBound(nil, false)   onBound(nil, false)
-///     unbinding, no server    BUSY              onBound(nil, false)   onBound(nil, false)
+///                              start-  endBinding  endBinding  start-     endUnb.    endUnb.
+///     state                    Binding (success)   (error)     Unbinding  (success)  (error)
+///     I  idle                  B       I [n]       I [n]       NOT_BOUND  I [u]      I [u]
+///     K  idle, server kept     B       K [n]       K [n]       KU         I [u]      K [u]
+///     B  binding               BUSY    O [t]       I [f]       BU         I [u]      K [u]
+///     O  bound                 ALREADY O [n]       O [n]       U          I [u]      O [s]
+///     U  unbinding             BUSY    U [n]       U [n]       BUSY       I [u]      O [s]
+///     BU binding + unbinding   BUSY    U [t]       NU [f]      BUSY       I [u]      K [u]
+///     KU unbinding, not bound  BUSY    KU [n]      KU [n]      BUSY       I [u]      K [u]
+///     NU unbinding, no server  BUSY    NU [n]      NU [n]      BUSY       I [u]      I [u]
 ///
-///     state                   startUnbinding    endUnbinding(ok)      endUnbinding(error)
-///     idle                    NOT_BOUND         [2], server is nil    [3], server is nil
-///     idle, server kept       ok -> unbinding,  -> idle, [2]          [3]
-///                               server kept
-///     binding                 ok -> binding     -> idle, [2]          -> idle, server kept, [3]
-///                               and unbinding
-///     bound                   ok -> unbinding   -> idle, [2]          onUnbound(server, true)
-///     unbinding               BUSY              -> idle, [2]          -> bound,
-///                                                                        onUnbound(server, true)
-///     binding and unbinding   BUSY              -> idle, [2]          -> idle, server kept, [3]
-///     unbinding, server kept  BUSY              -> idle, [2]          -> idle, server kept, [3]
-///     unbinding, no server    BUSY              -> idle, [2], nil     -> idle, [3], nil
+///     [n] onBound(nil, false, result)
+///     [f] onBound(server, false, result)
+///     [t] onCommunicationStatus(server, "ok") unless it was so, then onBound(server, true, result)
+///     [u] onUnbound(server, false, result); the server is nil in I and NU
+///     [s] onUnbound(server, true, result)
 ///
-///     [1] onCommunicationStatus(server, "ok") if it was not so, then onBound(server, true)
-///     [2] onUnbound(server, false)
-///     [3] the same, with the error
+/// serverUuid() is nil in I and NU, getBoundUuid() is the server in O and U and nil elsewhere. The
+/// communication state becomes "no contact" in B, "ok" in O, and "none" in I, K and NU.
 ///
-/// Deliberate: a failed unbinding while not bound keeps serverUuid(), so that startUnbinding goes
-/// ahead afterwards; binding is announced as "no contact", not as "establishing"; a bind under way
-/// does not block an unbind.
+/// Deliberate: a failed unbinding while not bound keeps serverUuid() (K), so that startUnbinding
+/// goes ahead afterwards. Deliberate: B is "no contact", not "establishing". Deliberate: a bind
+/// under way does not block an unbind (BU).
 ///
 /// Threads: safe from any thread, except serverUuid(). One recursive mutex guards the state; it is
 /// released before a listener is called, so a listener may call back, and may unregister itself. A
