@@ -64,8 +64,8 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
     void onUnbindRequest(Bindable& client) override {
         note("unbind " + client.interface());
         EXPECT_TRUE(adaptor == nullptr || adaptor->isRegistered(client.uuid()));
-        if (then) {
-            then(client);
+        if (const auto action = std::exchange(then, nullptr)) {
+            action(client);
         }
         // Still alive, even when the call above removed it.
         lastInterface = client.interface();
@@ -84,7 +84,7 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
 
     BinderAdaptor* adaptor = nullptr;
     Binder::Error answer = Binder::BINDER_SUCCESS;
-    std::function<void(Bindable&)> then;
+    std::function<void(Bindable&)> then;  ///< done once, in the next unbind request
     std::vector<std::string> calls;
     BinderClientsList stored;
     std::string lastInterface;
@@ -211,7 +211,6 @@ TEST(BinderAdaptor, TheListenerMayRemoveOtherClients) {
     }
     journal.take();
     journal.then = [&](Bindable&) {
-        journal.then = nullptr;
         EXPECT_EQ(adaptor.removeClient(uuidOf("b")), Binder::BINDER_SUCCESS);
     };
     EXPECT_EQ(adaptor.removeClient(uuidOf("a")), Binder::BINDER_SUCCESS);
@@ -225,7 +224,6 @@ TEST(BinderAdaptor, TheListenerMayRemoveTheClientThatItIsToldAbout) {
     adaptor.addClient(party("a"));
     journal.take();
     journal.then = [&](Bindable& client) {
-        journal.then = nullptr;
         EXPECT_EQ(adaptor.removeClient(client.uuid()), Binder::BINDER_SUCCESS);
     };
     EXPECT_EQ(adaptor.removeClient(uuidOf("a")), Binder::BINDER_SUCCESS);

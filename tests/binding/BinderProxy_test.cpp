@@ -161,7 +161,6 @@ TEST(BinderProxy, TheListenerMayCallBack) {
     Proxy proxy(&recorder);
     std::vector<Binder::Error> results;
     recorder.then = [&] {
-        recorder.then = nullptr;
         results.push_back(proxy.startBinding(kOther));
         results.push_back(proxy.startUnbinding());
         proxy.endUnbinding(Binder::BINDER_SUCCESS);

@@ -66,7 +66,7 @@ class Recorder : public BinderProxy::Listener {
     bool calledUnderTheMutex = false;
     std::vector<std::string> calls;
     CommunicationStatus lastStatus{ComState::Unknown};
-    std::function<void()> then;
+    std::function<void()> then;  ///< done once, in the next call
 
   private:
     void record(std::string call) {
@@ -80,8 +80,8 @@ class Recorder : public BinderProxy::Listener {
                 }
             }).join();
         }
-        if (then) {
-            then();
+        if (const auto action = std::exchange(then, nullptr)) {
+            action();
         }
     }
 };
