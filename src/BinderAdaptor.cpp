@@ -29,6 +29,7 @@ Binder::Error BinderAdaptor::addClient(const std::shared_ptr<Bindable>& client) 
     if (!client) {
         throw std::invalid_argument("client is null");
     }
+    // The argument may be the listener's own pointer, which it may reset.
     const auto kept = client;
     const std::string key = kept->uuid().base64URL();
     if (clients_.contains(key)) {
@@ -47,6 +48,8 @@ Binder::Error BinderAdaptor::addClient(const std::shared_ptr<Bindable>& client) 
 }
 
 Binder::Error BinderAdaptor::removeClient(const Uuid& client) {
+    // Copies: the argument may be part of the client, and the listener may remove the client
+    // itself.
     const std::string key = client.base64URL();
     const auto entry = clients_.find(key);
     if (entry == clients_.end()) {

@@ -18,6 +18,7 @@ class Pieces {
             isLast_ = true;
             return rest_;
         }
+        // One character short of the separator: that is the form.
         const auto piece = rest_.substr(0, separator == 0 ? 0 : separator - 1);
         rest_.remove_prefix(separator + 1);
         return piece;

@@ -59,6 +59,7 @@ void BinderProxy::endBinding(Error result) {
             setCommunicationState(ComState::None, lock);
         }
     }
+    // setCommunicationState may have released it already.
     release(lock);
     notifyBound(server, bound, result);
 }

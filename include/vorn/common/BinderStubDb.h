@@ -17,6 +17,7 @@ class VORN_GW_COMMON_EXPORT BinderStubDb : public BinderDb {
     explicit BinderStubDb(const Uuid& owner);
     ~BinderStubDb() override;
 
+    /// Throws std::invalid_argument when several clients are stored; `list` is empty then.
     void getClientsList(BinderClientsList& list) override;
     void updateClientsList(const BinderClientsList& list) override;
 

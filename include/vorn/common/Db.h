@@ -6,9 +6,11 @@
 namespace vorn::common {
 
 /// The base of the service databases: knows whose database it is. What is stored, and how, is up to
-/// the deriving class. Threads: uuid() from any thread.
+/// the deriving class. Holds nothing but that identity, and may be used as it is where a database
+/// is only asked for it. Threads: uuid() from any thread.
 class VORN_GW_COMMON_EXPORT Db {
   public:
+    /// Copies the owner's uuid.
     explicit Db(const Uuid& owner);
     virtual ~Db();
 

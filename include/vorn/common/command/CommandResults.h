@@ -22,11 +22,11 @@ enum class CommandSeverity : std::uint32_t {
 
 /// What the receiver of a command answered.
 enum class CommandStatus : std::uint32_t {
-    Unknown = 0,
-    None = 1,
-    Acknowledged = 2,
-    Accepted = 3,
-    Rejected = 4,
+    Unknown = 0,       ///< it is not known
+    None = 1,          ///< nothing yet
+    Acknowledged = 2,  ///< it arrived
+    Accepted = 3,      ///< it will be carried out
+    Rejected = 4,      ///< it will not
 };
 
 /// How far the execution of a command has come.

@@ -11,18 +11,18 @@ namespace vorn::common::communication {
 
 /// The state of a communication link.
 enum class ComState : std::uint32_t {
-    Unknown = 0,
-    None = 1,
-    Ok = 2,
-    Lost = 3,
-    NoContact = 4,
-    ConnectionFailed = 5,
-    Error = 6,
-    Establishing = 7,
+    Unknown = 0,           ///< nothing is known about it
+    None = 1,              ///< there is no link, and none is wanted
+    Ok = 2,                ///< it works
+    Lost = 3,              ///< it worked, and no longer does
+    NoContact = 4,         ///< the peer has not answered yet
+    ConnectionFailed = 5,  ///< it could not be made
+    Error = 6,             ///< it is there, but does not work
+    Establishing = 7,      ///< it is being made
 };
 
-/// Why a link is in its state. Deliberate: 0 is "none" and 1 is "unknown" here, the reverse of
-/// ComState.
+/// Why a link is in its state; each enumerator is its text, as in toString. Deliberate: 0 is "none"
+/// and 1 is "unknown" here, the reverse of ComState.
 enum class Reason : std::uint32_t {
     None = 0,
     Unknown = 1,

@@ -8,7 +8,14 @@
 /// Records that describe devices. A global namespace, reachable as vorn::common::conv too.
 namespace conv {
 
-/// The connector of a power outlet. 0 is no connector type: it is what an unknown text reads as.
+/// The connector of a power outlet, by its usual name: IEC 60320 C13 and C19, the national plugs of
+/// the United Kingdom, France and Germany, and NEMA types, those with an L the locking ones. 0 is
+/// no connector type: it is what an unknown text reads as.
+///
+///     conv::toString(conv::ConnectorType::NemaL520);                // "NemaL520"
+///     conv::from_string<conv::ConnectorType>("Schuko");             // ConnectorType::Schuko
+///
+/// Threads: everything here may be called from any thread.
 /// Deliberate: `Ema51520` and its text lack the N of their neighbours.
 enum class ConnectorType : std::uint32_t {
     None = 1,
