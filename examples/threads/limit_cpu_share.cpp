@@ -10,13 +10,17 @@ namespace sched = vorn::common::sched;
 
 namespace {
 
-void index(sched::Cooldown& cooldown) {
+/// Works for half a second and returns a checksum of the work.
+unsigned int index(sched::Cooldown& cooldown) {
     const auto end = std::chrono::steady_clock::now() + 500ms;
+    unsigned int checksum = 0;
     while (std::chrono::steady_clock::now() < end) {
-        for (volatile int work = 0; work < 100000; work = work + 1) {
+        for (unsigned int word = 0; word < 100000; ++word) {
+            checksum = checksum * 31 + word;
         }
         cooldown.cooldown();
     }
+    return checksum;
 }
 
 }  // namespace
@@ -24,11 +28,11 @@ void index(sched::Cooldown& cooldown) {
 int main() {
     const auto before = sched::getProcessCpuTimeUs();
     sched::CpuLoadCooldown cooldown(25, 50);
-    index(cooldown);
+    std::cout << "checksum " << index(cooldown) << "\n";
     std::cout << "half a second of work cost " << (sched::getProcessCpuTimeUs() - before) / 1000
               << " ms of CPU time\n";
 
     // The same for a loop that must come round every 100 ms.
     sched::CpuLoadLoopCooldown loop(25, 100ms);
-    index(loop);
+    std::cout << "checksum " << index(loop) << "\n";
 }
