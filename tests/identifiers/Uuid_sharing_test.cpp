@@ -1,32 +1,10 @@
 #include <vorn/common/Uuid.h>
 
+#include "identifiers/allocations.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <utility>
-
-namespace {
-
-thread_local std::size_t allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -34,9 +12,9 @@ using vorn::common::Uuid;
 
 template <class Operation>
 std::size_t allocationsOf(Operation operation) {
-    const std::size_t before = allocations;
+    const std::size_t before = allocations::ofThisThread();
     operation();
-    return allocations - before;
+    return allocations::ofThisThread() - before;
 }
 
 TEST(UuidSharing, OneRecordAndTheBuffersOfItsFourTexts) {
