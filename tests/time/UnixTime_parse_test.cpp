@@ -221,8 +221,10 @@ TEST(UnixTimeParse, Fractions) {
 
 // Deliberate: a fraction too small for a double is refused with UTC and read as 0 with an offset.
 TEST(UnixTimeParse, FractionThatUnderflows) {
-    for (const int zeros : {310, 400, 100000}) {
-        const std::string fraction = "." + std::string(static_cast<std::size_t>(zeros), '0') + "1";
+    for (const std::size_t length : {312U, 402U, 100002U}) {
+        std::string fraction(length, '0');
+        fraction.front() = '.';
+        fraction.back() = '1';
         errno = 0;
         expectRefused(noon(fraction));
         expectRefused(noon(fraction + "Z"));
