@@ -1,5 +1,5 @@
 find_package(Threads REQUIRED)
-vorn_add_benchmark(time SOURCES time_timers.cpp)
+vorn_add_benchmark(time SOURCES time.cpp)
 
 find_package(Boost QUIET)
 if(Boost_FOUND)
