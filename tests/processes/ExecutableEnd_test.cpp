@@ -252,7 +252,7 @@ TEST(ExecutableEnd, DeliberateExecSyncNeverReturnsForAKilledChild) {
         }
         std::atomic<bool> delivered = false;
     };
-    const auto result = helpers::runInChild([](const auto&) {
+    const auto result = helpers::runInChild([](const auto& report) {
         static Observed program(shell("kill -9 $$"), {});
         static std::atomic<bool> returned = false;
         static std::atomic<pid_t> tid = 0;
@@ -261,16 +261,15 @@ TEST(ExecutableEnd, DeliberateExecSyncNeverReturnsForAKilledChild) {
             program.execSync();
             returned = true;
         }).detach();
-        const bool waits = helpers::waitUntil([] {
+        const bool told = helpers::waitUntil([] {
             return returned || (program.delivered &&
                                 helpers::stateOf("self/task/" + std::to_string(tid.load())) == 'S');
         });
-        if (!waits || returned) {
-            return 1;
-        }
-        return program.getStatus() == Executable::Aborted ? 0 : 2;
+        report(!told ? "never told" : returned ? "returned" : "waits on");
+        report(program.getStatus() == Executable::Aborted ? ", aborted" : ", not aborted");
+        return ::raise(SIGKILL);
     });
-    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.report, "waits on, aborted");
 }
 
 TEST(ExecutableEnd, ExecSyncReturnsForTimedOutChildren) {
