@@ -65,8 +65,9 @@ void operator delete[](void* block, std::size_t) noexcept {
 
 namespace {
 
+/// The marker comes last: the first bytes of a buffer are the first ones to be overwritten.
 std::string plainText(std::size_t length) {
-    return kPlainMarker + std::string(length - kMarkerSize, 'a');
+    return std::string(length - kMarkerSize, 'a') + kPlainMarker;
 }
 
 /// A place for an object whose bytes can be looked at after its end.
@@ -130,10 +131,15 @@ TEST_P(SecureStringMemory, ResetWipesTheFormerTextAndItsTemporary) {
     for (const auto length : kLengths) {
         Place place;
         create(place, plain_);
-        EXPECT_EQ(textsReleasedBy([&] { place.object()->reset(std::string(length, 'z')); }), 0);
-        EXPECT_FALSE(place.holdsText());
-        EXPECT_EQ(textsReleasedBy([&] { place.object()->reset(plainText(length)); }), 0);
-        place.object()->~SecureString();
+        const std::string other(length, 'z');
+        const auto again = plainText(length);
+        EXPECT_EQ(textsReleasedBy([&] {
+                      place.object()->reset(other);
+                      EXPECT_FALSE(place.holdsText());
+                      place.object()->reset(again);
+                      place.object()->~SecureString();
+                  }),
+                  0);
         EXPECT_FALSE(place.holdsText());
     }
 }
@@ -160,22 +166,38 @@ TEST_P(SecureStringMemory, MovingWipesTheSource) {
     }
 }
 
-TEST_P(SecureStringMemory, MoveAssignmentWipesBothSides) {
+TEST_P(SecureStringMemory, MoveAssignmentWipesTheFormerText) {
     for (const auto length : kLengths) {
         Place source;
         Place target;
         create(source, std::string(length, 'z'));
         create(target, plain_);
-        EXPECT_EQ(textsReleasedBy([&] { *target.object() = std::move(*source.object()); }), 0);
-        EXPECT_FALSE(target.holdsText());
+        EXPECT_EQ(textsReleasedBy([&] {
+                      *target.object() = std::move(*source.object());
+                      EXPECT_FALSE(target.holdsText());
+                      EXPECT_FALSE(source.holdsText());
+                      target.object()->~SecureString();
+                      source.object()->~SecureString();
+                  }),
+                  0);
+    }
+}
 
-        *source.object() = std::move(*target.object());
-        source.object()->reset(plainText(length));
-        EXPECT_EQ(textsReleasedBy([&] { *target.object() = std::move(*source.object()); }), 0);
-        EXPECT_FALSE(source.holdsText());
-        EXPECT_EQ(target.object()->decipheredString(), plainText(length));
-        source.object()->~SecureString();
-        target.object()->~SecureString();
+TEST_P(SecureStringMemory, MoveAssignmentWipesTheSource) {
+    for (const auto length : kLengths) {
+        Place source;
+        Place target;
+        create(source, plain_);
+        create(target, std::string(length, 'z'));
+        EXPECT_EQ(textsReleasedBy([&] {
+                      *target.object() = std::move(*source.object());
+                      EXPECT_FALSE(source.holdsText());
+                      source.object()->~SecureString();
+                  }),
+                  0);
+        EXPECT_EQ(target.object()->decipheredString(), plain_);
+        EXPECT_EQ(textsReleasedBy([&] { target.object()->~SecureString(); }), 0);
+        EXPECT_FALSE(target.holdsText());
     }
 }
 
@@ -185,9 +207,12 @@ TEST_P(SecureStringMemory, CopyAssignmentWipesTheFormerText) {
         create(target, plain_);
         const auto other =
             SecureString::fromPlainText(TestCipher::make(log_, ""), std::string(length, 'z'));
-        EXPECT_EQ(textsReleasedBy([&] { *target.object() = other; }), 0);
-        EXPECT_FALSE(target.holdsText());
-        target.object()->~SecureString();
+        EXPECT_EQ(textsReleasedBy([&] {
+                      *target.object() = other;
+                      EXPECT_FALSE(target.holdsText());
+                      target.object()->~SecureString();
+                  }),
+                  0);
     }
 }
 
