@@ -75,7 +75,7 @@ struct Place {
     alignas(SecureString) unsigned char bytes[sizeof(SecureString)] = {};
 
     [[nodiscard]] SecureString* object() {
-        return std::launder(reinterpret_cast<SecureString*>(bytes));
+        return std::launder(static_cast<SecureString*>(static_cast<void*>(bytes)));
     }
     [[nodiscard]] bool holdsText() const {
         unsigned char copy[sizeof bytes];
