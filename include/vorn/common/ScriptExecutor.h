@@ -71,8 +71,7 @@ struct ScriptContext;
 /// | stopped | running | false                   | nothing                        | nothing    |
 /// | running | nothing | queued, or false (full) | waits for the scripts; stopped | terminates |
 ///
-/// A request: queued -> running (or dropped, when its uuid is active) -> collected, its observer
-/// told.
+/// A request is queued, then runs (or is dropped, when its uuid is active), then is collected.
 ///
 /// Threads: execute, start and terminate may be called from any thread; observers may call execute.
 /// Lifetime: an observer or routine must not call start or terminate, nor destroy the executor.
@@ -87,7 +86,7 @@ struct ScriptContext;
 /// Deliberate: terminate waits for running scripts without limit; deadlines are not enforced
 /// meanwhile, and the observers of scripts that end meanwhile are told only after another start.
 /// Deliberate: an exception from an observer or a routine ends the processing silently; execute
-/// still accepts requests until terminate. They stay queued for the next start.
+/// still accepts requests while slots seem free. They wait for the start after a terminate.
 class VORN_GW_COMMON_EXPORT ScriptExecutor {
   public:
     /// Runs one script and returns its result. Called on a thread of its own.

@@ -27,17 +27,16 @@ namespace vorn::common::executable {
 ///
 /// An Executable runs at most once: started once, ended once, then only read.
 ///
-/// State x operation (status values in the left column):
+/// State x operation (getExitCode has a value when the status is Exited, and only then):
 ///
-/// | State                  | execAsync, execSync | getExitCode | readFromStdOut/Err  | destructor
-/// |
-/// |------------------------|---------------------|-------------|---------------------|------------|
-/// | Idle                   | Running             | no value    | no value            | nothing |
-/// | Running                | std::logic_error    | no value    | blocks to the end   | kills | |
-/// Running, start failed  | std::logic_error    | no value    | no value            | nothing    |
-/// | TimedOut               | std::logic_error    | no value    | what is in the pipe | nothing |
-/// | Aborted                | std::logic_error    | no value    | what is in the pipe | nothing |
-/// | Exited                 | std::logic_error    | 0 to 255    | what is in the pipe | nothing |
+/// | State                 | execAsync, execSync | readFromStdOut, ...Err  | destructor |
+/// |-----------------------|---------------------|-------------------------|------------|
+/// | Idle                  | Running             | no value                | nothing    |
+/// | Running               | std::logic_error    | the rest, up to the end | kills      |
+/// | Running, start failed | std::logic_error    | no value                | nothing    |
+/// | TimedOut              | std::logic_error    | the rest, up to the end | nothing    |
+/// | Aborted               | std::logic_error    | the rest, up to the end | nothing    |
+/// | Exited                | std::logic_error    | the rest, up to the end | nothing    |
 ///
 /// The child: standard input is inherited, standard output and error go to two pipes; signals that
 /// the service catches are back at their default, ignored ones stay ignored, and the signal mask is
@@ -46,9 +45,8 @@ namespace vorn::common::executable {
 ///
 /// Threads: status, exit code and output may be read from any thread. `onDone` is called on a
 /// thread of the object, without any lock; an exception that leaves it ends the process. One
-/// running object costs one thread and, for most of the kernels, one further descriptor while it
-/// has a time limit. Lifetime: destroy it only after execAsync has returned. The callback is kept
-/// until then.
+/// running object costs one thread and, with a time limit on Linux 5.3 and newer, one descriptor.
+/// Lifetime: destroy it only after execAsync has returned. The callback is kept until then.
 ///
 /// Deliberate: execSync never returns for a child that a signal ended (see there).
 /// Deliberate: output beyond the capacity of a pipe (64 KB by default) that nobody reads blocks the
@@ -58,8 +56,7 @@ namespace vorn::common::executable {
 /// Deliberate: only descriptors 3 to 4095 are closed in the child, and it inherits all four ends of
 /// its own two pipes, so that closing its standard output does not end a read.
 /// Deliberate: destruction kills the process, not its group.
-/// Deliberate: a callback that destroys its own object joins its own thread, which ends the
-/// process.
+/// Deliberate: a callback that destroys its own object joins itself, which ends the process.
 class VORN_GW_COMMON_EXPORT Executable
     : public IExecutable,
       public classattributes::NonCopiable<Executable, Executable> {

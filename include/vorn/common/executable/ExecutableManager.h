@@ -65,9 +65,9 @@ struct ExecutionResult {
 /// Deliberate: an executable counts against the limit and as running until it is collected, up to
 /// half a second after its end.
 /// Deliberate: execSync holds the manager for the whole run: every other operation and the
-/// collector wait until it has ended, for ever when a signal ended the child (see
-/// Executable::execSync). Deliberate: an executable that failed to start keeps its place until
-/// abort() removes it. Deliberate: a limit of 0 refuses everything.
+/// collector wait until it has ended, for ever when a signal ended the child.
+/// Deliberate: an executable that failed to start keeps its place until abort() removes it.
+/// Deliberate: a limit of 0 refuses everything.
 class VORN_GW_COMMON_EXPORT ExecutableManager {
   public:
     using Callback =
