@@ -1,0 +1,1 @@
+vorn_add_example(time keep_deadline)
