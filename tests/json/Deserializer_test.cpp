@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -305,7 +306,7 @@ TEST(Deserializer, ClassifyingLeavesErrnoAlone) {
 
 TEST(Deserializer, ATextOfFourGibibytesIsRefused) {
     if constexpr (sizeof(std::size_t) > 4) {
-        const std::string_view huge("1", std::size_t{1} << 32);
+        const std::string_view huge("1", static_cast<std::size_t>(std::uint64_t{1} << 32));
         EXPECT_THROW(static_cast<void>(Deserializer(huge)), std::length_error);
     } else {
         GTEST_SKIP() << "no text is that long on 32 bits";
