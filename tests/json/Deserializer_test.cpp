@@ -213,6 +213,27 @@ TEST(Deserializer, AKeyViewIsReadToItsNul) {
                       "lwjson::deserializer \"\" value not found in object \"\"");
 }
 
+TEST(Deserializer, StructureBehindTheRootIsIgnored) {
+    for (const char behind : std::string_view(",[]{}:")) {
+        EXPECT_EQ(parsed(std::string("[1] ") + behind + " x"), "[1]");
+    }
+}
+
+TEST(Deserializer, RawControlCharactersAreAccepted) {
+    for (char character = 1; character < 32; ++character) {
+        const std::string text = std::string("a") + character + "b";
+        const Deserializer root("{\"" + text + "\":\"" + text + "\"}");
+        EXPECT_EQ(root[text].as<std::string>(), text);
+    }
+}
+
+TEST(Deserializer, KeysStayAsWritten) {
+    const Deserializer root(R"({"a\/b":1})");
+    EXPECT_EQ(root.members()[0].name(), R"(a\/b)");
+    EXPECT_EQ(root.findMember("a/b"), nullptr);
+    EXPECT_NE(root.findMember(R"(a\/b)"), nullptr);
+}
+
 TEST(Deserializer, LookUpsByIndex) {
     const Deserializer root(R"({"list":[10,[20]],"object":{"a":1}})");
     EXPECT_EQ(root["list"][0].value.view(), "10");
