@@ -85,7 +85,8 @@ TEST(LockedFile, AnExistingFileKeepsItsPermissionsAndContent) {
 TEST(LockedFile, OpensWithTheMode) {
     const TempDir dir;
     const auto path = dir.write("data", "content");
-    LockedFile::create(path, {std::ios_base::in | std::ios_base::out, perms{0660}}).stream() << "CO";
+    LockedFile::create(path, {std::ios_base::in | std::ios_base::out, perms{0660}}).stream()
+        << "CO";
     EXPECT_EQ(contentOf(path), "COntent");
     std::string word;
     LockedFile::wait(path).stream() >> word;
@@ -157,8 +158,8 @@ TEST(LockedFile, WaitUntilNobodyCreatesIt) {
                           "No such file or directory " + path));
     }
     const auto deadline = Clock::now() + 150ms;
-    EXPECT_TRUE(fails([&] { LockedFile::waitUntil(path, deadline); },
-                      "No such file or directory " + path));
+    EXPECT_TRUE(
+        fails([&] { LockedFile::waitUntil(path, deadline); }, "No such file or directory " + path));
     EXPECT_GE(Clock::now(), deadline);
     EXPECT_FALSE(exists(path));
     EXPECT_FALSE(exists(path + ".lck"));
@@ -167,16 +168,21 @@ TEST(LockedFile, WaitUntilNobodyCreatesIt) {
 TEST(LockedFile, WaitUntilTheLockIsTakenMeanwhile) {
     const TempDir dir;
     const auto path = dir.file("data");
+    std::atomic<bool> waited{false};
     std::thread taker([&] {
-        // Takes the lock in one of the pauses in which the waiter has released it.
+        // Gets the lock in one of the pauses for which the waiter releases it.
+        while (!exists(path + ".lck") && !waited) {
+        }
         FileMutex mutex(path + ".lck");
         mutex.lock();
-        EXPECT_TRUE(fails([&] { LockedFile::waitUntil(path, Clock::now() + 10ms); },
-                          "File " + path + " is locked"));
-        std::this_thread::sleep_for(500ms);
+        while (!waited) {
+            std::this_thread::sleep_for(1ms);
+        }
         mutex.unlock();
     });
-    EXPECT_THROW(LockedFile::waitUntil(path, Clock::now() + 300ms), std::ios_base::failure);
+    EXPECT_TRUE(fails([&] { LockedFile::waitUntil(path, Clock::now() + 1s); },
+                      "File " + path + " is locked"));
+    waited = true;
     taker.join();
 }
 

@@ -46,11 +46,11 @@ class VORN_GW_COMMON_EXPORT FileMutex {
     void lock();
 
     /// Makes one attempt; false when the lock file exists or cannot be created.
-    [[nodiscard]] bool try_lock();
+    bool try_lock();
 
     /// Makes one attempt, then one every 100 ms and a last one at the deadline. With a deadline
     /// that has passed it makes exactly one. time_point::max() means for ever.
-    [[nodiscard]] bool try_lock_until(const std::chrono::steady_clock::time_point& deadline);
+    bool try_lock_until(const std::chrono::steady_clock::time_point& deadline);
 
     /// Removes the lock file; one that is missing is no error.
     void unlock();

@@ -59,24 +59,22 @@ class VORN_GW_COMMON_EXPORT LockedFile {
     LockedFile& operator=(const LockedFile&) = delete;
 
     /// Opens the file, creating it when it is missing; waits for the lock as long as it takes.
-    [[nodiscard]] static LockedFile create(const std::string& path,
-                                           const Options& options = kDefaultOptions);
+    static LockedFile create(const std::string& path, const Options& options = kDefaultOptions);
 
     /// The same, waiting until the deadline only.
-    [[nodiscard]] static LockedFile tryCreateUntil(const std::string& path,
-                                                   std::chrono::steady_clock::time_point deadline,
-                                                   const Options& options = kDefaultOptions);
+    static LockedFile tryCreateUntil(const std::string& path,
+                                     std::chrono::steady_clock::time_point deadline,
+                                     const Options& options = kDefaultOptions);
 
     /// Opens the file as soon as it exists and is not locked; waits as long as it takes.
-    [[nodiscard]] static LockedFile wait(const std::string& path,
-                                         std::ios_base::openmode mode = std::ios_base::in |
-                                                                        std::ios_base::out);
+    static LockedFile wait(const std::string& path,
+                           std::ios_base::openmode mode = std::ios_base::in | std::ios_base::out);
 
     /// The same, waiting until the deadline only.
-    [[nodiscard]] static LockedFile waitUntil(const std::string& path,
-                                              std::chrono::steady_clock::time_point deadline,
-                                              std::ios_base::openmode mode = std::ios_base::in |
-                                                                             std::ios_base::out);
+    static LockedFile waitUntil(const std::string& path,
+                                std::chrono::steady_clock::time_point deadline,
+                                std::ios_base::openmode mode = std::ios_base::in |
+                                                               std::ios_base::out);
 
     /// Closes the stream and removes the data file; the lock is kept until destruction. Returns
     /// whether a file was removed. Throws std::filesystem::filesystem_error when that is refused.

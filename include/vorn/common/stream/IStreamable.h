@@ -24,7 +24,7 @@ class VORN_GW_COMMON_EXPORT IStreamable {
 
     /// Reads the whole object; returns whether that succeeded. May throw. An implementation should
     /// leave the object as it was when it fails.
-    [[nodiscard]] virtual bool deserialize(std::istream& in) = 0;
+    virtual bool deserialize(std::istream& in) = 0;
 };
 
 }  // namespace vorn::common::stream

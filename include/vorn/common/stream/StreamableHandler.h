@@ -104,7 +104,7 @@ class VORN_GW_COMMON_EXPORT StreamableHandler {
 
     /// Reads the object. False when the builder gives nothing or a stream that is not good, when
     /// `deserialize` gives false, and when one of them throws a standard exception.
-    [[nodiscard]] bool load(InputBuilder&& inputBuilder);
+    bool load(InputBuilder&& inputBuilder);
 
     /// Writes if a write is due and nobody holds the object; never waits for it. Returns when it
     /// wants to run next: time_point::max() when nothing is pending, and a time point that has
