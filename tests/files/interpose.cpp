@@ -20,6 +20,9 @@ Settings& settings() {
 
 namespace {
 
+std::atomic<int> exchangeErrorOfAll{0};
+std::atomic<std::atomic<long>*> changesOfAll{nullptr};
+
 int failWith(int error) {
     errno = error;
     return -1;
@@ -27,6 +30,9 @@ int failWith(int error) {
 
 Settings& beforeChange() {
     auto& current = settings();
+    if (auto* const counter = changesOfAll.load()) {
+        ++*counter;
+    }
     if (++current.changingCalls == current.killAtCall) {
         ::kill(::getpid(), SIGKILL);
     }
@@ -34,6 +40,15 @@ Settings& beforeChange() {
 }
 
 }  // namespace
+
+void failEveryExchange(int error) {
+    exchangeErrorOfAll = error;
+}
+
+void countChangesIn(std::atomic<long>* counter) {
+    changesOfAll = counter;
+}
+
 }  // namespace interpose
 
 extern "C" {
@@ -43,8 +58,9 @@ __attribute__((visibility("default"))) int renameat2(int oldDirectory, const cha
                                                      unsigned flags) noexcept {
     auto& current = interpose::beforeChange();
     ++current.exchanges;
-    if (current.exchangeError != 0) {
-        return interpose::failWith(current.exchangeError);
+    const int everywhere = interpose::exchangeErrorOfAll;
+    if (current.exchangeError != 0 || everywhere != 0) {
+        return interpose::failWith(everywhere != 0 ? everywhere : current.exchangeError);
     }
     return static_cast<int>(
         ::syscall(SYS_renameat2, oldDirectory, oldPath, newDirectory, newPath, flags));

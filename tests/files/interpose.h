@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 /// The test program's own definitions of some system calls take the place of the C library's, for
@@ -22,6 +23,12 @@ struct Settings {
     int exchanges = 0;       ///< exchanges that were tried so far
     int changingCalls = 0;   ///< rename, exchange, write, fdatasync, unlink so far
 };
+
+/// The exchange of two names fails with this errno in all threads (0: it works).
+void failEveryExchange(int error);
+
+/// Counts the changing calls of all threads; null: not any more.
+void countChangesIn(std::atomic<long>* counter);
 
 /// The calling thread's settings.
 Settings& settings();

@@ -216,6 +216,7 @@ TEST(SwapFiles, AKillLeavesWholeFiles) {
         const auto a = dir.write("a", contentA);
         const auto b = dir.write("b", contentB);
         const auto result = helpers::runInChild([&](const auto&) {
+            interpose::settings() = {};
             interpose::settings().exchangeError = EINVAL;
             interpose::settings().killAtCall = call;
             swapFiles(a, b);
