@@ -1,6 +1,7 @@
 #include "internal/openFile.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <utility>
@@ -54,6 +55,9 @@ bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::op
     Descriptor file = openFile(path, *flags, permissions);
     if (!file) {
         return false;
+    }
+    if ((*flags & (O_APPEND | O_ACCMODE)) == (O_APPEND | O_WRONLY)) {
+        ::lseek(file.get(), 0, SEEK_END);
     }
     __gnu_cxx::stdio_filebuf<char> opened(file.get(), mode);
     if (!opened.is_open()) {
