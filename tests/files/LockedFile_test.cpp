@@ -1,9 +1,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vorn/common/fs/LockedFile.h>
 
-#include <atomic>
 #include <thread>
 #include <type_traits>
 
@@ -168,22 +169,20 @@ TEST(LockedFile, WaitUntilNobodyCreatesIt) {
 TEST(LockedFile, WaitUntilTheLockIsTakenMeanwhile) {
     const TempDir dir;
     const auto path = dir.file("data");
-    std::atomic<bool> waited{false};
-    std::thread taker([&] {
-        // Gets the lock in one of the pauses for which the waiter releases it.
-        while (!exists(path + ".lck") && !waited) {
-        }
-        FileMutex mutex(path + ".lck");
-        mutex.lock();
-        while (!waited) {
-            std::this_thread::sleep_for(1ms);
-        }
-        mutex.unlock();
+    const int watch = ::inotify_init1(IN_CLOEXEC);
+    ASSERT_NE(::inotify_add_watch(watch, dir.path().c_str(), IN_DELETE), -1);
+    std::thread waiter([&] {
+        EXPECT_TRUE(fails([&] { LockedFile::waitUntil(path, Clock::now() + 2s); },
+                          "File " + path + " is locked"));
     });
-    EXPECT_TRUE(fails([&] { LockedFile::waitUntil(path, Clock::now() + 1s); },
-                      "File " + path + " is locked"));
-    waited = true;
-    taker.join();
+    // The waiter has taken the lock and released it again: take it in one of its pauses.
+    char event[4096];
+    EXPECT_GT(::read(watch, event, sizeof event), 0);
+    FileMutex mutex(path + ".lck");
+    mutex.lock();
+    waiter.join();
+    mutex.unlock();
+    ::close(watch);
 }
 
 TEST(LockedFile, WaitLetsTheProducerIn) {
