@@ -2,10 +2,14 @@
 
 #include <termios.h>
 #include <unistd.h>
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/lwjson/Serializer.h>
 
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <string_view>
+#include <utility>
 
 #include "internal/retry.h"
 #include "internal/sleep.h"
@@ -50,6 +54,14 @@ void pressKey() {
     std::cout << std::endl << "Press a key" << std::endl;
     _getch();
     std::cout << std::endl;
+}
+
+std::string normalizeJson(const std::string& text) {
+    const lwjson::Deserializer document(std::string_view{text});
+    lwjson::Serializer writer(lwjson::Serializer::Pretty);
+    writer.addValue(document);
+    writer.finalize();
+    return std::move(writer.mutableJson());
 }
 
 void sleep(unsigned milliseconds) {

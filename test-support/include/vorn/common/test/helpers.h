@@ -22,6 +22,11 @@ VORN_GW_COMMON_EXPORT char _getch();
 /// Prints "Press a key" and waits for one with _getch.
 VORN_GW_COMMON_EXPORT void pressKey();
 
+/// Returns a JSON text in the indented layout, so that two documents that differ in layout only
+/// become the same text. The text is read with the default options. The reader's exceptions pass:
+/// std::runtime_error and std::invalid_argument with the place and kind of the mistake.
+[[nodiscard]] VORN_GW_COMMON_EXPORT std::string normalizeJson(const std::string& text);
+
 /// Sleeps for the whole time, whatever signals arrive; returns at once for 0.
 VORN_GW_COMMON_EXPORT void sleep(unsigned milliseconds);
 
