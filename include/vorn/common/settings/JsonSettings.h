@@ -51,8 +51,9 @@ class VORN_GW_COMMON_EXPORT JsonSettings : public stream::IStreamable {
     bool deserialize(std::istream& in) override;
 
   protected:
-    /// Loads the fields. `settings` may be of any JSON type and is valid during the call only
-    /// (copies stay valid).
+    /// Loads the fields. `settings` may be of any JSON type.
+    /// Lifetime: take the values out; `settings`, and every copy of it, is valid during the call
+    /// only.
     virtual bool loadSettings(const std::string& version, const lwjson::Deserializer& settings) = 0;
 
     /// The version, written as a JSON string, and the finalized settings.
