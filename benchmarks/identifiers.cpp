@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <vector>
 
 #ifdef VORN_PEER_BOOST
 #include <boost/crc.hpp>
@@ -75,13 +76,18 @@ void addVorn() {
     addSized("base64-decode-checked/vorn", [](const std::string&, const std::string& text) {
         benchmark::DoNotOptimize(Base64::decodeToString(text));
     });
-    addSized("crc16/vorn", [](const std::string& data, const std::string&) {
-        Crc16Computer crc;
-        for (const char byte : data) {
-            crc.update(static_cast<unsigned char>(byte));
-        }
-        benchmark::DoNotOptimize(crc.get());
-    });
+    benchmark::RegisterBenchmark("crc16/vorn",
+                                 [](benchmark::State& state) {
+                                     const std::vector<unsigned char> bytes(
+                                         static_cast<std::size_t>(state.range(0)), 0xA7);
+                                     for (auto _ : state) {
+                                         Crc16Computer crc;
+                                         crc.update(bytes);
+                                         benchmark::DoNotOptimize(crc.get());
+                                     }
+                                 })
+        ->Arg(64)
+        ->Arg(1 << 20);
     add("iso8601-write/vorn", [] {
         benchmark::DoNotOptimize(vorn::common::UnixTime::fromSeconds(1700000000.25).toIso8601());
     });

@@ -28,9 +28,11 @@ void Crc16Computer::update(unsigned char byte) noexcept {
 }
 
 void Crc16Computer::update(const std::vector<unsigned char>& bytes) noexcept {
+    Crc16Computer running = *this;
     for (const unsigned char byte : bytes) {
-        update(byte);
+        running.update(byte);
     }
+    *this = running;
 }
 
 std::uint16_t Crc16Computer::get() const noexcept {

@@ -183,11 +183,15 @@ TEST(Uuid, RefusesEveryCharacterThatIsNoHexDigit) {
 }
 
 TEST(Uuid, ReportsTheFirstOfSeveralBadDigits) {
-    for (const auto& [text, first] : {std::pair{"933dqc8zdea98c6bd1118b3b46a181f1", "q"},
-                                      {"93x-6c80dea98c6bd1118b3b46a181fy", "x"},
-                                      {"933d6c80-dea9-8cgh-d111-8b3b46a181fi", "g"}}) {
-        EXPECT_THROW_TEXT(Uuid(text), std::invalid_argument,
-                          std::string("invalid hex character in UUID ") + first);
+    struct Row {
+        const char* text;
+        std::string first;
+    };
+    for (const Row& row : {Row{"933dqc8zdea98c6bd1118b3b46a181f1", "q"},
+                           Row{"93x-6c80dea98c6bd1118b3b46a181fy", "x"},
+                           Row{"933d6c80-dea9-8cgh-d111-8b3b46a181fi", "g"}}) {
+        EXPECT_THROW_TEXT(Uuid(row.text), std::invalid_argument,
+                          "invalid hex character in UUID " + row.first);
     }
 }
 

@@ -95,7 +95,6 @@ TEST(CipherProxy, ExceptionsOfTheCipherPassUnchanged) {
 }
 
 TEST(CipherProxyDeathTest, AssigningItselfIsAProgrammingError) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     CipherLog log;
     auto proxy = TestCipher::make(log);
     const auto& same = proxy;
@@ -103,7 +102,6 @@ TEST(CipherProxyDeathTest, AssigningItselfIsAProgrammingError) {
 }
 
 TEST(CipherProxyDeathTest, AnEmptyProxyCannotBeUsed) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const CipherProxy empty(nullptr);
     EXPECT_DEATH(static_cast<void>(empty.encrypt("")),
                  "src/cipher/CipherProxy.*cipher_ != nullptr");

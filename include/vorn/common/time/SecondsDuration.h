@@ -18,6 +18,16 @@ namespace vorn::common::time {
 /// A plain value: copied freely, never throws, and usable in constant expressions. INFINITE can be
 /// used from the static initialisers of other files.
 class SecondsDuration {
+    // Stands before its callers: one compiler needs that in constant expressions.
+    template <class TimePoint>
+    [[nodiscard]] constexpr TimePoint add(TimePoint from) const noexcept {
+        const std::chrono::nanoseconds duration(std::int64_t{seconds_} * 1'000'000'000);
+        const bool fits = from.time_since_epoch().count() < 0 || duration < TimePoint::max() - from;
+        return isInfinite() || !fits
+                   ? TimePoint::max()
+                   : from + std::chrono::duration_cast<typename TimePoint::duration>(duration);
+    }
+
   public:
     /// The endless duration; its count is 4294967295 (all ones).
     static const SecondsDuration INFINITE;
@@ -46,15 +56,6 @@ class SecondsDuration {
                                       const SecondsDuration&) noexcept = default;
 
   private:
-    template <class TimePoint>
-    [[nodiscard]] constexpr TimePoint add(TimePoint from) const noexcept {
-        const std::chrono::nanoseconds duration(std::int64_t{seconds_} * 1'000'000'000);
-        const bool fits = from.time_since_epoch().count() < 0 || duration < TimePoint::max() - from;
-        return isInfinite() || !fits
-                   ? TimePoint::max()
-                   : from + std::chrono::duration_cast<typename TimePoint::duration>(duration);
-    }
-
     std::uint32_t seconds_;
 };
 
