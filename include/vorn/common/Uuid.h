@@ -139,9 +139,11 @@ VORN_GW_COMMON_EXPORT std::ostream& operator<<(std::ostream& stream, const Uuid&
 
 }  // namespace vorn::common
 
+namespace std {
 /// Hashes the 16 bytes.
 /// Not guaranteed: the same value on another platform or in another release.
 template <>
-struct std::hash<vorn::common::Uuid> {
+struct hash<vorn::common::Uuid> {
     VORN_GW_COMMON_EXPORT std::size_t operator()(const vorn::common::Uuid& uuid) const noexcept;
 };
+}  // namespace std
