@@ -1,0 +1,34 @@
+#include "answers.h"
+
+#include "JsonLine.h"
+
+namespace gateway {
+
+using vorn::common::Uuid;
+
+std::string refusal(const std::string& reason) {
+    return JsonLine().text("answer", "refused").text("reason", reason).take();
+}
+
+std::string complaint(const std::string& what) {
+    return JsonLine().text("answer", "error").text("error", what).take();
+}
+
+std::string accepted(const Uuid& uuid) {
+    return JsonLine().text("answer", "accepted").uuid("uuid", uuid).take();
+}
+
+std::string scriptResult(const Uuid& uuid, std::optional<int> exitCode) {
+    JsonLine line;
+    line.text("result", exitCode ? "exited" : "killed").uuid("uuid", uuid);
+    if (exitCode) {
+        line.number("exitCode", *exitCode);
+    }
+    return line.take();
+}
+
+std::string scriptTimeout(const Uuid& uuid) {
+    return JsonLine().text("result", "timeout").uuid("uuid", uuid).take();
+}
+
+}  // namespace gateway

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vorn/common/Uuid.h>
+
+namespace gateway {
+
+// The lines that the service says, apart from the status (see Status.h). The README shows each.
+
+/// A request that is understood and cannot be served now.
+[[nodiscard]] std::string refusal(const std::string& reason);
+
+/// A request that is not understood; `what` names the member or the place that is wrong.
+[[nodiscard]] std::string complaint(const std::string& what);
+
+[[nodiscard]] std::string accepted(const vorn::common::Uuid& uuid);
+
+/// How a script ended: with an exit code, or without one because a signal killed it.
+[[nodiscard]] std::string scriptResult(const vorn::common::Uuid& uuid, std::optional<int> exitCode);
+[[nodiscard]] std::string scriptTimeout(const vorn::common::Uuid& uuid);
+
+}  // namespace gateway

@@ -1,0 +1,72 @@
+#include <iostream>
+#include <map>
+
+#include "commands.h"
+#include "exitCodes.h"
+
+namespace {
+
+constexpr const char* kHelp =
+    "usage: gwctl [--json] SOCKET COMMAND [OPTION...] [OPERAND...]\n"
+    "\n"
+    "Speaks to the gatewayd that listens at SOCKET.\n"
+    "\n"
+    "  run [OPTION...] SCRIPT   run a shell script (\"-\": read it from the standard input)\n"
+    "      --wait               wait for its end\n"
+    "      --timeout SECONDS    kill it after so long (60)\n"
+    "      --description TEXT   what to call it in the status\n"
+    "      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated\n"
+    "      --chroot DIRECTORY   its root directory\n"
+    "      --cgroup GROUP       a control group, as cgexec takes it; may be repeated\n"
+    "  status                   show how the service is\n"
+    "\n"
+    "  --json                   print the service's lines as they are, one JSON object each\n"
+    "  --                       what follows is no option\n"
+    "\n"
+    "exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 75 refused\n"
+    "for now; 76 not understood; run --wait: the script's exit code, 124 it timed out, 125 a signal\n"
+    "killed it\n";
+
+using Command = int (*)(const std::string& socket, bool json, gateway::Arguments& arguments);
+
+int execute(gateway::Arguments& arguments) {
+    const std::map<std::string, Command> commands = {
+        {"run", gateway::runCommand},
+        {"status", gateway::statusCommand},
+    };
+    const bool json = arguments.flag("--json");
+    const std::string socket = arguments.operand("the socket");
+    const std::string name = arguments.operand("the command");
+    const auto command = commands.find(name);
+    if (command == commands.end()) {
+        throw gateway::UsageError("there is no command \"" + name + "\"");
+    }
+    return command->second(socket, json, arguments);
+}
+
+int fail(int code, const std::exception& error) {
+    std::cerr << "gwctl: " << error.what() << std::endl;
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    gateway::Arguments arguments(argc, argv);
+    if (arguments.flag("--help")) {
+        std::cout << kHelp;
+        return gateway::kDone;
+    }
+    try {
+        return execute(arguments);
+    } catch (const gateway::UsageError& error) {
+        std::cerr << "gwctl: " << error.what() << "\nTry gwctl --help." << std::endl;
+        return gateway::kUsage;
+    } catch (const gateway::ConnectionError& error) {
+        return fail(gateway::kNoConnection, error);
+    } catch (const gateway::Refusal& error) {
+        return fail(gateway::kRefused, error);
+    } catch (const std::exception& error) {
+        return fail(gateway::kNotUnderstood, error);
+    }
+}

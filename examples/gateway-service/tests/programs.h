@@ -1,0 +1,103 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+#include <vorn/common/lwjson/Deserializer.h>
+
+#include "FileDescriptor.h"
+#include "LineBuffer.h"
+#include "tests/helpers/TempDir.h"
+
+namespace gateway_tests {
+
+/// A started program (through the emulator where there is one). Killed with the object if it still
+/// runs.
+class Process {
+  public:
+    /// Standard output and error go to files in `directory`, which is also the working directory.
+    Process(const std::string& directory, const std::string& program,
+            const std::vector<std::string>& arguments, const std::string& input = "");
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    void signal(int number) const;
+    /// The exit code, or 1000 plus the signal that ended it. Waits up to 60 seconds.
+    int wait();
+    [[nodiscard]] bool running();
+    [[nodiscard]] std::string output() const;
+    [[nodiscard]] std::string errors() const;
+
+  private:
+    void reap(int options);
+
+    std::string outputFile_;
+    std::string errorFile_;
+    pid_t pid_ = -1;
+    std::optional<int> status_;
+};
+
+/// A connection of a test to the service, byte by byte.
+class RawClient {
+  public:
+    explicit RawClient(const std::string& socket);
+
+    void send(const std::string& bytes);
+    /// Sends as much as goes without waiting; returns how much went.
+    std::size_t trySend(const std::string& bytes);
+    void endInput();
+    /// The next line, waited for up to 60 seconds; empty when the service closed the connection.
+    std::string line();
+    std::string ask(const std::string& request);
+
+  private:
+    gateway::FileDescriptor socket_;
+    gateway::LineBuffer input_{std::size_t{4} << 20U};
+};
+
+struct Outcome {
+    int exitCode = -1;
+    std::string output;
+    std::string errors;
+};
+
+/// A service in a directory of its own. Stopped with SIGTERM with the object.
+class RunningService {
+  public:
+    /// `members`: more members of the configuration, each beginning with a comma. Returns when the
+    /// service answers.
+    explicit RunningService(const std::string& members = "");
+    ~RunningService();
+
+    [[nodiscard]] std::string socket() const { return directory_.file("run/gatewayd.sock"); }
+    [[nodiscard]] const helpers::TempDir& directory() const { return directory_; }
+    [[nodiscard]] Process& process() { return *process_; }
+    /// Starts it again, after it ended.
+    void start();
+    /// Sends SIGTERM and returns the exit code.
+    int stop();
+
+    /// Runs gwctl on this service.
+    [[nodiscard]] Outcome control(const std::vector<std::string>& arguments,
+                                  const std::string& input = "") const;
+    [[nodiscard]] RawClient connect() const { return RawClient(socket()); }
+
+  private:
+    helpers::TempDir directory_;
+    std::string configuration_;
+    std::optional<Process> process_;
+};
+
+[[nodiscard]] const char* gatewaydProgram();
+[[nodiscard]] Outcome runProgram(const std::string& directory, const std::string& program,
+                                 const std::vector<std::string>& arguments,
+                                 const std::string& input = "");
+[[nodiscard]] Outcome runControl(const std::vector<std::string>& arguments);
+
+/// The member of a JSON line under a path of names, as it is written ("" when there is none).
+[[nodiscard]] std::string member(const std::string& line, const std::vector<const char*>& path);
+
+}  // namespace gateway_tests
