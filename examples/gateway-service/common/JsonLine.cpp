@@ -20,14 +20,14 @@ JsonLine& JsonLine::jsons(const char* key, const std::vector<std::string>& value
 }
 
 JsonLine& JsonLine::text(const char* key, std::string_view value) {
-    return json(key, quoted(value));
+    return json(key, jsonString(value));
 }
 
 JsonLine& JsonLine::texts(const char* key, const std::vector<std::string>& values) {
     std::vector<std::string> elements;
     elements.reserve(values.size());
     for (const std::string& value : values) {
-        elements.push_back(quoted(value));
+        elements.push_back(jsonString(value));
     }
     return jsons(key, elements);
 }

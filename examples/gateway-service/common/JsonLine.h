@@ -1,11 +1,11 @@
 #pragma once
 
+#include <vorn/common/Uuid.h>
+#include <vorn/common/lwjson/Serializer.h>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
-#include <vorn/common/Uuid.h>
-#include <vorn/common/lwjson/Serializer.h>
 
 namespace gateway {
 

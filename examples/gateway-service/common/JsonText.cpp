@@ -92,7 +92,7 @@ void appendUnicode(std::string& out, std::string_view& rest) {
 
 }  // namespace
 
-std::string quoted(std::string_view text) {
+std::string jsonString(std::string_view text) {
     std::string out = "\"";
     out.reserve(text.size() + 2);
     while (!text.empty()) {

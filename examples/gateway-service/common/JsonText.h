@@ -1,8 +1,8 @@
 #pragma once
 
+#include <vorn/common/lwjson/Deserializer.h>
 #include <string>
 #include <string_view>
-#include <vorn/common/lwjson/Deserializer.h>
 
 namespace gateway {
 
@@ -16,7 +16,7 @@ namespace gateway {
 
 /// `text` as a JSON string with its quotes: every control character is escaped, so the result never
 /// holds a line feed, and each byte that is not UTF-8 becomes U+FFFD, so it is always valid JSON.
-[[nodiscard]] std::string quoted(std::string_view text);
+[[nodiscard]] std::string jsonString(std::string_view text);
 
 /// The characters of a string node, "\u" escapes as UTF-8. Throws `std::invalid_argument` saying
 /// what was expected when the node is no string or holds an escape that does not exist.

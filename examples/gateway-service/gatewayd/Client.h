@@ -11,10 +11,10 @@ namespace gateway {
 
 /// What a message to a client means for the requests that it is waiting for.
 enum class Delivery {
-    Answer,             ///< the answer to a request, with nothing to follow
-    AnswerBeforeResult, ///< the answer to a request whose result follows later
-    Result,             ///< a result that was announced
-    Notice              ///< nothing that the client asked for
+    Answer,              ///< the answer to a request, with nothing to follow
+    AnswerBeforeResult,  ///< the answer to a request whose result follows later
+    Result,              ///< a result that was announced
+    Notice               ///< nothing that the client asked for
 };
 
 /// One connection, seen by the server's loop alone: bounded input, bounded output, and how many

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <vorn/common/thread/MessageThread.h>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <vorn/common/thread/MessageThread.h>
 
 namespace gateway {
 

@@ -1,10 +1,10 @@
 #include "Configuration.h"
 
+#include <vorn/common/TypedArgs.h>
+#include <vorn/common/lwjson/Deserializer.h>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <vorn/common/TypedArgs.h>
-#include <vorn/common/lwjson/Deserializer.h>
 
 namespace gateway {
 
@@ -16,7 +16,8 @@ using vorn::common::lwjson::Deserializer;
 // Takes arguments out of the flat map, so that what is left over is what nobody knows.
 class Arguments {
   public:
-    explicit Arguments(const Deserializer& document) : arguments_(vorn::common::loadArgs(document)) {}
+    explicit Arguments(const Deserializer& document)
+        : arguments_(vorn::common::loadArgs(document)) {}
 
     void take(const std::string& key, std::string& value) {
         takeWith(key, [&](const std::string& text) {

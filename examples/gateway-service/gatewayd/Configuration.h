@@ -7,12 +7,12 @@ namespace gateway {
 /// What gatewayd is told when it starts: a JSON document, read once (see the README for an
 /// example). Relative paths are relative to the directory in which the service was started.
 struct Configuration {
-    std::string socket;        ///< path of the socket; mandatory
-    std::string user;          ///< whom to become when started as root; empty: nobody
-    std::string group;         ///< given if and only if `user` is
-    std::string capabilities;  ///< capability names to keep, separated by spaces
-    std::string plugins;       ///< plug-in configuration file; empty: none
-    unsigned scriptLimit = 4;  ///< scripts and programs running at once
+    std::string socket;              ///< path of the socket; mandatory
+    std::string user;                ///< whom to become when started as root; empty: nobody
+    std::string group;               ///< given if and only if `user` is
+    std::string capabilities;        ///< capability names to keep, separated by spaces
+    std::string plugins;             ///< plug-in configuration file; empty: none
+    unsigned scriptLimit = 4;        ///< scripts and programs running at once
     unsigned longestTimeout = 3600;  ///< seconds that a request may ask for at most
     unsigned clientLimit = 64;       ///< connections at once
 };

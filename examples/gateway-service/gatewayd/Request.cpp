@@ -6,7 +6,8 @@ namespace gateway {
 
 namespace {
 
-constexpr const char* kDefaultPath = "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+constexpr const char* kDefaultPath =
+    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 std::vector<std::string> environmentOf(RequestFields& fields) {
     auto environment = fields.optionalTexts("environment");
@@ -29,8 +30,8 @@ RunRequest runRequest(RequestFields& fields, unsigned longestTimeout) {
     request.script.chroot = fields.optionalText("chroot");
     request.script.cgroups = fields.optionalTexts("cgroups");
     request.script.environment = environmentOf(fields);
-    request.timeout = vorn::common::time::SecondsDuration(
-        fields.number("timeout", 1, longestTimeout));
+    request.timeout =
+        vorn::common::time::SecondsDuration(fields.number("timeout", 1, longestTimeout));
     return request;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <string>
-#include <variant>
 #include <vorn/common/ScriptExecutor.h>
 #include <vorn/common/time/SecondsDuration.h>
+#include <string>
+#include <variant>
 
 namespace gateway {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <vorn/common/lwjson/Deserializer.h>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
-#include <vorn/common/lwjson/Deserializer.h>
 
 namespace gateway {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <vorn/common/ScriptExecutor.h>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
-#include <vorn/common/ScriptExecutor.h>
 
 #include "Request.h"
 
@@ -23,9 +23,9 @@ struct ScriptEnd {
 /// Threads: `onEnd` and `onFree` are called on the executor's thread.
 class Scripts : private vorn::common::IScriptExecutorObserver {
   public:
-    /// `onEnd` is called when a script has ended or outlived its time-out, `onFree` when its process
-    /// is gone and its place may be used again. At most `most` scripts may run at once; whoever
-    /// starts them counts.
+    /// `onEnd` is called when a script has ended or outlived its time-out, `onFree` when its
+    /// process is gone and its place may be used again. At most `most` scripts may run at once;
+    /// whoever starts them counts.
     Scripts(unsigned most, std::function<void(const ScriptEnd&)> onEnd,
             std::function<void(const vorn::common::Uuid&)> onFree);
 

@@ -77,9 +77,9 @@ class Server {
     bool ending_ = false;
 
     mutable std::mutex mutex_;
-    std::vector<Letter> outbox_;    // guarded by mutex_
-    std::size_t clientCount_ = 0;   // guarded by mutex_
-    bool stopRequested_ = false;    // guarded by mutex_
+    std::vector<Letter> outbox_;   // guarded by mutex_
+    std::size_t clientCount_ = 0;  // guarded by mutex_
+    bool stopRequested_ = false;   // guarded by mutex_
 };
 
 }  // namespace gateway

@@ -126,10 +126,9 @@ std::string Service::statusLine() const {
                                    .text("since", communication_.since().toIso8601())
                                    .text("reason", toString(communication_.reason()))
                                    .take())
-        .json("scripts", JsonLine()
-                             .number("limit", configuration_.scriptLimit)
-                             .jsons("running", running)
-                             .take())
+        .json(
+            "scripts",
+            JsonLine().number("limit", configuration_.scriptLimit).jsons("running", running).take())
         .number("clients", static_cast<std::int64_t>(server_.clientCount()))
         .number("plugins", static_cast<std::int64_t>(plugins_.size()))
         .take();

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <map>
-#include <memory>
-#include <string>
 #include <vorn/common/DynamicLibrary.h>
 #include <vorn/common/communication/CommunicationStatus.h>
 #include <vorn/common/service/ServiceStatus.h>
+#include <map>
+#include <memory>
+#include <string>
 
 #include "CommandThread.h"
 #include "Configuration.h"
@@ -15,8 +15,8 @@
 namespace gateway {
 
 /// The service: what arrives on the server's loop and what happens to scripts becomes a command on
-/// one thread, which alone keeps the state and decides the answers. So answers leave in the order of
-/// the requests, and nothing below needs a lock.
+/// one thread, which alone keeps the state and decides the answers. So answers leave in the order
+/// of the requests, and nothing below needs a lock.
 class Service : private Server::Events {
   public:
     using Plugins = std::map<std::string, std::shared_ptr<vorn::common::DynamicLibrary>>;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <vorn/common/Uuid.h>
 #include <optional>
 #include <string>
-#include <vorn/common/Uuid.h>
 
 namespace gateway {
 

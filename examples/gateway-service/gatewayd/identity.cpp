@@ -3,11 +3,11 @@
 #include <sys/capability.h>
 #include <unistd.h>
 
+#include <vorn/common/service/ProcessAttributes.h>
 #include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
-#include <vorn/common/service/ProcessAttributes.h>
 
 namespace gateway {
 
@@ -38,7 +38,8 @@ std::string makeDirectoryOf(const std::string& socket) {
 void takeIdentity(const Configuration& configuration) {
     const std::string made = makeDirectoryOf(configuration.socket);
     if (configuration.user.empty()) {
-        std::cerr << "gatewayd: no identity is configured, staying user " << ::geteuid() << std::endl;
+        std::cerr << "gatewayd: no identity is configured, staying user " << ::geteuid()
+                  << std::endl;
     } else if (::geteuid() != 0) {
         std::cerr << "gatewayd: not started as root, staying user " << ::geteuid() << std::endl;
     } else {

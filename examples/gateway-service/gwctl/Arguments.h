@@ -21,8 +21,8 @@ class Arguments {
 
     /// Whether the option is given; takes it out.
     [[nodiscard]] bool flag(const std::string& name);
-    /// The values of "NAME VALUE" or "NAME=VALUE", taken out. Throws `UsageError` when one lacks its
-    /// value.
+    /// The values of "NAME VALUE" or "NAME=VALUE", taken out. Throws `UsageError` when one lacks
+    /// its value.
     [[nodiscard]] std::vector<std::string> values(const std::string& name);
     /// The only value, if any. Throws `UsageError` when there are several.
     [[nodiscard]] std::optional<std::string> value(const std::string& name);

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <vorn/common/lwjson/Deserializer.h>
 #include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vorn/common/lwjson/Deserializer.h>
 
 #include "Connection.h"
 
@@ -22,8 +22,8 @@ class Misunderstanding : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// One line of the service, parsed. Members are reached by their path: `text({"service", "health"})`.
-/// A missing member is a `Misunderstanding`.
+/// One line of the service, parsed. Members are reached by their path: `text({"service",
+/// "health"})`. A missing member is a `Misunderstanding`.
 class Reply {
   public:
     using Node = vorn::common::lwjson::Deserializer;

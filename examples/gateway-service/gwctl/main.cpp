@@ -23,8 +23,10 @@ constexpr const char* kHelp =
     "  --json                   print the service's lines as they are, one JSON object each\n"
     "  --                       what follows is no option\n"
     "\n"
-    "exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 75 refused\n"
-    "for now; 76 not understood; run --wait: the script's exit code, 124 it timed out, 125 a signal\n"
+    "exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 75 "
+    "refused\n"
+    "for now; 76 not understood; run --wait: the script's exit code, 124 it timed out, 125 a "
+    "signal\n"
     "killed it\n";
 
 using Command = int (*)(const std::string& socket, bool json, gateway::Arguments& arguments);

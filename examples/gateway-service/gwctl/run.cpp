@@ -29,9 +29,8 @@ std::string requestFrom(Arguments& arguments) {
     }
     const std::string script = arguments.operand("the script");
     arguments.finish();
-    request.text("script", script == "-"
-                               ? std::string(std::istreambuf_iterator<char>(std::cin), {})
-                               : script);
+    request.text("script", script == "-" ? std::string(std::istreambuf_iterator<char>(std::cin), {})
+                                         : script);
     return request.take();
 }
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/helpers/expect_throw.h"
+#include "helpers/expect_throw.h"
 
 namespace gateway {
 

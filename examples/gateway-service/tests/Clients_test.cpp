@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "helpers/wait_until.h"
 #include "programs.h"
-#include "tests/helpers/wait_until.h"
 
 namespace gateway_tests {
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/helpers/TempDir.h"
-#include "tests/helpers/expect_throw.h"
+#include "helpers/TempDir.h"
+#include "helpers/expect_throw.h"
 
 namespace gateway {
 
@@ -35,7 +35,8 @@ TEST(Configuration, SaysWhatIsWrong) {
          "an identity needs both \"user\" and \"group\""},
         {R"({"socket": "s", "scripts": {"limit": "x"}})",
          "\"scripts_limit\": Invalid argument: unsigned integer value expected"},
-        {R"({"socket": "s", "scripts": {"limit": 0}})", "\"scripts_limit\": from 1 to 64 is possible"},
+        {R"({"socket": "s", "scripts": {"limit": 0}})",
+         "\"scripts_limit\": from 1 to 64 is possible"},
         {R"({"socket": "s", "clients": {"limit": 513}})",
          "\"clients_limit\": from 1 to 512 is possible"},
     };

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "helpers/environment.h"
+#include "helpers/wait_until.h"
 #include "programs.h"
-#include "tests/helpers/environment.h"
-#include "tests/helpers/wait_until.h"
 
 namespace gateway_tests {
 
@@ -50,9 +50,9 @@ TEST(Flow, ScriptsGetTheirEnvironmentAndTheirTextUnchanged) {
     RunningService service;
     const std::string script =
         "printf '%s|%s|a\\\\nb\\n' \"$A\" \"$PATH\" > out; test \"$(echo '\"')\" = '\"'";
-    EXPECT_EQ(service.control({"run", "--wait", "--env", "A=1", "--env", "PATH=/bin", script})
-                  .exitCode,
-              0);
+    EXPECT_EQ(
+        service.control({"run", "--wait", "--env", "A=1", "--env", "PATH=/bin", script}).exitCode,
+        0);
     EXPECT_EQ(helpers::contentOf(service.directory().file("out")), "1|/bin|a\\nb\n");
     EXPECT_EQ(service.control({"run", "--wait", "-"}, "exit 9\n").exitCode, 9);
 }
@@ -90,14 +90,19 @@ TEST(Flow, ExitCodesTellWhatWentWrong) {
     const Outcome wrong = service.control({"run", "--timeout", "0", "true"});
     EXPECT_EQ(wrong.exitCode, 76);
     EXPECT_NE(wrong.errors.find("\"timeout\": a whole number from 1 to 3600"), std::string::npos);
-    EXPECT_EQ(service.control({"run", "--description", "blocker", "while ! test -e go; do sleep 0.05; done"}).exitCode, 0);
+    EXPECT_EQ(
+        service
+            .control({"run", "--description", "blocker", "while ! test -e go; do sleep 0.05; done"})
+            .exitCode,
+        0);
     const Outcome refused = service.control({"run", "true"});
     EXPECT_EQ(refused.exitCode, 75);
     EXPECT_NE(refused.errors.find("all 1 places"), std::string::npos);
     EXPECT_NE(service.control({"status"}).output.find("  blocker\n"), std::string::npos);
     service.directory().write("go", "");
-    EXPECT_TRUE(helpers::waitUntil(
-        [&] { return service.control({"run", "--wait", "true"}).exitCode == 0; }));
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        return service.control({"run", "--wait", "true"}).exitCode == 0;
+    }));
 }
 
 }  // namespace gateway_tests

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "JsonLine.h"
-#include "tests/helpers/expect_throw.h"
+#include "helpers/expect_throw.h"
 
 namespace gateway {
 
@@ -32,7 +32,7 @@ TEST(JsonText, QuotesAnyBytesAsValidJson) {
         {"\xe2\x82", "\"\xef\xbf\xbd\xef\xbf\xbd\""},  // cut short
     };
     for (const auto& [text, json] : rows) {
-        EXPECT_EQ(quoted(text), json);
+        EXPECT_EQ(jsonString(text), json);
     }
 }
 
@@ -56,7 +56,7 @@ TEST(JsonText, EveryByteStringOfAsciiComesBack) {
     for (int code = 0; code < 128; ++code) {
         all += static_cast<char>(code);
     }
-    const std::string json = quoted(all);
+    const std::string json = jsonString(all);
     EXPECT_EQ(json.find('\n'), std::string::npos);
     EXPECT_EQ(decoded(json), all);
 }

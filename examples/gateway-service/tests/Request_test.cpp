@@ -3,15 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "RequestFields.h"
-#include "tests/helpers/expect_throw.h"
+#include "helpers/expect_throw.h"
 
 namespace gateway {
 
 TEST(Request, RunTakesEveryMember) {
-    const Request request = parseRequest(
-        R"({"request":"run","script":"echo \"\\n\"","timeout":10,"description":"d",)"
-        R"("chroot":"","cgroups":["cpu:/a","b"],"environment":["A=1","B="]})",
-        10);
+    const Request request =
+        parseRequest(R"({"request":"run","script":"echo \"\\n\"","timeout":10,"description":"d",)"
+                     R"("chroot":"","cgroups":["cpu:/a","b"],"environment":["A=1","B="]})",
+                     10);
     const auto& run = std::get<RunRequest>(request);
     EXPECT_EQ(run.script.content, "echo \"\\n\"");
     EXPECT_EQ(run.script.description, "d");

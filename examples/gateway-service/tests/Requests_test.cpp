@@ -31,9 +31,11 @@ const Row kRows[] = {
     {"{\"request\":\"run\",\"script\":\"true\"}", "\\\"timeout\\\": missing"},
     {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":-1}", "\\\"timeout\\\": a whole number"},
     {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":3601}", "from 1 to 3600"},
-    {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":1.5}", "\\\"timeout\\\": a whole number"},
+    {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":1.5}",
+     "\\\"timeout\\\": a whole number"},
     {"{\"request\":\"run\",\"script\":\"\\u0000\",\"timeout\":1}", "\\\"script\\\": a NUL"},
-    {"{\"request\":\"run\",\"script\":\"\\x\",\"timeout\":1}", "\\\"script\\\": there is no escape"},
+    {"{\"request\":\"run\",\"script\":\"\\x\",\"timeout\":1}",
+     "\\\"script\\\": there is no escape"},
     {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":1,\"cgroups\":\"x\"}",
      "\\\"cgroups\\\": an array of strings"},
     {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":1,\"environment\":[\"A\"]}",
@@ -41,7 +43,7 @@ const Row kRows[] = {
     {"{\"request\":\"run\",\"script\":\"true\",\"timeout\":1,\"environment\":[1]}",
      "\\\"environment\\\": a string is expected"},
     {std::string(70000, 'x'), "the line is longer than 65536 bytes"},
-    {"\x01\x02", "\\u0001"},
+    {"{\"request\":\"\x01\"}", "there is no request \\\"\\u0001\\\""},
 };
 
 }  // namespace
@@ -53,7 +55,8 @@ TEST(Requests, AWrongOneIsToldWhatIsWrong) {
         const std::string answer = client.ask(row.request);
         EXPECT_EQ(member(answer, {"answer"}), "\"error\"") << row.request;
         EXPECT_NE(member(answer, {"error"}).find(row.complaint), std::string::npos)
-            << row.request.substr(0, 100) << "\n" << answer;
+            << row.request.substr(0, 100) << "\n"
+            << answer;
     }
     EXPECT_EQ(member(client.ask("{\"request\":\"status\"}"), {"answer"}), "\"status\"");
 }
@@ -61,8 +64,9 @@ TEST(Requests, AWrongOneIsToldWhatIsWrong) {
 TEST(Requests, AnswersComeInTheirOrder) {
     RunningService service;
     RawClient client = service.connect();
-    client.send("{\"request\":\"status\"}\nwrong\n{\"request\":\"run\",\"script\":\"exit 4\","
-                "\"timeout\":60}\n{\"request\":\"status\"}\n");
+    client.send(
+        "{\"request\":\"status\"}\nwrong\n{\"request\":\"run\",\"script\":\"exit 4\","
+        "\"timeout\":60}\n{\"request\":\"status\"}\n");
     EXPECT_EQ(member(client.line(), {"answer"}), "\"status\"");
     EXPECT_EQ(member(client.line(), {"answer"}), "\"error\"");
     const std::string accepted = client.line();
@@ -80,8 +84,9 @@ TEST(Requests, AnswersComeInTheirOrder) {
 TEST(Requests, DescriptionsComeBackAsValidJsonOnOneLine) {
     RunningService service;
     RawClient client = service.connect();
-    client.ask("{\"request\":\"run\",\"script\":\"while ! test -e go; do sleep 0.05; done\","
-               "\"timeout\":60,\"description\":\"a\\nb\\u0001\\\"\\\\n\\u20ac\xff\"}");
+    client.ask(
+        "{\"request\":\"run\",\"script\":\"while ! test -e go; do sleep 0.05; done\","
+        "\"timeout\":60,\"description\":\"a\\nb\\u0001\\\"\\\\n\\u20ac\xff\"}");
     const std::string status = client.ask("{\"request\":\"status\"}");
     EXPECT_NE(status.find("\"description\":\"a\\nb\\u0001\\\"\\\\n\xe2\x82\xac\xef\xbf\xbd\""),
               std::string::npos)

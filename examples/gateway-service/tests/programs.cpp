@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "tests/helpers/wait_until.h"
+#include "helpers/wait_until.h"
 #include "unixSocket.h"
 
 namespace gateway_tests {
@@ -34,7 +34,7 @@ void redirect(const std::string& file, int flags, int target) {
 }  // namespace
 
 Process::Process(const std::string& directory, const std::string& program,
-                 const std::vector<std::string>& arguments, const std::string& input) {
+                 const std::vector<std::string>& arguments, const std::string& input, uid_t user) {
     const std::string base = uniqueName(directory);
     outputFile_ = base + ".out";
     errorFile_ = base + ".err";
@@ -64,8 +64,11 @@ Process::Process(const std::string& directory, const std::string& program,
         redirect(inputFile, O_RDONLY, STDIN_FILENO);
         redirect(outputFile_, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
         redirect(errorFile_, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-        ::execvp(pointers[0], pointers.data());
-        ::_exit(127);
+        if (user == ::getuid() ||
+            (::setuid(user) == 0 && ::access(program.c_str(), R_OK | X_OK) == 0)) {
+            ::execvp(pointers[0], pointers.data());
+        }
+        ::_exit(126);
     }
 }
 
@@ -113,8 +116,8 @@ RawClient::RawClient(const std::string& socket) : socket_(gateway::connectTo(soc
 void RawClient::send(const std::string& bytes) {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
-        const ssize_t count = ::send(socket_.get(), bytes.data() + sent, bytes.size() - sent,
-                                     MSG_NOSIGNAL);
+        const ssize_t count =
+            ::send(socket_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
         ASSERT_GT(count, 0) << "the service does not take what is sent";
         sent += static_cast<std::size_t>(count);
     }

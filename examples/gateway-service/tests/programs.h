@@ -2,14 +2,14 @@
 
 #include <sys/types.h>
 
+#include <vorn/common/lwjson/Deserializer.h>
 #include <optional>
 #include <string>
 #include <vector>
-#include <vorn/common/lwjson/Deserializer.h>
 
 #include "FileDescriptor.h"
 #include "LineBuffer.h"
-#include "tests/helpers/TempDir.h"
+#include "helpers/TempDir.h"
 
 namespace gateway_tests {
 
@@ -18,8 +18,10 @@ namespace gateway_tests {
 class Process {
   public:
     /// Standard output and error go to files in `directory`, which is also the working directory.
+    /// The program runs as `user`; an exit code of 126 means that it cannot be started so.
     Process(const std::string& directory, const std::string& program,
-            const std::vector<std::string>& arguments, const std::string& input = "");
+            const std::vector<std::string>& arguments, const std::string& input = "",
+            uid_t user = ::getuid());
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
