@@ -14,6 +14,7 @@ gateway_library(gateway-common
     common/JsonLine.cpp
     common/JsonText.cpp
     common/LineBuffer.cpp
+    common/signals.cpp
     common/unixSocket.cpp
 )
 target_include_directories(gateway-common PUBLIC "${gateway_root}/common")
@@ -22,15 +23,17 @@ gateway_library(gateway-service
     gatewayd/Client.cpp
     gatewayd/CommandThread.cpp
     gatewayd/Configuration.cpp
+    gatewayd/FileCheck.cpp
     gatewayd/ListeningSocket.cpp
+    gatewayd/Programs.cpp
     gatewayd/Request.cpp
     gatewayd/RequestFields.cpp
     gatewayd/Scripts.cpp
     gatewayd/Server.cpp
     gatewayd/Service.cpp
+    gatewayd/State.cpp
     gatewayd/answers.cpp
     gatewayd/identity.cpp
-    gatewayd/signals.cpp
 )
 target_include_directories(gateway-service PUBLIC "${gateway_root}/gatewayd")
 # libcap turns the names of capabilities into numbers.
@@ -40,9 +43,13 @@ gateway_library(gateway-control
     gwctl/Arguments.cpp
     gwctl/Connection.cpp
     gwctl/Session.cpp
+    gwctl/Terminal.cpp
+    gwctl/exec.cpp
+    gwctl/results.cpp
     gwctl/run.cpp
     gwctl/status.cpp
     gwctl/statusText.cpp
+    gwctl/watch.cpp
 )
 target_include_directories(gateway-control PUBLIC "${gateway_root}/gwctl")
 target_link_libraries(gateway-control PUBLIC gateway-common)

@@ -83,6 +83,9 @@ Configuration parse(const std::string& text) {
     arguments.take("scripts_limit", configuration.scriptLimit, 1, 64);
     arguments.take("scripts_longestTimeout", configuration.longestTimeout, 1, 86400);
     arguments.take("clients_limit", configuration.clientLimit, 1, 512);
+    arguments.take("heartbeat", configuration.heartbeat, 1, 3600);
+    arguments.take("report", configuration.report, 1, 86400);
+    arguments.take("maintenance_share", configuration.maintenanceShare, 0, 100);
     arguments.refuseOthers();
     if (configuration.socket.empty()) {
         throw std::invalid_argument("\"socket\" is missing");

@@ -15,6 +15,9 @@ struct Configuration {
     unsigned scriptLimit = 4;        ///< scripts and programs running at once
     unsigned longestTimeout = 3600;  ///< seconds that a request may ask for at most
     unsigned clientLimit = 64;       ///< connections at once
+    unsigned heartbeat = 10;         ///< seconds between heartbeats
+    unsigned report = 900;  ///< seconds; a report is made when the clock shows a multiple of it
+    unsigned maintenanceShare = 0;  ///< percent of a processor for the file check; 0: none
 };
 
 /// Reads a configuration file. Throws `std::runtime_error` naming the file and what is wrong: it

@@ -35,10 +35,26 @@ RunRequest runRequest(RequestFields& fields, unsigned longestTimeout) {
     return request;
 }
 
+ExecRequest execRequest(RequestFields& fields, unsigned longestTimeout) {
+    ExecRequest request;
+    request.uuid = vorn::common::Uuid(0ULL);
+    request.program = fields.optionalTexts("program").value_or(std::vector<std::string>());
+    if (request.program.empty() || request.program[0].substr(0, 1) != "/") {
+        throw RequestError("\"program\": an array that begins with an absolute path is expected");
+    }
+    request.description = fields.optionalText("description").value_or(request.program[0]);
+    request.environment = environmentOf(fields);
+    request.timeout = std::chrono::seconds(fields.number("timeout", 1, longestTimeout));
+    return request;
+}
+
 Request anyRequest(RequestFields& fields, unsigned longestTimeout) {
     const std::string kind = fields.text("request");
     if (kind == "run") {
         return runRequest(fields, longestTimeout);
+    }
+    if (kind == "exec") {
+        return execRequest(fields, longestTimeout);
     }
     if (kind == "status") {
         return StatusRequest{};

@@ -2,8 +2,10 @@
 
 #include <vorn/common/ScriptExecutor.h>
 #include <vorn/common/time/SecondsDuration.h>
+#include <chrono>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace gateway {
 
@@ -13,10 +15,19 @@ struct RunRequest {
     vorn::common::time::SecondsDuration timeout;
 };
 
+/// "exec": a program whose output comes back.
+struct ExecRequest {
+    vorn::common::Uuid uuid;
+    std::string description;
+    std::vector<std::string> program;  ///< an absolute path and its arguments
+    std::vector<std::string> environment;
+    std::chrono::milliseconds timeout{};
+};
+
 /// "status": how the service is.
 struct StatusRequest {};
 
-using Request = std::variant<RunRequest, StatusRequest>;
+using Request = std::variant<RunRequest, ExecRequest, StatusRequest>;
 
 /// Reads one line. Throws `RequestError` (see RequestFields.h) naming what is wrong with it.
 /// `longestTimeout` bounds the time-outs, in seconds.

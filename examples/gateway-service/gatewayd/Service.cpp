@@ -1,8 +1,12 @@
 #include "Service.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
 #include <utility>
 
-#include "JsonLine.h"
 #include "RequestFields.h"
 #include "answers.h"
 
@@ -13,24 +17,41 @@ using vorn::common::communication::ComState;
 using vorn::common::communication::Reason;
 using vorn::common::service::HealthStatus;
 using vorn::common::service::OperatingStatus;
+using vorn::common::time::UnixTime;
 
-Service::Service(const Configuration& configuration, Plugins plugins, bool pluginsMissing,
-                 const ListeningSocket& socket, const EventDescriptor& stopSignal)
-    : configuration_(configuration),
-      plugins_(std::move(plugins)),
-      server_(socket, stopSignal, configuration.clientLimit),
-      status_(OperatingStatus::InService,
-              pluginsMissing ? HealthStatus::Warning : HealthStatus::Ok),
-      communication_(ComState::Ok),
+Service::Service(Parts parts, const ListeningSocket& socket, const EventDescriptor& stopSignal)
+    : parts_(std::move(parts)),
+      server_(socket, stopSignal, parts_.configuration.clientLimit),
       scripts_(
-          configuration.scriptLimit,
+          parts_.configuration.scriptLimit,
           [this](const ScriptEnd& end) { commands_.post([this, end] { onScriptEnd(end); }); },
-          [this](const Uuid& uuid) { commands_.post([this, uuid] { onScriptFree(uuid); }); }) {}
+          [this](const Uuid& uuid) { commands_.post([this, uuid] { onJobGone(uuid); }); }),
+      programs_(
+          parts_.configuration.scriptLimit,
+          [this](const ProgramEnd& end) { commands_.post([this, end] { onProgramEnd(end); }); }),
+      heartbeat_([this] { commands_.post([this] { onHeartbeat(); }); },
+                 std::chrono::seconds(parts_.configuration.heartbeat)),
+      report_([this](TimePoint when) { commands_.post([this, when] { onReport(when); }); },
+              std::chrono::seconds(parts_.configuration.report)) {
+    state_.service.operating = OperatingStatus::InService;
+    state_.service.health = parts_.pluginsMissing ? HealthStatus::Warning : HealthStatus::Ok;
+    state_.communication.set(ComState::Ok);
+    state_.jobLimit = parts_.configuration.scriptLimit;
+    state_.heartbeatPeriod = parts_.configuration.heartbeat;
+    state_.plugins = parts_.plugins.size();
+}
 
 void Service::run() {
+    heartbeat_.start();
+    report_.start();
+    if (parts_.configuration.maintenanceShare > 0) {
+        fileCheck_.emplace(parts_.checkedFiles, parts_.configuration.maintenanceShare,
+                           [this](const std::string& file) {
+                               commands_.post([this, file] { onFileChanged(file); });
+                           });
+    }
     server_.run(*this);
     commands_.stop();
-    scripts_.stop();
 }
 
 void Service::onLine(ClientId client, Line line) {
@@ -56,82 +77,118 @@ void Service::handle(ClientId client, const Line& line) {
         if (line.problem == Line::Problem::Unfinished) {
             throw RequestError("the last line has no line feed");
         }
-        Request request = parseRequest(line.text, configuration_.longestTimeout);
+        Request request = parseRequest(line.text, parts_.configuration.longestTimeout);
         std::visit([this, client](auto& any) { handle(client, any); }, request);
     } catch (const RequestError& error) {
         server_.send(client, complaint(error.what()), Delivery::Answer);
     }
 }
 
-void Service::handle(ClientId client, RunRequest& request) {
+std::optional<std::string> Service::reasonToRefuse() const {
     if (stopping_) {
-        server_.send(client, refusal("the service is stopping"), Delivery::Answer);
-    } else if (jobs_.size() >= configuration_.scriptLimit) {
-        server_.send(client,
-                     refusal("all " + std::to_string(configuration_.scriptLimit) +
-                             " places for scripts are taken"),
-                     Delivery::Answer);
-    } else if (!scripts_.start(request)) {
-        server_.send(client, refusal("the script cannot be started now"), Delivery::Answer);
-    } else {
-        jobs_[request.script.uuid.to_string()] = {client, request.script.description};
-        server_.send(client, accepted(request.script.uuid), Delivery::AnswerBeforeResult);
+        return "the service is stopping";
     }
+    if (state_.jobs.size() >= state_.jobLimit) {
+        return "all " + std::to_string(state_.jobLimit) + " places for jobs are taken";
+    }
+    return std::nullopt;
+}
+
+void Service::accept(ClientId client, const Uuid& uuid, const std::string& description) {
+    state_.jobs[uuid.to_string()] = {client, description};
+    server_.send(client, accepted(uuid), Delivery::AnswerBeforeResult);
+}
+
+void Service::handle(ClientId client, RunRequest& request) {
+    std::optional<std::string> reason = reasonToRefuse();
+    if (!reason && !scripts_.start(request)) {
+        reason = "the script cannot be started now";
+    }
+    if (reason) {
+        server_.send(client, refusal(*reason), Delivery::Answer);
+        return;
+    }
+    ++state_.scripts;
+    accept(client, request.script.uuid, request.script.description);
+}
+
+void Service::handle(ClientId client, ExecRequest& request) {
+    std::optional<std::string> reason = reasonToRefuse();
+    if (!reason && ::access(request.program[0].c_str(), X_OK) != 0) {
+        reason = "cannot execute \"" + request.program[0] + "\": " + std::strerror(errno);
+    }
+    if (!reason) {
+        try {
+            programs_.start(request);
+        } catch (const std::exception& error) {
+            reason = "cannot start \"" + request.program[0] + "\": " + error.what();
+        }
+    }
+    if (reason) {
+        server_.send(client, refusal(*reason), Delivery::Answer);
+        return;
+    }
+    ++state_.programs;
+    accept(client, request.uuid, request.description);
 }
 
 void Service::handle(ClientId client, StatusRequest&) {
-    server_.send(client, statusLine(), Delivery::Answer);
+    refreshState();
+    server_.send(client, statusLine(state_), Delivery::Answer);
 }
 
 void Service::onScriptEnd(const ScriptEnd& end) {
-    const Job& job = jobs_.at(end.uuid.to_string());
-    server_.send(job.client,
+    server_.send(state_.jobs.at(end.uuid.to_string()).client,
                  end.timedOut ? scriptTimeout(end.uuid) : scriptResult(end.uuid, end.exitCode),
                  Delivery::Result);
 }
 
-void Service::onScriptFree(const Uuid& uuid) {
-    jobs_.erase(uuid.to_string());
+void Service::onProgramEnd(const ProgramEnd& end) {
+    server_.send(state_.jobs.at(end.uuid.to_string()).client, programResult(end), Delivery::Result);
+    onJobGone(end.uuid);
+}
+
+void Service::onJobGone(const Uuid& uuid) {
+    state_.jobs.erase(uuid.to_string());
     stopWhenIdle();
 }
 
 void Service::setAccepting(bool possible) {
-    communication_.set(possible ? ComState::Ok : ComState::Error);
-    communication_.set(possible ? Reason::None : Reason::ServiceUnavailable);
+    state_.communication.set(possible ? ComState::Ok : ComState::Error);
+    state_.communication.set(possible ? Reason::None : Reason::ServiceUnavailable);
+}
+
+void Service::onHeartbeat() {
+    ++state_.heartbeats;
+    state_.lastHeartbeat = UnixTime::nowWithHighPrecision();
+}
+
+void Service::onReport(TimePoint when) {
+    const std::chrono::duration<double> seconds = when.time_since_epoch();
+    std::cerr << "gatewayd: " << UnixTime::fromSeconds(seconds.count()).toIso8601() << " "
+              << reportText(state_) << std::endl;
+}
+
+void Service::onFileChanged(const std::string& file) {
+    std::cerr << "gatewayd: \"" << file << "\" has changed" << std::endl;
+    state_.service.health = HealthStatus::Warning;
 }
 
 void Service::beginStop() {
     stopping_ = true;
-    status_.operating = OperatingStatus::Stopping;
+    state_.service.operating = OperatingStatus::Stopping;
     stopWhenIdle();
 }
 
 void Service::stopWhenIdle() {
-    if (stopping_ && jobs_.empty()) {
+    if (stopping_ && state_.jobs.empty()) {
         server_.stop();
     }
 }
 
-std::string Service::statusLine() const {
-    std::vector<std::string> running;
-    for (const auto& [uuid, job] : jobs_) {
-        running.push_back(
-            JsonLine().text("uuid", uuid).text("description", job.description).take());
-    }
-    return JsonLine()
-        .text("answer", "status")
-        .json("service", status_.getJson())
-        .json("communication", JsonLine()
-                                   .text("state", toString(communication_.state()))
-                                   .text("since", communication_.since().toIso8601())
-                                   .text("reason", toString(communication_.reason()))
-                                   .take())
-        .json(
-            "scripts",
-            JsonLine().number("limit", configuration_.scriptLimit).jsons("running", running).take())
-        .number("clients", static_cast<std::int64_t>(server_.clientCount()))
-        .number("plugins", static_cast<std::int64_t>(plugins_.size()))
-        .take();
+void Service::refreshState() {
+    state_.clients = server_.clientCount();
+    state_.checkRounds = fileCheck_ ? fileCheck_->rounds() : 0;
 }
 
 }  // namespace gateway

@@ -1,41 +1,51 @@
 #pragma once
 
 #include <vorn/common/DynamicLibrary.h>
-#include <vorn/common/communication/CommunicationStatus.h>
-#include <vorn/common/service/ServiceStatus.h>
+#include <vorn/common/time/ClockAlignedTimer.h>
+#include <vorn/common/time/Timer.h>
+#include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "CommandThread.h"
 #include "Configuration.h"
+#include "FileCheck.h"
+#include "Programs.h"
 #include "Scripts.h"
 #include "Server.h"
+#include "State.h"
 
 namespace gateway {
 
-/// The service: what arrives on the server's loop and what happens to scripts becomes a command on
-/// one thread, which alone keeps the state and decides the answers. So answers leave in the order
-/// of the requests, and nothing below needs a lock.
+/// The service. Whatever happens, on the server's loop, to scripts and programs or by a timer,
+/// becomes a command on one thread, which alone keeps the state and decides the answers. So answers
+/// leave in the order of the requests, and the state needs no lock.
 class Service : private Server::Events {
   public:
     using Plugins = std::map<std::string, std::shared_ptr<vorn::common::DynamicLibrary>>;
 
-    /// `pluginsMissing`: a configured plug-in could not be loaded; the service then reports the
-    /// health "warning".
-    Service(const Configuration& configuration, Plugins plugins, bool pluginsMissing,
-            const ListeningSocket& socket, const EventDescriptor& stopSignal);
+    /// What the service is given. `checkedFiles` are looked after while it runs; `pluginsMissing`
+    /// tells that a configured plug-in could not be loaded, which is a health of "warning".
+    struct Parts {
+        Configuration configuration;
+        Plugins plugins;
+        bool pluginsMissing = false;
+        std::vector<std::string> checkedFiles;
+    };
 
-    /// Serves until a stop signal, waits for running scripts, and returns.
+    /// Lifetime: `socket` and `stopSignal` must outlive the service.
+    Service(Parts parts, const ListeningSocket& socket, const EventDescriptor& stopSignal);
+
+    /// Serves until a stop signal, waits for what still runs, and returns.
     void run();
 
   private:
-    struct Job {
-        ClientId client;
-        std::string description;
-    };
+    using TimePoint = std::chrono::system_clock::time_point;
 
-    // On the server's loop: posts a command.
+    // On other threads: each posts a command.
     void onLine(ClientId client, Line line) override;
     void onGone(ClientId client) override;
     void onAccepting(bool possible) override;
@@ -44,25 +54,33 @@ class Service : private Server::Events {
     // On the command thread, as everything below.
     void handle(ClientId client, const Line& line);
     void handle(ClientId client, RunRequest& request);
+    void handle(ClientId client, ExecRequest& request);
     void handle(ClientId client, StatusRequest& request);
+    [[nodiscard]] std::optional<std::string> reasonToRefuse() const;
+    void accept(ClientId client, const vorn::common::Uuid& uuid, const std::string& description);
     void onScriptEnd(const ScriptEnd& end);
-    void onScriptFree(const vorn::common::Uuid& uuid);
+    void onProgramEnd(const ProgramEnd& end);
+    void onJobGone(const vorn::common::Uuid& uuid);
     void setAccepting(bool possible);
+    void onHeartbeat();
+    void onReport(TimePoint when);
+    void onFileChanged(const std::string& file);
     void beginStop();
     void stopWhenIdle();
-    [[nodiscard]] std::string statusLine() const;
+    void refreshState();
 
-    const Configuration configuration_;
-    const Plugins plugins_;
-    Server server_;
-    CommandThread commands_;
-
-    vorn::common::service::ServiceStatus status_;
-    vorn::common::communication::CommunicationStatus communication_;
-    std::map<std::string, Job> jobs_;  // by the uuid's text
+    const Parts parts_;
+    State state_;
     bool stopping_ = false;
 
+    // Above those that post to it, so that it outlives them.
+    CommandThread commands_;
+    Server server_;
     Scripts scripts_;
+    Programs programs_;
+    vorn::common::time::Timer heartbeat_;
+    vorn::common::time::ClockAlignedTimer report_;
+    std::optional<FileCheck> fileCheck_;
 };
 
 }  // namespace gateway

@@ -31,4 +31,14 @@ std::string scriptTimeout(const Uuid& uuid) {
     return JsonLine().text("result", "timeout").uuid("uuid", uuid).take();
 }
 
+std::string programResult(const ProgramEnd& end) {
+    JsonLine line;
+    line.text("result", end.timedOut ? "timeout" : end.exitCode ? "exited" : "killed");
+    line.uuid("uuid", end.uuid);
+    if (end.exitCode) {
+        line.number("exitCode", *end.exitCode);
+    }
+    return line.text("output", end.output).text("errors", end.errors).flag("cut", end.cut).take();
+}
+
 }  // namespace gateway

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "Programs.h"
+
 namespace gateway {
 
 // The lines that the service says, apart from the status (see Status.h). The README shows each.

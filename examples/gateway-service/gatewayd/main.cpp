@@ -63,14 +63,16 @@ void serve(const gateway::Configuration& configuration) {
     closeStandardInput();
     const gateway::EventDescriptor& stopSignal = gateway::catchStopSignals();
 
-    gateway::Service::Plugins plugins;
-    bool pluginsMissing = false;
+    gateway::Service::Parts parts;
+    parts.configuration = configuration;
+    parts.checkedFiles = {"/proc/self/exe"};
     if (!configuration.plugins.empty()) {
-        plugins = vorn::common::loadDynamicLibraries(configuration.plugins);
-        pluginsMissing = anyMissing(configuration.plugins, plugins);
+        parts.plugins = vorn::common::loadDynamicLibraries(configuration.plugins);
+        parts.pluginsMissing = anyMissing(configuration.plugins, parts.plugins);
+        parts.checkedFiles.push_back(configuration.plugins);
     }
     const gateway::ListeningSocket socket(configuration.socket);
-    gateway::Service service(configuration, std::move(plugins), pluginsMissing, socket, stopSignal);
+    gateway::Service service(std::move(parts), socket, stopSignal);
     std::cerr << "gatewayd: in service at " << socket.path() << std::endl;
     service.run();
     std::cerr << "gatewayd: ended" << std::endl;

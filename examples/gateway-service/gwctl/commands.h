@@ -9,6 +9,8 @@ namespace gateway {
 // code. They throw `UsageError` before they connect, and what `Session` throws.
 
 [[nodiscard]] int runCommand(const std::string& socket, bool json, Arguments& arguments);
+[[nodiscard]] int execCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int statusCommand(const std::string& socket, bool json, Arguments& arguments);
+[[nodiscard]] int watchCommand(const std::string& socket, bool json, Arguments& arguments);
 
 }  // namespace gateway

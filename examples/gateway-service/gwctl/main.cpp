@@ -18,23 +18,32 @@ constexpr const char* kHelp =
     "      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated\n"
     "      --chroot DIRECTORY   its root directory\n"
     "      --cgroup GROUP       a control group, as cgexec takes it; may be repeated\n"
+    "  exec [OPTION...] PATH [ARGUMENT...]\n"
+    "                           run a program and print what it wrote; an absolute path, options\n"
+    "                           of its own after \"--\"\n"
+    "      --timeout, --description, --env    as for run\n"
     "  status                   show how the service is\n"
+    "  watch [OPTION...]        show it again and again, until q or Ctrl-C is pressed\n"
+    "      --interval SECONDS   how often (2)\n"
+    "      --count NUMBER       end after so many times\n"
     "\n"
     "  --json                   print the service's lines as they are, one JSON object each\n"
     "  --                       what follows is no option\n"
     "\n"
     "exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 75 "
     "refused\n"
-    "for now; 76 not understood; run --wait: the script's exit code, 124 it timed out, 125 a "
-    "signal\n"
-    "killed it\n";
+    "for now; 76 not understood; run --wait and exec: the exit code of what ran, 124 it timed "
+    "out,\n"
+    "125 a signal killed it\n";
 
 using Command = int (*)(const std::string& socket, bool json, gateway::Arguments& arguments);
 
 int execute(gateway::Arguments& arguments) {
     const std::map<std::string, Command> commands = {
+        {"exec", gateway::execCommand},
         {"run", gateway::runCommand},
         {"status", gateway::statusCommand},
+        {"watch", gateway::watchCommand},
     };
     const bool json = arguments.flag("--json");
     const std::string socket = arguments.operand("the socket");

@@ -4,6 +4,7 @@
 #include "JsonLine.h"
 #include "commands.h"
 #include "exitCodes.h"
+#include "results.h"
 
 namespace gateway {
 
@@ -34,21 +35,6 @@ std::string requestFrom(Arguments& arguments) {
     return request.take();
 }
 
-int report(const Session& session, const Reply& result) {
-    const std::string kind = result.text({"result"});
-    if (kind == "timeout") {
-        session.print(result, "timed out: killed");
-        return kTimedOut;
-    }
-    if (kind == "killed") {
-        session.print(result, "killed by a signal");
-        return kKilled;
-    }
-    const std::string code = result.text({"exitCode"});
-    session.print(result, "exited with " + code);
-    return std::stoi(code);
-}
-
 }  // namespace
 
 int runCommand(const std::string& socket, bool json, Arguments& arguments) {
@@ -58,7 +44,7 @@ int runCommand(const std::string& socket, bool json, Arguments& arguments) {
     const Reply accepted = session.ask(request);
     const std::string uuid = accepted.text({"uuid"});
     session.print(accepted, "accepted " + uuid);
-    return wait ? report(session, session.next()) : kDone;
+    return wait ? showResult(session, session.next()) : kDone;
 }
 
 }  // namespace gateway

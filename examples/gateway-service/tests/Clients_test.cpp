@@ -70,7 +70,7 @@ TEST(Clients, TheScriptOfAVanishedClientRunsToItsEnd) {
         [&] { return helpers::contentOf(service.directory().file("done")) == "done\n"; }));
     RawClient other = service.connect();
     EXPECT_TRUE(helpers::waitUntil([&] {
-        return member(other.ask(kStatus), {"scripts", "running"}) == "[]";
+        return member(other.ask(kStatus), {"jobs", "running"}) == "[]";
     }));
 }
 

@@ -12,7 +12,8 @@ TEST(Configuration, TakesEveryArgument) {
     const Configuration configuration = loadConfiguration(directory.write(
         "c.json",
         R"({"socket": "s", "identity": {"user": "u", "group": "g", "capabilities": "cap_kill"},
-            "plugins": "p", "scripts": {"limit": 2, "longestTimeout": 7}, "clients": {"limit": 3}})"));
+            "plugins": "p", "scripts": {"limit": 2, "longestTimeout": 7}, "clients": {"limit": 3},
+            "heartbeat": 4, "report": 5, "maintenance": {"share": 6}})"));
     EXPECT_EQ(configuration.socket, "s");
     EXPECT_EQ(configuration.user, "u");
     EXPECT_EQ(configuration.group, "g");
@@ -21,6 +22,9 @@ TEST(Configuration, TakesEveryArgument) {
     EXPECT_EQ(configuration.scriptLimit, 2U);
     EXPECT_EQ(configuration.longestTimeout, 7U);
     EXPECT_EQ(configuration.clientLimit, 3U);
+    EXPECT_EQ(configuration.heartbeat, 4U);
+    EXPECT_EQ(configuration.report, 5U);
+    EXPECT_EQ(configuration.maintenanceShare, 6U);
 }
 
 TEST(Configuration, SaysWhatIsWrong) {

@@ -19,8 +19,9 @@ namespace {
 const std::string kStatus = "{\"request\":\"status\"}";
 
 Outcome runService(const helpers::TempDir& directory, const std::string& configuration) {
-    return runProgram(directory.path().string(), gatewaydProgram(),
-                      {directory.write("gatewayd.json", configuration)});
+    return runProgram({directory.path().string(),
+                       gatewaydProgram(),
+                       {directory.write("gatewayd.json", configuration)}});
 }
 
 }  // namespace
@@ -70,8 +71,9 @@ TEST(Lifecycle, TimeOutsStillHoldWhileItStops) {
 
 TEST(Lifecycle, ASecondInstanceOnALiveSocketIsAnError) {
     RunningService service;
-    const Outcome second = runProgram(service.directory().path().string(), gatewaydProgram(),
-                                      {service.directory().file("gatewayd.json")});
+    const Outcome second = runProgram({service.directory().path().string(),
+                                       gatewaydProgram(),
+                                       {service.directory().file("gatewayd.json")}});
     EXPECT_EQ(second.exitCode, 1);
     EXPECT_NE(second.errors.find("another service holds"), std::string::npos) << second.errors;
     EXPECT_EQ(service.control({"status"}).exitCode, 0);
@@ -120,9 +122,9 @@ TEST(Lifecycle, WithoutRootItStaysWhoItIs) {
     std::filesystem::permissions(directory.path(), std::filesystem::perms(0777));
     const std::string configuration = directory.write(
         "gatewayd.json", R"({"socket": "s", "identity": {"user": "daemon", "group": "daemon"}})");
-    const uid_t nobody = 65534;
-    Process process(directory.path().string(), gatewaydProgram(), {configuration}, "",
-                    helpers::isRoot() ? nobody : ::getuid());
+    Launch launch{directory.path().string(), gatewaydProgram(), {configuration}};
+    launch.user = helpers::isRoot() ? 65534 : ::getuid();
+    Process process(launch);
     ASSERT_TRUE(helpers::waitUntil([&] {
         return !process.running() || process.errors().find("in service") != std::string::npos;
     }));
@@ -147,9 +149,9 @@ TEST(Lifecycle, AnUnknownUserIsAnError) {
 TEST(Lifecycle, WrongUsage) {
     const helpers::TempDir directory;
     const std::string where = directory.path().string();
-    EXPECT_EQ(runProgram(where, gatewaydProgram(), {}).exitCode, 2);
-    EXPECT_EQ(runProgram(where, gatewaydProgram(), {"--help"}).exitCode, 0);
-    const Outcome missing = runProgram(where, gatewaydProgram(), {"missing.json"});
+    EXPECT_EQ(runProgram({where, gatewaydProgram(), {}}).exitCode, 2);
+    EXPECT_EQ(runProgram({where, gatewaydProgram(), {"--help"}}).exitCode, 0);
+    const Outcome missing = runProgram({where, gatewaydProgram(), {"missing.json"}});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_NE(missing.errors.find("configuration \"missing.json\": cannot be read"),
               std::string::npos);

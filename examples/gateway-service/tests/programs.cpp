@@ -26,30 +26,28 @@ std::string uniqueName(const std::string& directory) {
 }
 
 void redirect(const std::string& file, int flags, int target) {
-    const int opened = ::open(file.c_str(), flags, 0600);
+    const int opened = ::open(file.c_str(), flags | O_NOCTTY, 0600);
     ::dup2(opened, target);
     ::close(opened);
 }
 
 }  // namespace
 
-Process::Process(const std::string& directory, const std::string& program,
-                 const std::vector<std::string>& arguments, const std::string& input, uid_t user) {
-    const std::string base = uniqueName(directory);
+Process::Process(const Launch& launch) {
+    const std::string base = uniqueName(launch.directory);
     outputFile_ = base + ".out";
     errorFile_ = base + ".err";
     const std::string inputFile = base + ".in";
     {
         gateway::FileDescriptor file(::open(inputFile.c_str(), O_WRONLY | O_CREAT, 0600));
-        EXPECT_EQ(::write(file.get(), input.data(), input.size()),
-                  static_cast<ssize_t>(input.size()));
+        EXPECT_EQ(::write(file.get(), launch.input.data(), launch.input.size()),
+                  static_cast<ssize_t>(launch.input.size()));
     }
-    std::vector<std::string> words;
+    std::vector<std::string> words = launch.arguments;
+    words.insert(words.begin(), launch.program);
     if (*PROGRAM_PREFIX != '\0') {
-        words.emplace_back(PROGRAM_PREFIX);
+        words.insert(words.begin(), PROGRAM_PREFIX);
     }
-    words.push_back(program);
-    words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& word : words) {
         pointers.push_back(word.data());
@@ -58,14 +56,13 @@ Process::Process(const std::string& directory, const std::string& program,
 
     pid_ = ::fork();
     if (pid_ == 0) {
-        if (::chdir(directory.c_str()) != 0) {
-            ::_exit(126);
-        }
-        redirect(inputFile, O_RDONLY, STDIN_FILENO);
-        redirect(outputFile_, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
-        redirect(errorFile_, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-        if (user == ::getuid() ||
-            (::setuid(user) == 0 && ::access(program.c_str(), R_OK | X_OK) == 0)) {
+        const bool onTerminal = !launch.terminal.empty();
+        redirect(onTerminal ? launch.terminal : inputFile, O_RDONLY, STDIN_FILENO);
+        redirect(onTerminal ? launch.terminal : outputFile_, O_WRONLY | O_CREAT, STDOUT_FILENO);
+        redirect(errorFile_, O_WRONLY | O_CREAT, STDERR_FILENO);
+        if (::chdir(launch.directory.c_str()) == 0 &&
+            (launch.user == ::getuid() ||
+             (::setuid(launch.user) == 0 && ::access(launch.program.c_str(), R_OK | X_OK) == 0))) {
             ::execvp(pointers[0], pointers.data());
         }
         ::_exit(126);
@@ -172,8 +169,7 @@ RunningService::~RunningService() {
 }
 
 void RunningService::start() {
-    process_.emplace(directory_.path().string(), gatewaydProgram(),
-                     std::vector<std::string>{configuration_});
+    process_.emplace(Launch{directory_.path().string(), gatewaydProgram(), {configuration_}});
     const bool ready = helpers::waitUntil([this] {
         return !process_->running() ||
                process_->errors().find("in service at") != std::string::npos;
@@ -191,16 +187,19 @@ Outcome RunningService::control(const std::vector<std::string>& arguments,
     std::vector<std::string> all = arguments;
     const bool json = !all.empty() && all[0] == "--json";
     all.insert(all.begin() + (json ? 1 : 0), socket());
-    return runProgram(directory_.path().string(), GWCTL_PROGRAM, all, input);
+    return runProgram({directory_.path().string(), controlProgram(), all, input});
 }
 
-const char* gatewaydProgram() {
+std::string gatewaydProgram() {
     return GATEWAYD_PROGRAM;
 }
 
-Outcome runProgram(const std::string& directory, const std::string& program,
-                   const std::vector<std::string>& arguments, const std::string& input) {
-    Process process(directory, program, arguments, input);
+std::string controlProgram() {
+    return GWCTL_PROGRAM;
+}
+
+Outcome runProgram(const Launch& launch) {
+    Process process(launch);
     Outcome outcome;
     outcome.exitCode = process.wait();
     outcome.output = process.output();
@@ -210,7 +209,7 @@ Outcome runProgram(const std::string& directory, const std::string& program,
 
 Outcome runControl(const std::vector<std::string>& arguments) {
     const helpers::TempDir directory;
-    return runProgram(directory.path().string(), GWCTL_PROGRAM, arguments);
+    return runProgram({directory.path().string(), controlProgram(), arguments});
 }
 
 std::string member(const std::string& line, const std::vector<const char*>& path) {

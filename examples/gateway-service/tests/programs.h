@@ -13,15 +13,21 @@
 
 namespace gateway_tests {
 
+/// How to start a program.
+struct Launch {
+    std::string directory;  ///< where it starts; its streams are files there
+    std::string program;
+    std::vector<std::string> arguments;
+    std::string input{};      ///< what it reads from its standard input
+    std::string terminal{};   ///< when given, what its standard input and output are instead
+    uid_t user = ::getuid();  ///< whom it runs as; its exit code is 126 when it cannot
+};
+
 /// A started program (through the emulator where there is one). Killed with the object if it still
 /// runs.
 class Process {
   public:
-    /// Standard output and error go to files in `directory`, which is also the working directory.
-    /// The program runs as `user`; an exit code of 126 means that it cannot be started so.
-    Process(const std::string& directory, const std::string& program,
-            const std::vector<std::string>& arguments, const std::string& input = "",
-            uid_t user = ::getuid());
+    explicit Process(const Launch& launch);
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
@@ -93,10 +99,9 @@ class RunningService {
     std::optional<Process> process_;
 };
 
-[[nodiscard]] const char* gatewaydProgram();
-[[nodiscard]] Outcome runProgram(const std::string& directory, const std::string& program,
-                                 const std::vector<std::string>& arguments,
-                                 const std::string& input = "");
+[[nodiscard]] std::string gatewaydProgram();
+[[nodiscard]] std::string controlProgram();
+[[nodiscard]] Outcome runProgram(const Launch& launch);
 [[nodiscard]] Outcome runControl(const std::vector<std::string>& arguments);
 
 /// The member of a JSON line under a path of names, as it is written ("" when there is none).

@@ -13,7 +13,9 @@ vorn_add_test_program(gateway-service_tests gateway-common
     "${gateway_root}/tests/Clients_test.cpp"
     "${gateway_root}/tests/Flow_test.cpp"
     "${gateway_root}/tests/Lifecycle_test.cpp"
+    "${gateway_root}/tests/Programs_test.cpp"
     "${gateway_root}/tests/Requests_test.cpp"
+    "${gateway_root}/tests/Watch_test.cpp"
     "${gateway_root}/tests/programs.cpp"
 )
 target_compile_definitions(gateway-service_tests PRIVATE
