@@ -27,9 +27,9 @@ class Terminal {
 
   private:
     const EventDescriptor& signal_;
+    termios before_{};
     const bool screen_;    // the standard output is a terminal
     const bool keyboard_;  // the standard input is one
-    termios before_{};
     bool shown_ = false;
 };
 
