@@ -31,6 +31,8 @@ gateway_library(gateway-service
     gatewayd/Scripts.cpp
     gatewayd/Server.cpp
     gatewayd/Service.cpp
+    gatewayd/Settings.cpp
+    gatewayd/SettingsFile.cpp
     gatewayd/State.cpp
     gatewayd/answers.cpp
     gatewayd/identity.cpp
@@ -47,6 +49,7 @@ gateway_library(gateway-control
     gwctl/exec.cpp
     gwctl/results.cpp
     gwctl/run.cpp
+    gwctl/settings.cpp
     gwctl/status.cpp
     gwctl/statusText.cpp
     gwctl/watch.cpp

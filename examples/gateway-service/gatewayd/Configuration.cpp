@@ -2,6 +2,7 @@
 
 #include <vorn/common/TypedArgs.h>
 #include <vorn/common/lwjson/Deserializer.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -76,19 +77,23 @@ Configuration parse(const std::string& text) {
     Arguments arguments(document);
     Configuration configuration;
     arguments.take("socket", configuration.socket);
+    arguments.take("settings", configuration.settings);
     arguments.take("identity_user", configuration.user);
     arguments.take("identity_group", configuration.group);
     arguments.take("identity_capabilities", configuration.capabilities);
     arguments.take("plugins", configuration.plugins);
-    arguments.take("scripts_limit", configuration.scriptLimit, 1, 64);
-    arguments.take("scripts_longestTimeout", configuration.longestTimeout, 1, 86400);
+    arguments.take("jobs_limit", configuration.jobLimit, 1, 64);
+    arguments.take("jobs_longestTimeout", configuration.longestTimeout, 1, 86400);
     arguments.take("clients_limit", configuration.clientLimit, 1, 512);
-    arguments.take("heartbeat", configuration.heartbeat, 1, 3600);
     arguments.take("report", configuration.report, 1, 86400);
     arguments.take("maintenance_share", configuration.maintenanceShare, 0, 100);
     arguments.refuseOthers();
     if (configuration.socket.empty()) {
         throw std::invalid_argument("\"socket\" is missing");
+    }
+    if (configuration.settings.empty()) {
+        configuration.settings =
+            std::filesystem::path(configuration.socket).replace_filename("settings.json").string();
     }
     if (configuration.user.empty() != configuration.group.empty()) {
         throw std::invalid_argument("an identity needs both \"user\" and \"group\"");

@@ -1,6 +1,7 @@
 #include "Request.h"
 
 #include "RequestFields.h"
+#include "Settings.h"
 
 namespace gateway {
 
@@ -22,7 +23,7 @@ std::vector<std::string> environmentOf(RequestFields& fields) {
     return *std::move(environment);
 }
 
-RunRequest runRequest(RequestFields& fields, unsigned longestTimeout) {
+RunRequest runRequest(RequestFields& fields, const RequestLimits& limits) {
     RunRequest request;
     request.script.uuid = vorn::common::Uuid(0ULL);
     request.script.content = fields.text("script");
@@ -31,11 +32,11 @@ RunRequest runRequest(RequestFields& fields, unsigned longestTimeout) {
     request.script.cgroups = fields.optionalTexts("cgroups");
     request.script.environment = environmentOf(fields);
     request.timeout =
-        vorn::common::time::SecondsDuration(fields.number("timeout", 1, longestTimeout));
+        vorn::common::time::SecondsDuration(fields.number("timeout", 1, limits.longestTimeout));
     return request;
 }
 
-ExecRequest execRequest(RequestFields& fields, unsigned longestTimeout) {
+ExecRequest execRequest(RequestFields& fields, const RequestLimits& limits) {
     ExecRequest request;
     request.uuid = vorn::common::Uuid(0ULL);
     request.program = fields.optionalTexts("program").value_or(std::vector<std::string>());
@@ -44,29 +45,47 @@ ExecRequest execRequest(RequestFields& fields, unsigned longestTimeout) {
     }
     request.description = fields.optionalText("description").value_or(request.program[0]);
     request.environment = environmentOf(fields);
-    request.timeout = std::chrono::seconds(fields.number("timeout", 1, longestTimeout));
+    request.timeout = std::chrono::seconds(fields.number("timeout", 1, limits.longestTimeout));
     return request;
 }
 
-Request anyRequest(RequestFields& fields, unsigned longestTimeout) {
+SetRequest setRequest(RequestFields& fields, const RequestLimits& limits) {
+    const std::string name = fields.text("name");
+    if (name == "heartbeat") {
+        const unsigned most = AdjustableValues::kMostHeartbeat;
+        return {SetRequest::Name::Heartbeat, fields.number("value", 1, most)};
+    }
+    if (name == "jobLimit") {
+        return {SetRequest::Name::JobLimit, fields.number("value", 1, limits.jobLimit)};
+    }
+    throw RequestError("\"name\": there is no setting \"" + name + "\"");
+}
+
+Request anyRequest(RequestFields& fields, const RequestLimits& limits) {
     const std::string kind = fields.text("request");
     if (kind == "run") {
-        return runRequest(fields, longestTimeout);
+        return runRequest(fields, limits);
     }
     if (kind == "exec") {
-        return execRequest(fields, longestTimeout);
+        return execRequest(fields, limits);
     }
     if (kind == "status") {
         return StatusRequest{};
+    }
+    if (kind == "settings") {
+        return SettingsRequest{};
+    }
+    if (kind == "set") {
+        return setRequest(fields, limits);
     }
     throw RequestError("\"request\": there is no request \"" + kind + "\"");
 }
 
 }  // namespace
 
-Request parseRequest(const std::string& line, unsigned longestTimeout) {
+Request parseRequest(const std::string& line, const RequestLimits& limits) {
     RequestFields fields(line);
-    Request request = anyRequest(fields, longestTimeout);
+    Request request = anyRequest(fields, limits);
     fields.finish();
     return request;
 }

@@ -27,10 +27,25 @@ struct ExecRequest {
 /// "status": how the service is.
 struct StatusRequest {};
 
-using Request = std::variant<RunRequest, ExecRequest, StatusRequest>;
+/// "settings": what may be changed, and what is counted.
+struct SettingsRequest {};
+
+/// "set": a new value for a setting.
+struct SetRequest {
+    enum class Name { Heartbeat, JobLimit };
+    Name name;
+    unsigned value;
+};
+
+/// What bounds the numbers in a request.
+struct RequestLimits {
+    unsigned longestTimeout;  ///< seconds
+    unsigned jobLimit;        ///< the most that the setting may be
+};
+
+using Request = std::variant<RunRequest, ExecRequest, StatusRequest, SettingsRequest, SetRequest>;
 
 /// Reads one line. Throws `RequestError` (see RequestFields.h) naming what is wrong with it.
-/// `longestTimeout` bounds the time-outs, in seconds.
-[[nodiscard]] Request parseRequest(const std::string& line, unsigned longestTimeout);
+[[nodiscard]] Request parseRequest(const std::string& line, const RequestLimits& limits);
 
 }  // namespace gateway

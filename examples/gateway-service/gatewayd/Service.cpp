@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -21,28 +22,38 @@ using vorn::common::time::UnixTime;
 
 Service::Service(Parts parts, const ListeningSocket& socket, const EventDescriptor& stopSignal)
     : parts_(std::move(parts)),
+      settings_(parts_.configuration.settings),
       server_(socket, stopSignal, parts_.configuration.clientLimit),
       scripts_(
-          parts_.configuration.scriptLimit,
+          parts_.configuration.jobLimit,
           [this](const ScriptEnd& end) { commands_.post([this, end] { onScriptEnd(end); }); },
           [this](const Uuid& uuid) { commands_.post([this, uuid] { onJobGone(uuid); }); }),
       programs_(
-          parts_.configuration.scriptLimit,
+          parts_.configuration.jobLimit,
           [this](const ProgramEnd& end) { commands_.post([this, end] { onProgramEnd(end); }); }),
       heartbeat_([this] { commands_.post([this] { onHeartbeat(); }); },
-                 std::chrono::seconds(parts_.configuration.heartbeat)),
+                 vorn::common::time::Timer::MIN_PERIOD),
       report_([this](TimePoint when) { commands_.post([this, when] { onReport(when); }); },
               std::chrono::seconds(parts_.configuration.report)) {
     state_.service.operating = OperatingStatus::InService;
     state_.service.health = parts_.pluginsMissing ? HealthStatus::Warning : HealthStatus::Ok;
     state_.communication.set(ComState::Ok);
-    state_.jobLimit = parts_.configuration.scriptLimit;
-    state_.heartbeatPeriod = parts_.configuration.heartbeat;
     state_.plugins = parts_.plugins.size();
+    settings_.changeNow([this](Settings& settings) {
+        ++settings.counters.starts;
+        apply(settings.adjustable);
+    });
+}
+
+void Service::apply(const AdjustableValues& values) {
+    state_.jobLimit = std::min(values.jobLimit, parts_.configuration.jobLimit);
+    state_.heartbeatPeriod = values.heartbeat;
+    std::unique_lock lock(heartbeat_.mutex());
+    heartbeat_.setPeriod(std::chrono::seconds(values.heartbeat), lock);
+    heartbeat_.start(lock);
 }
 
 void Service::run() {
-    heartbeat_.start();
     report_.start();
     if (parts_.configuration.maintenanceShare > 0) {
         fileCheck_.emplace(parts_.checkedFiles, parts_.configuration.maintenanceShare,
@@ -77,7 +88,8 @@ void Service::handle(ClientId client, const Line& line) {
         if (line.problem == Line::Problem::Unfinished) {
             throw RequestError("the last line has no line feed");
         }
-        Request request = parseRequest(line.text, parts_.configuration.longestTimeout);
+        Request request = parseRequest(
+            line.text, {parts_.configuration.longestTimeout, parts_.configuration.jobLimit});
         std::visit([this, client](auto& any) { handle(client, any); }, request);
     } catch (const RequestError& error) {
         server_.send(client, complaint(error.what()), Delivery::Answer);
@@ -109,6 +121,7 @@ void Service::handle(ClientId client, RunRequest& request) {
         return;
     }
     ++state_.scripts;
+    settings_.change([](Settings& settings) { ++settings.counters.scripts; });
     accept(client, request.script.uuid, request.script.description);
 }
 
@@ -129,12 +142,30 @@ void Service::handle(ClientId client, ExecRequest& request) {
         return;
     }
     ++state_.programs;
+    settings_.change([](Settings& settings) { ++settings.counters.programs; });
     accept(client, request.uuid, request.description);
 }
 
 void Service::handle(ClientId client, StatusRequest&) {
     refreshState();
     server_.send(client, statusLine(state_), Delivery::Answer);
+}
+
+void Service::handle(ClientId client, SettingsRequest&) {
+    settings_.read([this, client](const Settings& settings) {
+        server_.send(client, settingsLine(settings), Delivery::Answer);
+    });
+}
+
+void Service::handle(ClientId client, SetRequest& request) {
+    settings_.changeNow([this, &request](Settings& settings) {
+        (request.name == SetRequest::Name::Heartbeat ? settings.adjustable.heartbeat
+                                                     : settings.adjustable.jobLimit) =
+            request.value;
+        apply(settings.adjustable);
+    });
+    SettingsRequest shown;
+    handle(client, shown);
 }
 
 void Service::onScriptEnd(const ScriptEnd& end) {

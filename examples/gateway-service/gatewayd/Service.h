@@ -16,6 +16,7 @@
 #include "Programs.h"
 #include "Scripts.h"
 #include "Server.h"
+#include "SettingsFile.h"
 #include "State.h"
 
 namespace gateway {
@@ -56,6 +57,9 @@ class Service : private Server::Events {
     void handle(ClientId client, RunRequest& request);
     void handle(ClientId client, ExecRequest& request);
     void handle(ClientId client, StatusRequest& request);
+    void handle(ClientId client, SettingsRequest& request);
+    void handle(ClientId client, SetRequest& request);
+    void apply(const AdjustableValues& values);
     [[nodiscard]] std::optional<std::string> reasonToRefuse() const;
     void accept(ClientId client, const vorn::common::Uuid& uuid, const std::string& description);
     void onScriptEnd(const ScriptEnd& end);
@@ -70,6 +74,7 @@ class Service : private Server::Events {
     void refreshState();
 
     const Parts parts_;
+    SettingsFile settings_;
     State state_;
     bool stopping_ = false;
 

@@ -41,4 +41,20 @@ std::string programResult(const ProgramEnd& end) {
     return line.text("output", end.output).text("errors", end.errors).flag("cut", end.cut).take();
 }
 
+std::string settingsLine(const Settings& settings) {
+    const auto number = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
+    return JsonLine()
+        .text("answer", "settings")
+        .json("settings", JsonLine()
+                              .number("heartbeat", settings.adjustable.heartbeat)
+                              .number("jobLimit", settings.adjustable.jobLimit)
+                              .take())
+        .json("counters", JsonLine()
+                              .number("starts", number(settings.counters.starts))
+                              .number("scripts", number(settings.counters.scripts))
+                              .number("programs", number(settings.counters.programs))
+                              .take())
+        .take();
+}
+
 }  // namespace gateway

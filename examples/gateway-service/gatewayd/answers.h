@@ -5,10 +5,11 @@
 #include <string>
 
 #include "Programs.h"
+#include "Settings.h"
 
 namespace gateway {
 
-// The lines that the service says, apart from the status (see Status.h). The README shows each.
+// The lines that the service says, apart from the status (see State.h). The README shows each.
 
 /// A request that is understood and cannot be served now.
 [[nodiscard]] std::string refusal(const std::string& reason);
@@ -21,5 +22,11 @@ namespace gateway {
 /// How a script ended: with an exit code, or without one because a signal killed it.
 [[nodiscard]] std::string scriptResult(const vorn::common::Uuid& uuid, std::optional<int> exitCode);
 [[nodiscard]] std::string scriptTimeout(const vorn::common::Uuid& uuid);
+
+/// How a program ended, with what it wrote.
+[[nodiscard]] std::string programResult(const ProgramEnd& end);
+
+/// The answer to "settings" and to "set".
+[[nodiscard]] std::string settingsLine(const Settings& settings);
 
 }  // namespace gateway

@@ -10,6 +10,8 @@ namespace gateway {
 
 [[nodiscard]] int runCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int execCommand(const std::string& socket, bool json, Arguments& arguments);
+[[nodiscard]] int setCommand(const std::string& socket, bool json, Arguments& arguments);
+[[nodiscard]] int settingsCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int statusCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int watchCommand(const std::string& socket, bool json, Arguments& arguments);
 

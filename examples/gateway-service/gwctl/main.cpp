@@ -22,6 +22,8 @@ constexpr const char* kHelp =
     "                           run a program and print what it wrote; an absolute path, options\n"
     "                           of its own after \"--\"\n"
     "      --timeout, --description, --env    as for run\n"
+    "  settings                 show what may be set, and what is counted since the first start\n"
+    "  set NAME VALUE           change a setting; it is on disk when this returns\n"
     "  status                   show how the service is\n"
     "  watch [OPTION...]        show it again and again, until q or Ctrl-C is pressed\n"
     "      --interval SECONDS   how often (2)\n"
@@ -40,10 +42,9 @@ using Command = int (*)(const std::string& socket, bool json, gateway::Arguments
 
 int execute(gateway::Arguments& arguments) {
     const std::map<std::string, Command> commands = {
-        {"exec", gateway::execCommand},
-        {"run", gateway::runCommand},
-        {"status", gateway::statusCommand},
-        {"watch", gateway::watchCommand},
+        {"exec", gateway::execCommand},     {"run", gateway::runCommand},
+        {"set", gateway::setCommand},       {"settings", gateway::settingsCommand},
+        {"status", gateway::statusCommand}, {"watch", gateway::watchCommand},
     };
     const bool json = arguments.flag("--json");
     const std::string socket = arguments.operand("the socket");

@@ -12,19 +12,27 @@ TEST(Configuration, TakesEveryArgument) {
     const Configuration configuration = loadConfiguration(directory.write(
         "c.json",
         R"({"socket": "s", "identity": {"user": "u", "group": "g", "capabilities": "cap_kill"},
-            "plugins": "p", "scripts": {"limit": 2, "longestTimeout": 7}, "clients": {"limit": 3},
-            "heartbeat": 4, "report": 5, "maintenance": {"share": 6}})"));
+            "plugins": "p", "jobs": {"limit": 2, "longestTimeout": 7}, "clients": {"limit": 3},
+            "settings": "t", "report": 5, "maintenance": {"share": 6}})"));
     EXPECT_EQ(configuration.socket, "s");
     EXPECT_EQ(configuration.user, "u");
     EXPECT_EQ(configuration.group, "g");
     EXPECT_EQ(configuration.capabilities, "cap_kill");
     EXPECT_EQ(configuration.plugins, "p");
-    EXPECT_EQ(configuration.scriptLimit, 2U);
+    EXPECT_EQ(configuration.jobLimit, 2U);
     EXPECT_EQ(configuration.longestTimeout, 7U);
     EXPECT_EQ(configuration.clientLimit, 3U);
-    EXPECT_EQ(configuration.heartbeat, 4U);
+    EXPECT_EQ(configuration.settings, "t");
     EXPECT_EQ(configuration.report, 5U);
     EXPECT_EQ(configuration.maintenanceShare, 6U);
+}
+
+TEST(Configuration, TheSettingsAreBesideTheSocket) {
+    const helpers::TempDir directory;
+    EXPECT_EQ(loadConfiguration(directory.write("c.json", R"({"socket": "run/s"})")).settings,
+              "run/settings.json");
+    EXPECT_EQ(loadConfiguration(directory.write("c.json", R"({"socket": "s"})")).settings,
+              "settings.json");
 }
 
 TEST(Configuration, SaysWhatIsWrong) {
@@ -37,10 +45,9 @@ TEST(Configuration, SaysWhatIsWrong) {
         {R"({"socket": 7})", "\"socket\": Invalid argument: string value expected"},
         {R"({"socket": "s", "identity": {"user": "u"}})",
          "an identity needs both \"user\" and \"group\""},
-        {R"({"socket": "s", "scripts": {"limit": "x"}})",
-         "\"scripts_limit\": Invalid argument: unsigned integer value expected"},
-        {R"({"socket": "s", "scripts": {"limit": 0}})",
-         "\"scripts_limit\": from 1 to 64 is possible"},
+        {R"({"socket": "s", "jobs": {"limit": "x"}})",
+         "\"jobs_limit\": Invalid argument: unsigned integer value expected"},
+        {R"({"socket": "s", "jobs": {"limit": 0}})", "\"jobs_limit\": from 1 to 64 is possible"},
         {R"({"socket": "s", "clients": {"limit": 513}})",
          "\"clients_limit\": from 1 to 512 is possible"},
     };

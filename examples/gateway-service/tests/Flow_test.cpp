@@ -86,7 +86,7 @@ TEST(Flow, ExitCodesTellWhatWentWrong) {
     EXPECT_EQ(runControl({"socket", "status", "--fast"}).exitCode, 64);
     EXPECT_EQ(runControl({"socket", "run", "--timeout", "soon", "true"}).exitCode, 64);
     EXPECT_EQ(runControl({"--help"}).exitCode, 0);
-    RunningService service(R"(, "scripts": {"limit": 1})");
+    RunningService service(R"(, "jobs": {"limit": 1})");
     const Outcome wrong = service.control({"run", "--timeout", "0", "true"});
     EXPECT_EQ(wrong.exitCode, 76);
     EXPECT_NE(wrong.errors.find("\"timeout\": a whole number from 1 to 3600"), std::string::npos);

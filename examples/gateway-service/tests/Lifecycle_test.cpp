@@ -34,7 +34,8 @@ TEST(Lifecycle, BothSignalsEndAnIdleServiceAndRemoveItsFiles) {
         EXPECT_EQ(status.st_mode & 0777U, 0660U);
         service.process().signal(signal);
         EXPECT_EQ(service.process().wait(), 0) << service.process().errors();
-        EXPECT_TRUE(std::filesystem::is_empty(service.directory().file("run")));
+        EXPECT_FALSE(std::filesystem::exists(service.socket()));
+        EXPECT_FALSE(std::filesystem::exists(service.socket() + ".lock"));
         service.start();
     }
 }

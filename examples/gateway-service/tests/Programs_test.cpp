@@ -81,7 +81,8 @@ TEST(Programs, RefusalsSayWhy) {
 }
 
 TEST(Timers, TheHeartBeats) {
-    RunningService service(R"(, "heartbeat": 1)");
+    RunningService service;
+    EXPECT_EQ(service.control({"set", "heartbeat", "1"}).exitCode, 0);
     RawClient client = service.connect();
     EXPECT_EQ(member(client.ask(kStatus), {"heartbeat", "period"}), "1");
     EXPECT_TRUE(helpers::waitUntil([&] {
@@ -93,7 +94,7 @@ TEST(Timers, TheHeartBeats) {
 
 TEST(Timers, ReportsAreMadeWhenTheClockIsRound) {
     RunningService service(R"(, "report": 1)");
-    service.control({"exec", "/bin/true"});
+    EXPECT_EQ(service.control({"exec", "/bin/true"}).exitCode, 0);
     const std::string text =
         ".000Z in service, health ok, 0 scripts and 1 programs started, "
         "0 running\n";

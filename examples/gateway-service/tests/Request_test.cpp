@@ -11,7 +11,7 @@ TEST(Request, RunTakesEveryMember) {
     const Request request =
         parseRequest(R"({"request":"run","script":"echo \"\\n\"","timeout":10,"description":"d",)"
                      R"("chroot":"","cgroups":["cpu:/a","b"],"environment":["A=1","B="]})",
-                     10);
+                     {10, 4});
     const auto& run = std::get<RunRequest>(request);
     EXPECT_EQ(run.script.content, "echo \"\\n\"");
     EXPECT_EQ(run.script.description, "d");
@@ -23,19 +23,21 @@ TEST(Request, RunTakesEveryMember) {
 }
 
 TEST(Request, RunHasDefaults) {
-    const Request request = parseRequest(R"( {"request":"run","script":"","timeout":1} )", 10);
+    const Request request = parseRequest(R"( {"request":"run","script":"","timeout":1} )", {10, 4});
     const auto& run = std::get<RunRequest>(request);
     EXPECT_EQ(run.script.description, "");
     EXPECT_FALSE(run.script.chroot);
     EXPECT_FALSE(run.script.cgroups);
     ASSERT_EQ(run.script.environment.size(), 1U);
     EXPECT_EQ(run.script.environment[0].compare(0, 5, "PATH="), 0);
-    EXPECT_TRUE(std::holds_alternative<StatusRequest>(parseRequest(R"({"request":"status"})", 1)));
+    EXPECT_TRUE(
+        std::holds_alternative<StatusRequest>(parseRequest(R"({"request":"status"})", {1, 1})));
 }
 
 TEST(Request, TheLongestTimeoutBoundsTheTimeout) {
-    EXPECT_THROW_TEXT(parseRequest(R"({"request":"run","script":"","timeout":11})", 10),
-                      RequestError, "\"timeout\": a whole number from 1 to 10 is expected");
+    EXPECT_THROW_TEXT(
+        parseRequest(R"({"request":"run","script":"","timeout":11})", (RequestLimits{10, 4})),
+        RequestError, "\"timeout\": a whole number from 1 to 10 is expected");
 }
 
 }  // namespace gateway

@@ -15,6 +15,7 @@ vorn_add_test_program(gateway-service_tests gateway-common
     "${gateway_root}/tests/Lifecycle_test.cpp"
     "${gateway_root}/tests/Programs_test.cpp"
     "${gateway_root}/tests/Requests_test.cpp"
+    "${gateway_root}/tests/Settings_test.cpp"
     "${gateway_root}/tests/Watch_test.cpp"
     "${gateway_root}/tests/programs.cpp"
 )
