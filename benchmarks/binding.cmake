@@ -1,0 +1,1 @@
+vorn_add_benchmark(binding SOURCES binding.cpp)

@@ -1,0 +1,165 @@
+// Timers: how late a call comes, how far a thousand periods drift, and what arming costs.
+
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <chrono>
+#include <semaphore>
+#include <thread>
+
+#include <vorn/common/time/ClockAlignedTimer.h>
+#include <vorn/common/time/Timer.h>
+
+#ifdef VORN_PEER_BOOST
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#endif
+#ifdef VORN_PEER_POCO
+#include <Poco/Timer.h>
+#endif
+
+namespace {
+
+using namespace std::chrono_literals;
+using Steady = std::chrono::steady_clock;
+using vorn::common::time::ClockAlignedTimer;
+using vorn::common::time::Recurrence;
+using vorn::common::time::Timer;
+
+constexpr auto kDelay = 2ms;
+
+/// The time of an iteration is the lateness alone: start() must lead to fired = the time of the
+/// call and a release of `done`, kDelay later.
+template <class Start>
+void lateness(benchmark::State& state, Start start) {
+    for (auto _ : state) {
+        std::binary_semaphore done(0);
+        Steady::time_point fired;
+        const auto due = Steady::now() + kDelay;
+        start([&] {
+            fired = Steady::now();
+            done.release();
+        });
+        done.acquire();
+        state.SetIterationTime(std::chrono::duration<double>(fired - due).count());
+    }
+}
+
+void latenessVorn(benchmark::State& state) {
+    std::function<void()> action;
+    Timer timer([&] { action(); }, kDelay, Recurrence::OneShot);
+    lateness(state, [&](auto callback) {
+        {
+            const std::lock_guard lock(timer.mutex());
+            action = callback;
+        }
+        timer.start();
+    });
+}
+BENCHMARK(latenessVorn)->Name("timer_lateness/vorn")->UseManualTime()->Iterations(300);
+
+/// The mean distance of the 500 calls of a 1 ms timer from their exact schedule.
+void driftVorn(benchmark::State& state) {
+    constexpr int kCalls = 500;
+    for (auto _ : state) {
+        std::binary_semaphore done(0);
+        int calls = 0;
+        Steady::time_point last;
+        Timer timer(
+            [&] {
+                if (++calls == kCalls) {
+                    last = Steady::now();
+                    done.release();
+                }
+            },
+            1ms);
+        const auto start = Steady::now();
+        timer.start();
+        done.acquire();
+        timer.terminate();
+        state.SetIterationTime(std::chrono::duration<double>(last - start - kCalls * 1ms).count());
+    }
+}
+BENCHMARK(driftVorn)->Name("timer_drift_of_500_periods/vorn")->UseManualTime()->Iterations(5);
+
+void armVorn(benchmark::State& state) {
+    Timer timer([] {}, 1h);
+    for (auto _ : state) {
+        timer.restart();
+    }
+}
+BENCHMARK(armVorn)->Name("timer_restart/vorn")->UseRealTime();
+
+void nextBoundaryVorn(benchmark::State& state) {
+    const ClockAlignedTimer timer({}, 15min);
+    std::unique_lock lock(timer.mutex());
+    auto now = std::chrono::system_clock::now();
+    for (auto _ : state) {
+        now += 1s;
+        benchmark::DoNotOptimize(timer.getNextTimePoint(now, lock));
+    }
+}
+BENCHMARK(nextBoundaryVorn)->Name("next_boundary/vorn");
+
+#ifdef VORN_PEER_BOOST
+/// One context on one thread.
+class AsioThread {
+  public:
+    AsioThread() : thread_([this] { context.run(); }) {}
+    ~AsioThread() {
+        context.stop();
+        thread_.join();
+    }
+    AsioThread(const AsioThread&) = delete;
+    AsioThread& operator=(const AsioThread&) = delete;
+
+    boost::asio::io_context context;
+
+  private:
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_{
+        context.get_executor()};
+    std::thread thread_;
+};
+
+void latenessAsio(benchmark::State& state) {
+    AsioThread thread;
+    boost::asio::steady_timer timer(thread.context);
+    lateness(state, [&](auto callback) {
+        timer.expires_after(kDelay);
+        timer.async_wait([callback](const boost::system::error_code&) { callback(); });
+    });
+}
+BENCHMARK(latenessAsio)->Name("timer_lateness/boost_asio")->UseManualTime()->Iterations(300);
+
+void armAsio(benchmark::State& state) {
+    AsioThread thread;
+    boost::asio::steady_timer timer(thread.context);
+    for (auto _ : state) {
+        timer.expires_after(1h);
+        timer.async_wait([](const boost::system::error_code&) {});
+    }
+}
+BENCHMARK(armAsio)->Name("timer_restart/boost_asio")->UseRealTime();
+#endif
+
+#ifdef VORN_PEER_POCO
+void latenessPoco(benchmark::State& state) {
+    struct Target {
+        void onTimer(Poco::Timer&) { action(); }
+        std::function<void()> action;
+    };
+    lateness(state, [&](auto callback) {
+        // A Poco timer starts its thread anew for each run, so it lives for one call.
+        static Target target;
+        static std::unique_ptr<Poco::Timer> timer;
+        timer.reset();
+        target.action = callback;
+        timer = std::make_unique<Poco::Timer>(kDelay.count(), 0);
+        timer->start(Poco::TimerCallback<Target>(target, &Target::onTimer));
+    });
+}
+BENCHMARK(latenessPoco)->Name("timer_lateness/poco")->UseManualTime()->Iterations(300);
+#endif
+
+}  // namespace

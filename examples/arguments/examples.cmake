@@ -1,0 +1,1 @@
+vorn_add_example(arguments read_arguments)

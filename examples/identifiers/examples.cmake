@@ -1,0 +1,3 @@
+vorn_add_example(identifiers name_device)
+vorn_add_example(identifiers encode_text)
+vorn_add_example(identifiers store_binary)

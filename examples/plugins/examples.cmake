@@ -1,0 +1,24 @@
+add_library(example_plugins_greeting_plugin MODULE plugins/greeting_plugin.cpp)
+target_link_libraries(example_plugins_greeting_plugin PRIVATE vorn::gw-common)
+# So that closing the library unloads it.
+target_compile_options(example_plugins_greeting_plugin PRIVATE
+    $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+vorn_warnings(example_plugins_greeting_plugin)
+
+set(configuration "${CMAKE_CURRENT_BINARY_DIR}/plugins_$<CONFIG>.conf")
+file(GENERATE OUTPUT "${configuration}" CONTENT
+"# path, then arguments
+\"$<TARGET_FILE:example_plugins_greeting_plugin>\" \"two words\"
+/no/such/plugin.so
+")
+
+vorn_add_example(plugins load_plugin)
+vorn_add_example(plugins load_configured_plugins)
+vorn_add_example(plugins keep_secret)
+target_compile_definitions(example_plugins_load_plugin PRIVATE
+    PLUGIN_PATH="$<TARGET_FILE:example_plugins_greeting_plugin>")
+target_compile_definitions(example_plugins_load_configured_plugins PRIVATE
+    CONFIGURATION_PATH="${configuration}")
+foreach(program IN ITEMS load_plugin load_configured_plugins)
+    add_dependencies(example_plugins_${program} example_plugins_greeting_plugin)
+endforeach()

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <vorn/common/IPlugin.h>
+
+#include <string>
+
+/// What this program and its plug-ins agree on beyond the library's own interface.
+class Greeter : public vorn::common::IPlugin {
+  public:
+    virtual std::string greet() const = 0;
+};

@@ -1,0 +1,15 @@
+// Loads every plug-in of a configuration file; the bad ones are reported and left out.
+
+#include <vorn/common/DynamicLibrary.h>
+
+#include <iostream>
+
+#include "greeter.h"
+
+int main() {
+    for (const auto& [path, library] : vorn::common::loadDynamicLibraries(CONFIGURATION_PATH)) {
+        if (const auto* const greeter = dynamic_cast<Greeter*>(library->object())) {
+            std::cout << greeter->greet() << '\n';
+        }
+    }
+}

@@ -1,0 +1,2 @@
+vorn_add_example(processes drop_privileges)
+vorn_add_example(processes report_service_status)

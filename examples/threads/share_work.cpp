@@ -1,0 +1,18 @@
+// Shares work among a pool's threads and waits until all of it is done.
+
+#include <vorn/common/ThreadPool.h>
+
+#include <atomic>
+#include <iostream>
+
+int main() {
+    std::atomic<int> sum = 0;
+    vorn::common::ThreadPool pool(3);
+    for (int number = 1; number <= 100; ++number) {
+        pool._emplaceTask([&sum, number] { sum += number; });
+    }
+
+    std::unique_lock lock(pool.mutex());
+    pool.stateChanged().wait(lock, [&] { return pool._isIdle(lock); });
+    std::cout << "the numbers from 1 to 100 add up to " << sum << "\n";
+}

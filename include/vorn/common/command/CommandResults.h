@@ -1,0 +1,53 @@
+#pragma once
+
+#include <vorn/common/export.h>
+
+#include <cstdint>
+#include <string>
+
+/// The words with which services log and report commands sent to devices:
+///
+///     log << "command " << toString(status);   // "command accepted"
+///
+/// The texts are part of the services' vocabulary and never change. Threads: everything here may
+/// be called from any thread.
+namespace vorn::common::command {
+
+/// How urgent a command is.
+enum class CommandSeverity : std::uint32_t {
+    Normal = 0,
+    Critical = 1,
+    Emergency = 2,
+};
+
+/// What the receiver of a command answered.
+enum class CommandStatus : std::uint32_t {
+    Unknown = 0,       ///< it is not known
+    None = 1,          ///< nothing yet
+    Acknowledged = 2,  ///< it arrived
+    Accepted = 3,      ///< it will be carried out
+    Rejected = 4,      ///< it will not
+};
+
+/// How far the execution of a command has come.
+enum class CommandExecutionState : std::uint32_t {
+    Unknown = 0,
+    None = 1,
+    Planned = 2,
+    InProgress = 3,
+    Succeed = 4,
+    Aborted = 5,
+};
+
+/// Returns "normal", "critical" or "emergency"; "undefined" for any other value.
+[[nodiscard]] VORN_GW_COMMON_EXPORT std::string toString(CommandSeverity severity);
+
+/// Returns "unknown", "none", "acknowledged", "accepted" or "rejected"; "undefined" for any other
+/// value.
+[[nodiscard]] VORN_GW_COMMON_EXPORT std::string toString(CommandStatus status);
+
+/// Returns "unknown", "none", "planned", "in progress", "succeed" or "aborted"; "undefined" for any
+/// other value.
+[[nodiscard]] VORN_GW_COMMON_EXPORT std::string toString(CommandExecutionState state);
+
+}  // namespace vorn::common::command

@@ -1,0 +1,13 @@
+#include <vorn/common/Db.h>
+
+namespace vorn::common {
+
+Db::Db(const Uuid& owner) : owner_(owner) {}
+
+Db::~Db() = default;
+
+const Uuid& Db::uuid() const {
+    return owner_;
+}
+
+}  // namespace vorn::common

@@ -1,0 +1,20 @@
+#include <vorn/common/DbWithIdentification.h>
+
+namespace vorn::common {
+
+DbWithIdentification::DbWithIdentification(IdentificationDb& storage)
+    : Db(storage.uuid()), storage_(storage) {}
+
+DbWithIdentification::~DbWithIdentification() = default;
+
+conv::Identification DbWithIdentification::identification() const {
+    conv::Identification record;
+    storage_.load(record);
+    return record;
+}
+
+void DbWithIdentification::setIdentification(const conv::Identification& record) {
+    storage_.store(record);
+}
+
+}  // namespace vorn::common

@@ -1,0 +1,135 @@
+#include <vorn/common/DynamicLibrary.h>
+
+#include <dlfcn.h>
+
+#include <iostream>
+#include <stdexcept>
+#include <system_error>
+
+#include "internal/pluginConfiguration.h"
+
+namespace vorn::common {
+namespace {
+
+using Arguments = std::unordered_map<std::string, std::string>;
+
+std::string loaderError() {
+    const char* const text = ::dlerror();
+    return text == nullptr ? std::string() : std::string(text);
+}
+
+LoadLibraryFunction* findEntryPoint(void* handle) {
+    ::dlerror();
+    auto* const function = reinterpret_cast<LoadLibraryFunction*>(::dlsym(handle, "loadLibrary"));
+    if (const auto error = loaderError(); !error.empty()) {
+        std::cerr << error + "\n";
+    }
+    return function;
+}
+
+/// The plug-in object or the reason why there is none. When it returns, nothing is left that the
+/// library may have made: the exception is gone, and the text is a copy.
+std::unique_ptr<IPlugin> callEntryPoint(LoadLibraryFunction* function, const Arguments& args,
+                                        std::string& reason) {
+    try {
+        std::string error;
+        std::unique_ptr<IPlugin> object(function(args, error));
+        if (object == nullptr) {
+            reason.assign(error.data(), error.size());
+        }
+        return object;
+    } catch (const std::exception& exception) {
+        reason = exception.what();
+    } catch (...) {
+        reason = "unknown exception";
+    }
+    return nullptr;
+}
+
+void reportUnloadable(const DynamicLibraryConfig& config, const char* reason) {
+    std::string text = "ERROR: Unable to load library \"" + config.path + "\" with arguments:\n";
+    for (const auto& [name, value] : std::map(config.args.begin(), config.args.end())) {
+        text += "\t" + name + " = " + value + "\n";
+    }
+    std::cerr << text + reason + "\n";
+}
+
+std::vector<DynamicLibraryConfig> loadConfigFileOrReport(const std::string& path) {
+    const auto report = [&path](const char* what, const char* reason) {
+        std::cerr << std::string("ERROR: ") + what + " configuration file \"" + path +
+                         "\": " + reason + "\n";
+    };
+    try {
+        return loadConfigFile(path);
+    } catch (const std::system_error& error) {
+        report("Unable to open", error.what());
+    } catch (const std::invalid_argument& error) {
+        report("Invalid", error.what());
+    }
+    return {};
+}
+
+}  // namespace
+
+void DynamicLibrary::Closer::operator()(void* handle) const noexcept {
+    ::dlclose(handle);
+}
+
+DynamicLibrary::DynamicLibrary(const std::string& path, const Arguments& args) {
+    loadLibrary(path, args);
+}
+
+DynamicLibrary::~DynamicLibrary() {
+    unloadLibrary();
+}
+
+void DynamicLibrary::loadLibrary(const std::string& path, const Arguments& args) {
+    path_ = path;
+    unloadLibrary();
+    std::unique_ptr<void, Closer> handle(::dlopen(path_.c_str(), RTLD_LAZY));
+    if (handle == nullptr) {
+        throw std::invalid_argument("Error loading " + path_ + " library : " + loaderError());
+    }
+    auto* const function = findEntryPoint(handle.get());
+    if (function == nullptr) {
+        throw std::invalid_argument("No function found with name \"loadLibrary\"");
+    }
+    std::string reason;
+    auto object = callEntryPoint(function, args, reason);
+    if (object == nullptr) {
+        handle.reset();
+        throw std::invalid_argument(reason);
+    }
+    handle_ = std::move(handle);
+    object_ = std::move(object);
+}
+
+void DynamicLibrary::unloadLibrary() noexcept {
+    object_.reset();
+    handle_.reset();
+}
+
+std::shared_ptr<DynamicLibrary> loadDynamicLibrary(const std::string& path, const Arguments& args) {
+    return std::make_shared<DynamicLibrary>(path, args);
+}
+
+std::vector<DynamicLibraryConfig> loadConfigFile(const std::string& path) {
+    const auto extension = path.substr(path.rfind('.') + 1);
+    return extension == "json" ? internal::readJsonPluginConfiguration(path)
+                               : internal::readTextPluginConfiguration(path);
+}
+
+std::map<std::string, std::shared_ptr<DynamicLibrary>> loadDynamicLibraries(
+    const std::string& configPath) {
+    std::map<std::string, std::shared_ptr<DynamicLibrary>> libraries;
+    for (const auto& config : loadConfigFileOrReport(configPath)) {
+        try {
+            libraries.emplace(config.path, loadDynamicLibrary(config.path, config.args));
+        } catch (const std::invalid_argument& error) {
+            reportUnloadable(config, error.what());
+        }
+    }
+    return libraries;
+}
+
+}  // namespace vorn::common

@@ -1,0 +1,132 @@
+#include <vorn/common/ThreadPool.h>
+
+#include <algorithm>
+#include <exception>
+#include <stdexcept>
+
+#include "internal/assert.h"
+
+namespace vorn::common {
+
+ThreadPool::ThreadPool(std::size_t poolSize) {
+    VORN_ASSERT(poolSize > 0);
+    startWorkers(poolSize);
+    std::unique_lock lock(mutex_);
+    stateChanged_.wait(lock, [this] { return freeWorkers_ >= workers_.size(); });
+}
+
+ThreadPool::~ThreadPool() {
+    std::deque<Task> discarded;
+    {
+        // Emptied together with the flag: no worker takes one more.
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+        discarded.swap(queue_);
+    }
+    taskAvailable_.notify_all();
+    discarded.clear();
+    for (auto& worker : workers_) {
+        worker.join();
+    }
+}
+
+bool ThreadPool::isIdle() const {
+    std::unique_lock lock(mutex_);
+    return _isIdle(lock);
+}
+
+bool ThreadPool::isBusy() const {
+    std::unique_lock lock(mutex_);
+    return _isBusy(lock);
+}
+
+bool ThreadPool::hasFreeWorker() const {
+    std::unique_lock lock(mutex_);
+    return _hasFreeWorker(lock);
+}
+
+bool ThreadPool::_isIdle(std::unique_lock<std::mutex>&) const {
+    return queue_.empty() && freeWorkers_ >= workers_.size();
+}
+
+bool ThreadPool::_isBusy(std::unique_lock<std::mutex>& lock) const {
+    return !_isIdle(lock);
+}
+
+bool ThreadPool::_hasFreeWorker(std::unique_lock<std::mutex>&) const {
+    return queue_.empty() && freeWorkers_ != 0;
+}
+
+bool ThreadPool::isWorkerThread(std::thread::id id) const noexcept {
+    return std::find(workerIds_.begin(), workerIds_.end(), id) != workerIds_.end();
+}
+
+std::pair<std::size_t, std::size_t> ThreadPool::tasks() const {
+    const std::lock_guard lock(mutex_);
+    return {queue_.size(), workers_.size() - freeWorkers_};
+}
+
+void ThreadPool::clearQueue() {
+    std::deque<Task> discarded;
+    const std::lock_guard lock(mutex_);
+    discarded.swap(queue_);
+    stateChanged_.notify_all();
+}
+
+void ThreadPool::_emplaceTask(std::function<void()> task) {
+    // Notified under the lock: the task itself may let the pool's owner destroy it.
+    const std::lock_guard lock(mutex_);
+    if (stopping_) {
+        throw std::runtime_error("Failed to enqueue on stopped ThreadPool");
+    }
+    queue_.push_back(std::move(task));
+    taskAvailable_.notify_one();
+    stateChanged_.notify_all();
+}
+
+void ThreadPool::startWorkers(std::size_t count) {
+    workers_.reserve(count);
+    workerIds_.reserve(count);
+    while (workers_.size() < count) {
+        try {
+            workers_.emplace_back([this] { _workerJob(); });
+        } catch (...) {
+            if (workers_.empty()) {
+                throw;
+            }
+            // Unwinding would destroy condition variables with waiters, and hang.
+            std::terminate();
+        }
+        workerIds_.push_back(workers_.back().get_id());
+    }
+}
+
+void ThreadPool::_workerJob() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        if (queue_.empty()) {
+            ++freeWorkers_;
+            stateChanged_.notify_all();
+            taskAvailable_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+            if (queue_.empty()) {
+                return;
+            }
+            --freeWorkers_;
+        }
+        Task task = std::move(queue_.front());
+        queue_.pop_front();
+        const bool emptied = queue_.empty();
+        lock.unlock();
+        if (emptied) {
+            stateChanged_.notify_all();
+        }
+        if (task) {
+            task();
+            std::this_thread::yield();
+        }
+        task = nullptr;
+        lock.lock();
+    }
+}
+
+}  // namespace vorn::common

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <vorn/common/time/ClockAlignedTimer.h>
+
+#include <chrono>
+
+#include "internal/TimerThread.h"
+
+namespace vorn::common::internal {
+
+/// What time::ClockAlignedTimer does, by a clock of the caller's. The operations are described
+/// there.
+class ClockAlignedTimerCore {
+  public:
+    using Lock = TimerThread::Lock;
+    using TimePoint = time::ClockAlignedTimer::TimePoint;
+    using Callback = time::ClockAlignedTimer::Callback;
+    using Origin = time::ClockAlignedTimer::Origin;
+
+    ClockAlignedTimerCore(Callback callback, std::chrono::milliseconds period, Origin origin,
+                          time::Recurrence recurrence, Clock& clock = operatingSystemClock());
+
+    [[nodiscard]] static TimePoint midnight(TimePoint t) noexcept;
+    [[nodiscard]] TimePoint nextTimePoint(TimePoint now, Lock& lock) const noexcept;
+    void start(Lock& lock);
+    void stop(Lock& lock);
+    void reload(Lock& lock);
+    void setPeriod(std::chrono::milliseconds period, Lock& lock);
+    [[nodiscard]] bool isRunning() const;
+    void terminate() { thread_.terminate(); }
+    [[nodiscard]] std::mutex& mutex() const noexcept { return thread_.mutex(); }
+
+  private:
+    void round(Lock& lock);
+
+    Clock& clock_;
+    const Callback callback_;
+    const Origin origin_;
+    const time::Recurrence recurrence_;
+    std::chrono::milliseconds period_;  // guarded by mutex()
+    TimePoint nextTimePoint_;           // guarded by mutex()
+    TimerThread thread_;
+};
+
+}  // namespace vorn::common::internal

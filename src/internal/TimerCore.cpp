@@ -1,0 +1,100 @@
+#include "internal/TimerCore.h"
+
+#include <vorn/common/time/Timer.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "internal/saturate.h"
+
+namespace vorn::common::internal {
+
+TimerCore::TimerCore(std::function<void()> callback, std::chrono::milliseconds period,
+                     time::Recurrence recurrence, Clock& clock)
+    : clock_(clock),
+      callback_(std::move(callback)),
+      recurrence_(recurrence),
+      period_(period),
+      deadline_(saturatingAdd(clock.steadyNow(), TimerThread::kLongestWait)),
+      thread_(clock, [this](Lock& lock) { round(lock); }) {}
+
+void TimerCore::start(Lock&) {
+    deadline_ = saturatingAdd(clock_.steadyNow(), saturatingNanoseconds(period_));
+    thread_.arm();
+}
+
+void TimerCore::stop(Lock&) {
+    thread_.disarm();
+}
+
+void TimerCore::reload(Lock&) {
+    deadline_ = saturatingAdd(clock_.steadyNow(), saturatingNanoseconds(period_));
+    if (thread_.isRunning()) {
+        thread_.wake();
+    }
+}
+
+void TimerCore::setPeriod(std::chrono::milliseconds period, Lock&) {
+    period_ = std::max(period, time::Timer::MIN_PERIOD);
+}
+
+void TimerCore::scheduleAt(const time::UnixTime& when) {
+    if (recurrence_ == time::Recurrence::Recurrent) {
+        throw std::logic_error("Can't use scheduleAt() with recurrent timer!");
+    }
+    const std::chrono::seconds delay(secondsUntil(when));
+    Lock lock(mutex());
+    setPeriod(delay, lock);
+    start(lock);
+}
+
+bool TimerCore::isRunning() const {
+    const std::lock_guard lock(mutex());
+    return thread_.isRunning();
+}
+
+void TimerCore::round(Lock& lock) {
+    if (!thread_.isRunning()) {
+        deadline_ = saturatingAdd(clock_.steadyNow(), TimerThread::kLongestWait);
+    }
+    thread_.wait(lock, deadline_);
+    if (!thread_.isRunning() || clock_.steadyNow() < deadline_) {
+        return;
+    }
+    if (recurrence_ == time::Recurrence::Recurrent) {
+        deadline_ = saturatingAdd(deadline_, saturatingNanoseconds(period_));
+    } else {
+        thread_.disarm();
+    }
+    if (callback_) {
+        lock.unlock();
+        callback_();
+        lock.lock();
+    }
+}
+
+std::uint32_t TimerCore::secondsUntil(const time::UnixTime& when) {
+    const double now = wallSeconds();
+    const double then = std::min(when.seconds(), 4294967295.0);
+    const double larger = std::max(std::abs(now), std::abs(then));
+    const bool later =
+        larger != 0.0 && (then - now) / larger > std::numeric_limits<double>::epsilon();
+    if (!later) {
+        return 0;
+    }
+    // Between the two readings the clock may have passed the instant.
+    const std::uint32_t target = when.toIntegralType();
+    const std::uint32_t current = wallSeconds();
+    return target > current ? target - current : 0;
+}
+
+std::uint32_t TimerCore::wallSeconds() {
+    const auto sinceEpoch = clock_.systemNow().time_since_epoch();
+    return static_cast<std::uint32_t>(
+        std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count());
+}
+
+}  // namespace vorn::common::internal

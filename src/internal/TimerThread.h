@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "internal/Clock.h"
+
+namespace vorn::common::internal {
+
+/// The thread of a timer, with what arms and ends it. To be the last member of its owner: `round`
+/// uses the others from the moment on at which the constructor has started the thread.
+class TimerThread {
+  public:
+    using Lock = std::unique_lock<std::mutex>;
+
+    /// No single wait is longer, so that a deadline far ahead fits a 32-bit time_t.
+    static constexpr std::chrono::hours kLongestWait{24};
+
+    /// Runs `round` on a new thread, with the mutex held, again and again until terminate().
+    TimerThread(Clock& clock, std::function<void(Lock&)> round);
+    ~TimerThread();
+    TimerThread(const TimerThread&) = delete;
+    TimerThread& operator=(const TimerThread&) = delete;
+
+    [[nodiscard]] std::mutex& mutex() const noexcept { return mutex_; }
+
+    /// The rest is for callers that hold the mutex, except terminate().
+    [[nodiscard]] bool isRunning() const noexcept { return running_; }
+    void arm();
+    void disarm();
+    void wake() { changed_.notify_all(); }
+    /// May return early.
+    void wait(Lock& lock, std::chrono::steady_clock::time_point deadline);
+
+    void terminate();
+
+  private:
+    void loop(const std::function<void(Lock&)>& round);
+
+    Clock& clock_;
+    std::atomic<bool> terminated_ = false;
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    bool running_ = false;   // guarded by mutex_
+    bool exitLoop_ = false;  // guarded by mutex_
+    std::thread thread_;
+};
+
+}  // namespace vorn::common::internal

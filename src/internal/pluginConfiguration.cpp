@@ -1,0 +1,145 @@
+#include "internal/pluginConfiguration.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <vorn/common/lwjson/Deserializer.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "internal/Descriptor.h"
+#include "internal/flatten.h"
+#include "internal/retry.h"
+
+namespace vorn::common::internal {
+namespace {
+
+constexpr const char* kJsonFailure = "Failed to load configuration file (json)";
+constexpr const char* kTextFailure = "Failed to load configuration file";
+constexpr std::string_view kBlanks = " \t\n\r";
+
+[[noreturn]] void throwSystemError(const char* text) {
+    throw std::system_error(errno, std::generic_category(), text);
+}
+
+[[noreturn]] void throwInvalidJson(const std::string& reason) {
+    throw std::invalid_argument(std::string(kJsonFailure) + ": " + reason);
+}
+
+std::string contentOf(const std::string& path, const char* failure) {
+    const Descriptor file(
+        retryOnEintr([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
+    if (!file) {
+        throwSystemError(failure);
+    }
+    std::string content;
+    char block[4096];
+    for (;;) {
+        const auto count = retryOnEintr([&] { return ::read(file.get(), block, sizeof block); });
+        if (count < 0) {
+            throwSystemError(failure);
+        }
+        if (count == 0) {
+            return content;
+        }
+        content.append(block, static_cast<std::size_t>(count));
+    }
+}
+
+lwjson::Deserializer parse(std::string&& json) {
+    try {
+        return lwjson::Deserializer(std::move(json));
+    } catch (const std::runtime_error& error) {
+        throwInvalidJson(error.what());
+    } catch (const std::invalid_argument& error) {
+        throwInvalidJson(error.what());
+    }
+}
+
+std::string pathOf(const lwjson::Deserializer& plugin) {
+    const auto* const path = plugin.findMember("path");
+    if (path == nullptr) {
+        throw std::invalid_argument(
+            "Invalid library configuration file: plugin's \"path\" is mandatory");
+    }
+    try {
+        return path->as<std::string>();
+    } catch (const std::invalid_argument& error) {
+        throwInvalidJson(error.what());
+    }
+}
+
+/// Takes the next token off a line; false when there is none.
+bool takeToken(std::string_view& line, std::string_view& token) {
+    const auto start = line.find_first_not_of(kBlanks);
+    if (start == std::string_view::npos) {
+        return false;
+    }
+    line.remove_prefix(start);
+    const bool quoted = line.front() == '"';
+    if (quoted) {
+        line.remove_prefix(1);
+    }
+    const auto end = quoted ? line.find('"') : line.find_first_of(kBlanks);
+    if (quoted && end == std::string_view::npos) {
+        throw std::invalid_argument("Missing closing \"");
+    }
+    token = line.substr(0, end);
+    line.remove_prefix(std::min(line.size(), token.size() + (quoted ? 1 : 0)));
+    return true;
+}
+
+void parseLine(std::string_view line, std::vector<DynamicLibraryConfig>& plugins) {
+    std::string_view token;
+    if (line.starts_with('#') || !takeToken(line, token)) {
+        return;
+    }
+    DynamicLibraryConfig plugin{std::string(token), {}};
+    while (takeToken(line, token)) {
+        plugin.args.emplace("arg" + std::to_string(plugin.args.size()), token);
+    }
+    plugins.push_back(std::move(plugin));
+}
+
+}  // namespace
+
+std::vector<DynamicLibraryConfig> readJsonPluginConfiguration(const std::string& path) {
+    const auto root = parse(contentOf(path, kJsonFailure));
+    const auto* const list = root.findMember("plugins");
+    if (list == nullptr || list->type() != lwjson::Deserializer::MemberType::Array) {
+        throwInvalidJson("\"plugins\" is missing or not an array");
+    }
+    std::vector<DynamicLibraryConfig> plugins;
+    for (const auto& entry : list->members()) {
+        auto& plugin = plugins.emplace_back(DynamicLibraryConfig{pathOf(entry), {}});
+        const auto* const args = entry.findMember("args");
+        if (args != nullptr && args->type() == lwjson::Deserializer::MemberType::Object) {
+            flatten(plugin.args, "", *args,
+                    [](const lwjson::Deserializer& node) { return node.members().empty(); });
+        }
+    }
+    return plugins;
+}
+
+std::vector<DynamicLibraryConfig> readTextPluginConfiguration(const std::string& path) {
+    const auto content = contentOf(path, kTextFailure);
+    std::vector<DynamicLibraryConfig> plugins;
+    std::string_view rest = content;
+    for (std::size_t number = 1; !rest.empty(); ++number) {
+        const auto line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+        try {
+            parseLine(line, plugins);
+        } catch (const std::invalid_argument& error) {
+            throw std::invalid_argument("Failed to parse line " + std::to_string(number) + ": " +
+                                        error.what());
+        }
+    }
+    return plugins;
+}
+
+}  // namespace vorn::common::internal

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vorn/common/DynamicLibrary.h>
+
+#include <string>
+#include <vector>
+
+namespace vorn::common::internal {
+
+/// The two formats of `loadConfigFile`.
+[[nodiscard]] std::vector<DynamicLibraryConfig> readJsonPluginConfiguration(
+    const std::string& path);
+[[nodiscard]] std::vector<DynamicLibraryConfig> readTextPluginConfiguration(
+    const std::string& path);
+
+}  // namespace vorn::common::internal

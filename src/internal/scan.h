@@ -1,0 +1,203 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace vorn::common::internal {
+
+/// A machine word of characters, for targets without (or with slow transfers from) vector
+/// registers. A mask has the top bit of every matching byte set, and no other.
+class WordBlock {
+  public:
+    using Mask = std::size_t;
+    static constexpr std::size_t kWidth = sizeof(Mask);
+
+    explicit WordBlock(const char* from) noexcept { std::memcpy(&word_, from, kWidth); }
+
+    [[nodiscard]] Mask equal(char wanted) const noexcept {
+        const Mask difference = word_ ^ (kOnes * static_cast<unsigned char>(wanted));
+        return ~(((difference & ~kTops) + ~kTops) | difference) & kTops;
+    }
+    /// The bytes below 32.
+    [[nodiscard]] Mask control() const noexcept {
+        return ~(((word_ & ~kTops) + kOnes * 0x60) | word_) & kTops;
+    }
+    [[nodiscard]] static Mask invert(Mask mask) noexcept { return mask ^ kTops; }
+    [[nodiscard]] static std::size_t first(Mask mask) noexcept {
+        const int bits = std::endian::native == std::endian::little ? std::countr_zero(mask)
+                                                                    : std::countl_zero(mask);
+        return static_cast<std::size_t>(bits) / 8;
+    }
+
+  private:
+    static constexpr Mask kOnes = static_cast<Mask>(0x0101010101010101ULL);
+    static constexpr Mask kTops = kOnes << 7;
+
+    Mask word_;
+};
+
+#ifdef __SSE2__
+/// Sixteen characters; a mask has one bit for each.
+class VectorBlock {
+  public:
+    using Mask = unsigned;
+    static constexpr std::size_t kWidth = 16;
+
+    explicit VectorBlock(const char* from) noexcept { std::memcpy(&vector_, from, kWidth); }
+
+    [[nodiscard]] Mask equal(char wanted) const noexcept {
+        return bits(_mm_cmpeq_epi8(vector_, _mm_set1_epi8(wanted)));
+    }
+    [[nodiscard]] Mask control() const noexcept {
+        return bits(_mm_cmpeq_epi8(_mm_min_epu8(vector_, _mm_set1_epi8(31)), vector_));
+    }
+    [[nodiscard]] static Mask invert(Mask mask) noexcept { return mask ^ 0xFFFFU; }
+    [[nodiscard]] static std::size_t first(Mask mask) noexcept {
+        return static_cast<std::size_t>(std::countr_zero(mask));
+    }
+
+  private:
+    static Mask bits(__m128i lanes) noexcept { return static_cast<Mask>(_mm_movemask_epi8(lanes)); }
+
+    __m128i vector_;
+};
+using Block = VectorBlock;
+#else
+using Block = WordBlock;
+#endif
+
+/// The four characters that count as white space in a JSON text.
+[[nodiscard]] constexpr bool isJsonSpace(char character) noexcept {
+    return character == ' ' || character == '\n' || character == '\t' || character == '\r';
+}
+
+/// The character that follows the backslash in the two-character escape of `character`, or 0.
+[[nodiscard]] constexpr char escapeLetter(char character) noexcept {
+    switch (character) {
+        case '\\':
+        case '"':
+            return character;
+        case '\b':
+            return 'b';
+        case '\f':
+            return 'f';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        case '\t':
+            return 't';
+        default:
+            return '\0';
+    }
+}
+
+/// All of these look at [from, end) only and return `end` when nothing is found.
+namespace scan {
+
+/// The first character that is no white space.
+template <class BlockType = Block>
+[[nodiscard]] const char* nonSpace(const char* from, const char* end) noexcept {
+    if (from == end || !isJsonSpace(*from)) {
+        return from;
+    }
+    while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
+        const BlockType block(from);
+        const auto others = BlockType::invert(block.equal(' ') | block.equal('\n') |
+                                              block.equal('\t') | block.equal('\r'));
+        if (others != 0) {
+            return from + BlockType::first(others);
+        }
+        from += BlockType::kWidth;
+    }
+    while (from != end && isJsonSpace(*from)) {
+        ++from;
+    }
+    return from;
+}
+
+/// The first `quote` or NUL.
+template <class BlockType = Block>
+[[nodiscard]] const char* quoteOrNul(const char* from, const char* end, char quote) noexcept {
+    while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
+        const BlockType block(from);
+        const auto found = block.equal(quote) | block.equal('\0');
+        if (found != 0) {
+            return from + BlockType::first(found);
+        }
+        from += BlockType::kWidth;
+    }
+    while (from != end && *from != quote && *from != '\0') {
+        ++from;
+    }
+    return from;
+}
+
+/// The first character that the writer escapes.
+template <class BlockType = Block>
+[[nodiscard]] const char* escapable(const char* from, const char* end) noexcept {
+    while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
+        const BlockType block(from);
+        const auto found = block.equal('"') | block.equal('\\') | block.control();
+        if (found == 0) {
+            from += BlockType::kWidth;
+            continue;
+        }
+        from += BlockType::first(found);
+        if (escapeLetter(*from) != '\0') {
+            return from;
+        }
+        ++from;
+    }
+    while (from != end && escapeLetter(*from) == '\0') {
+        ++from;
+    }
+    return from;
+}
+
+/// The first character that ends a bare token: white space, one of ",[]{}:", or NUL.
+[[nodiscard]] inline const char* tokenEnd(const char* from, const char* end) noexcept {
+    static constexpr auto kStops = [] {
+        std::array<bool, 256> stops{};
+        for (const char stop : {' ', '\t', '\n', '\r', ',', '[', ']', '{', '}', ':', '\0'}) {
+            stops[static_cast<unsigned char>(stop)] = true;
+        }
+        return stops;
+    }();
+    while (from != end && !kStops[static_cast<unsigned char>(*from)]) {
+        ++from;
+    }
+    return from;
+}
+
+/// The `quote` that closes the string whose inside begins at `from`: the first one behind an even
+/// number of backslashes. Null when a NUL or `end` comes first.
+[[nodiscard]] inline const char* closingQuote(const char* from, const char* end,
+                                              char quote) noexcept {
+    const char* found = from;
+    for (;;) {
+        found = quoteOrNul(found, end, quote);
+        if (found == end || *found != quote) {
+            return nullptr;
+        }
+        const char* backslashes = found;
+        while (backslashes != from && backslashes[-1] == '\\') {
+            --backslashes;
+        }
+        if ((found - backslashes) % 2 == 0) {
+            return found;
+        }
+        ++found;
+    }
+}
+
+}  // namespace scan
+
+}  // namespace vorn::common::internal

@@ -1,0 +1,281 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "vorn/common/lwjson/Deserializer.h"
+
+namespace vorn::common::lwjson {
+namespace {
+
+[[nodiscard]] const char* typeName(Deserializer::MemberType type) {
+    switch (type) {
+        case Deserializer::MemberType::Value:
+            return "value";
+        case Deserializer::MemberType::Object:
+            return "object";
+        case Deserializer::MemberType::Array:
+            return "array";
+        default:
+            return "undefined";
+    }
+}
+
+void appendMember(std::string& path, std::string_view key) {
+    if (!path.empty()) {
+        path += '.';
+    }
+    path += key;
+}
+
+void appendElement(std::string& path, std::size_t index) {
+    path += '[';
+    path += std::to_string(index);
+    path += ']';
+}
+
+}  // namespace
+
+/// One comparison. The path is a chain of stack frames; it becomes text when a difference is
+/// reported.
+class Deserializer::Comparison {
+  public:
+    explicit Comparison(const CompareContext& context) : context_(context) {}
+
+    void run(const Deserializer& expected, const Deserializer& found) {
+        nodes(expected, found, nullptr);
+    }
+
+  private:
+    struct Frame {
+        const Frame* parent;
+        const String* key;
+        std::size_t index;
+    };
+    struct NameEntry {
+        std::uint32_t hash;
+        std::uint32_t index;
+    };
+    static constexpr std::uint32_t kNone = 0xFFFFFFFFU;
+    static constexpr std::size_t kWide = 16;
+
+    void nodes(const Deserializer& expected, const Deserializer& found, const Frame* frame);
+    void objects(const Deserializer& expected, const Deserializer& found, const Frame* frame);
+    void arrays(const Deserializer& expected, const Deserializer& found, const Frame* frame);
+
+    void differs(const Frame* frame, const char* shortText, const std::string& longText);
+    void appendPath(std::string& path, const Frame* frame) const;
+
+    [[nodiscard]] static std::uint32_t firstWithName(const Deserializer& node, const String& name);
+    [[nodiscard]] static std::vector<NameEntry> sortedNames(const Deserializer& node);
+    static void matchWide(const Deserializer& expected, const Deserializer& found,
+                          std::vector<std::uint32_t>& matches, std::vector<bool>& known);
+
+    const CompareContext& context_;
+};
+
+void Deserializer::Comparison::appendPath(std::string& path, const Frame* frame) const {
+    if (frame == nullptr) {
+        path += context_.path();
+        return;
+    }
+    appendPath(path, frame->parent);
+    if (frame->key != nullptr) {
+        appendMember(path, frame->key->view());
+    } else {
+        appendElement(path, frame->index);
+    }
+}
+
+void Deserializer::Comparison::differs(const Frame* frame, const char* shortText,
+                                       const std::string& longText) {
+    ++*context_.differences_;
+    if (context_.reportDifferences_ && context_.report_ != nullptr) {
+        std::string line;
+        appendPath(line, frame);
+        if (!line.empty()) {
+            line += " - ";
+        }
+        line += longText;
+        line += '\n';
+        context_.report_->write(line.data(), static_cast<std::streamsize>(line.size()));
+    }
+    if (context_.throwOnDifference_) {
+        throw CompareContext::Exception(shortText);
+    }
+}
+
+void Deserializer::Comparison::nodes(const Deserializer& expected, const Deserializer& found,
+                                     const Frame* frame) {
+    if (expected.type_ != found.type_) {
+        differs(frame, "Type mismatch",
+                std::string("type mismatch: found ") + typeName(found.type_) + ", expected " +
+                    typeName(expected.type_));
+        return;
+    }
+    if (expected.type_ == MemberType::Object) {
+        objects(expected, found, frame);
+    } else if (expected.type_ == MemberType::Array) {
+        arrays(expected, found, frame);
+    } else if (expected.type_ == MemberType::Value && !(expected.value == found.value)) {
+        differs(frame, "Value mismatch",
+                "value mismatch: found " + std::string(found.value.view()) + ", expected " +
+                    std::string(expected.value.view()));
+    }
+}
+
+void Deserializer::Comparison::arrays(const Deserializer& expected, const Deserializer& found,
+                                      const Frame* frame) {
+    const std::size_t expectedCount = expected.members_.size();
+    const std::size_t foundCount = found.members_.size();
+    if (expectedCount != foundCount) {
+        differs(frame, "Array size mismatch",
+                "array size mismatch: found " + std::to_string(foundCount) + ", expected " +
+                    std::to_string(expectedCount));
+    }
+    for (std::size_t i = 0; i < std::min(expectedCount, foundCount); ++i) {
+        const Frame element{frame, nullptr, i};
+        nodes(expected.members_[i], found.members_[i], &element);
+    }
+}
+
+void Deserializer::Comparison::objects(const Deserializer& expected, const Deserializer& found,
+                                       const Frame* frame) {
+    const std::size_t expectedCount = expected.members_.size();
+    const std::size_t foundCount = found.members_.size();
+    if (expectedCount != foundCount) {
+        differs(frame, "Object size mismatch",
+                "object size mismatch: found " + std::to_string(foundCount) + ", expected " +
+                    std::to_string(expectedCount));
+    }
+    const bool wide = std::min(expectedCount, foundCount) > kWide;
+    std::vector<std::uint32_t> matches;
+    std::vector<bool> known;
+    if (wide) {
+        matchWide(expected, found, matches, known);
+    }
+    for (std::size_t i = 0; i < expectedCount; ++i) {
+        const Deserializer& member = expected.members_[i];
+        const std::uint32_t match = wide ? matches[i] : firstWithName(found, member.name_);
+        const Frame below{frame, &member.name_, 0};
+        if (match != kNone) {
+            nodes(member, found.members_[match], &below);
+        } else {
+            differs(frame, "Missing key", "missing key '" + member.name() + "'");
+        }
+    }
+    for (std::size_t i = 0; i < foundCount; ++i) {
+        const Deserializer& member = found.members_[i];
+        if (wide ? !known[i] : firstWithName(expected, member.name_) == kNone) {
+            differs(frame, "Unexpected key", "unexpected key '" + member.name() + "'");
+        }
+    }
+}
+
+std::uint32_t Deserializer::Comparison::firstWithName(const Deserializer& node,
+                                                      const String& name) {
+    for (std::size_t i = 0; i < node.members_.size(); ++i) {
+        if (node.members_[i].name_ == name) {
+            return static_cast<std::uint32_t>(i);
+        }
+    }
+    return kNone;
+}
+
+std::vector<Deserializer::Comparison::NameEntry> Deserializer::Comparison::sortedNames(
+    const Deserializer& node) {
+    std::vector<NameEntry> names(node.members_.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const std::size_t hash = std::hash<std::string_view>()(node.members_[i].name_.view());
+        names[i] = {static_cast<std::uint32_t>(hash), static_cast<std::uint32_t>(i)};
+    }
+    std::sort(names.begin(), names.end(), [&](const NameEntry& left, const NameEntry& right) {
+        if (left.hash != right.hash) {
+            return left.hash < right.hash;
+        }
+        const int order =
+            node.members_[left.index].name_.view().compare(node.members_[right.index].name_.view());
+        return order != 0 ? order < 0 : left.index < right.index;
+    });
+    return names;
+}
+
+/// Gives every expected member the first found one of its name, and tells of every found member
+/// whether its name is expected at all: what a search from the front would answer for each, by
+/// walking along both lists of sorted names.
+void Deserializer::Comparison::matchWide(const Deserializer& expected, const Deserializer& found,
+                                         std::vector<std::uint32_t>& matches,
+                                         std::vector<bool>& known) {
+    matches.assign(expected.members_.size(), kNone);
+    known.assign(found.members_.size(), false);
+    const std::vector<NameEntry> wanted = sortedNames(expected);
+    const std::vector<NameEntry> present = sortedNames(found);
+    const auto order = [&](const NameEntry& left, const NameEntry& right) {
+        if (left.hash != right.hash) {
+            return left.hash < right.hash ? -1 : 1;
+        }
+        return expected.members_[left.index].name_.view().compare(
+            found.members_[right.index].name_.view());
+    };
+    auto entry = wanted.begin();
+    auto first = present.begin();
+    while (entry != wanted.end() && first != present.end()) {
+        const int comparison = order(*entry, *first);
+        if (comparison < 0) {
+            ++entry;
+        } else if (comparison > 0) {
+            ++first;
+        } else {
+            const NameEntry name = *entry;
+            const std::uint32_t match = first->index;
+            for (; entry != wanted.end() && order(*entry, *first) == 0; ++entry) {
+                matches[entry->index] = match;
+            }
+            for (; first != present.end() && order(name, *first) == 0; ++first) {
+                known[first->index] = true;
+            }
+        }
+    }
+}
+
+bool Deserializer::compare(const Deserializer& other) const {
+    const CompareContext context(true, nullptr, false);
+    try {
+        compare(other, context);
+    } catch (const CompareContext::Exception&) {
+    }
+    return context.differences() == 0;
+}
+
+bool Deserializer::compare(const Deserializer& other, std::ostream& report) const {
+    const CompareContext context(false, &report, true);
+    compare(other, context);
+    return context.differences() == 0;
+}
+
+void Deserializer::compare(const Deserializer& other, const CompareContext& context) const {
+    Comparison(context).run(*this, other);
+}
+
+Deserializer::CompareContext::CompareContext(bool throwOnDifference, std::ostream* report,
+                                             bool reportDifferences)
+    : throwOnDifference_(throwOnDifference),
+      report_(report),
+      reportDifferences_(reportDifferences),
+      differences_(std::make_shared<unsigned>(0)) {}
+
+Deserializer::CompareContext Deserializer::CompareContext::member(std::string_view key) const {
+    CompareContext derived = *this;
+    appendMember(derived.path_, key);
+    return derived;
+}
+
+Deserializer::CompareContext Deserializer::CompareContext::element(unsigned index) const {
+    CompareContext derived = *this;
+    appendElement(derived.path_, index);
+    return derived;
+}
+
+}  // namespace vorn::common::lwjson

@@ -1,0 +1,287 @@
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <type_traits>
+
+#include "internal/cLocale.h"
+#include "vorn/common/lwjson/Deserializer.h"
+
+namespace vorn::common::lwjson {
+namespace {
+
+[[nodiscard]] std::string about(const char* name, const char* problem) {
+    return std::string("lwjson::deserializer \"") + (name == nullptr ? "" : name) + "\" " + problem;
+}
+
+[[noreturn, gnu::noinline]] void throwOutOfRange(const char* name) {
+    throw std::out_of_range(about(name, "value out of range"));
+}
+
+[[nodiscard]] constexpr bool isDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+/// A plain decimal number well inside the type's range, for which `from_chars` and `strtod` agree;
+/// everything else is left to the latter.
+template <class Number>
+[[nodiscard]] bool readPlainNumber(const char* text, Number& out) {
+    const char* digits = *text == '-' ? text + 1 : text;
+    if (!isDigit(*digits) || digits[1] == 'x' || digits[1] == 'X') {
+        return false;
+    }
+    const char* end = digits + 1;
+    while (isDigit(*end) || *end == '.' || *end == 'e' || *end == 'E' || *end == '+' ||
+           *end == '-') {
+        ++end;
+    }
+    Number number{};
+    const auto result = std::from_chars(text, end, number);
+    if (result.ec != std::errc() || !(std::abs(number) > std::numeric_limits<Number>::min())) {
+        return false;
+    }
+    out = number;
+    return true;
+}
+
+template <class Number>
+[[nodiscard]] Number readNumber(const char* text, const char* conversion,
+                                Number (*convert)(const char*, char**, locale_t)) {
+    if (text == nullptr) {
+        throw std::invalid_argument(conversion);
+    }
+    Number number{};
+    if constexpr (!std::is_same_v<Number, long double>) {
+        if (readPlainNumber(text, number)) {
+            return number;
+        }
+    }
+    const int savedErrno = errno;
+    errno = 0;
+    char* stop = nullptr;
+    number = convert(text, &stop, internal::cLocale());
+    const bool outOfRange = errno == ERANGE;
+    errno = savedErrno;
+    if (stop == text) {
+        throw std::invalid_argument(conversion);
+    }
+    if (outOfRange) {
+        throw std::out_of_range(conversion);
+    }
+    return number;
+}
+
+struct Decimal {
+    std::uint64_t magnitude = 0;
+    bool negative = false;
+    bool hasDigits = false;
+    bool overflows = false;
+};
+
+/// What `strtoull` reads: white space, a sign, digits; up to the first other character.
+[[nodiscard]] Decimal readDecimal(const char* text) {
+    Decimal decimal;
+    if (text == nullptr) {
+        return decimal;
+    }
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r')) {
+        ++text;
+    }
+    if (*text == '-' || *text == '+') {
+        decimal.negative = *text == '-';
+        ++text;
+    }
+    decimal.hasDigits = isDigit(*text);
+    constexpr auto kLargest = std::numeric_limits<std::uint64_t>::max();
+    for (; isDigit(*text) && !decimal.overflows; ++text) {
+        const auto digit = static_cast<std::uint64_t>(*text - '0');
+        decimal.overflows = decimal.magnitude > (kLargest - digit) / 10;
+        decimal.magnitude = decimal.magnitude * 10 + digit;
+    }
+    return decimal;
+}
+
+template <class Integer>
+void extractInteger(const char* text, Integer& out, const char* name) {
+    const Decimal decimal = readDecimal(text);
+    if (!decimal.hasDigits) {
+        throw std::invalid_argument(about(name, "is not an integer"));
+    }
+    constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<Integer>::max());
+    const std::uint64_t limit =
+        decimal.negative ? (std::is_signed_v<Integer> ? kLargest + 1 : 0) : kLargest;
+    if (decimal.overflows || decimal.magnitude > limit) {
+        throwOutOfRange(name);
+    }
+    out = static_cast<Integer>(decimal.negative ? 0 - decimal.magnitude : decimal.magnitude);
+}
+
+/// What a backslash and this letter stand for, or 0.
+[[nodiscard]] constexpr char unescaped(char letter) {
+    switch (letter) {
+        case '"':
+        case '/':
+        case '\'':
+            return letter;
+        case 'b':
+            return '\b';
+        case 'f':
+            return '\f';
+        case 'n':
+            return '\n';
+        case 'r':
+            return '\r';
+        case 't':
+            return '\t';
+        default:
+            return '\0';
+    }
+}
+
+/// Replaces the escapes kind by kind in one pass: of a run of n backslashes, the one before a quote
+/// is taken first, the others are halved (rounding up), and of those the last one belongs to the
+/// letter behind the run.
+void unescape(std::string& text) {
+    std::size_t read = text.find('\\');
+    if (read == std::string::npos) {
+        return;
+    }
+    std::size_t written = read;
+    while (read != text.size()) {
+        const std::size_t end = std::min(text.find_first_not_of('\\', read), text.size());
+        const char letter = end == text.size() ? '\0' : text[end];
+        const char replacement = unescaped(letter);
+        std::size_t backslashes = end - read;
+        if (letter == '"') {
+            backslashes = backslashes / 2;
+        } else {
+            backslashes = (backslashes + 1) / 2 - (replacement == '\0' ? 0 : 1);
+        }
+        std::fill_n(text.begin() + static_cast<std::ptrdiff_t>(written), backslashes, '\\');
+        written += backslashes;
+        read = end;
+        if (replacement != '\0') {
+            text[written++] = replacement;
+            ++read;
+        }
+        const std::size_t next = std::min(text.find('\\', read), text.size());
+        std::char_traits<char>::move(text.data() + written, text.data() + read, next - read);
+        written += next - read;
+        read = next;
+    }
+    text.resize(written);
+}
+
+}  // namespace
+
+void Deserializer::extractValue(const char* text, unsigned size, bool& out, const char* name) {
+    const std::string_view value(text, size);
+    if (value != "true" && value != "false") {
+        throw std::invalid_argument(about(name, "is not a boolean"));
+    }
+    out = value == "true";
+}
+
+void Deserializer::extractValue(const char* text, unsigned, double& out, const char*) {
+    out = readNumber<double>(text, "stod", ::strtod_l);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, float& out, const char*) {
+    out = readNumber<float>(text, "stof", ::strtof_l);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, long double& out, const char*) {
+    out = readNumber<long double>(text, "stold", ::strtold_l);
+}
+
+void Deserializer::extractValue(const char* text, unsigned size, std::string& out,
+                                const char* name) {
+    if (text == nullptr || size == 0 || *text != '"') {
+        throw std::invalid_argument(about(name, "is not a string"));
+    }
+    out.assign(text + 1, size < 2 ? 0 : size - 2);
+    unescape(out);
+}
+
+void Deserializer::extractValue(const char* text, unsigned size, Uuid& out, const char* name) {
+    std::string uuid;
+    extractValue(text, size, uuid, name);
+    out = Uuid(uuid);
+}
+
+void Deserializer::extractValue(const char* text, unsigned size, time::UnixTime& out,
+                                const char* name) {
+    double seconds = 0;
+    try {
+        extractValue(text, size, seconds, name);
+    } catch (const std::out_of_range&) {
+        out = time::UnixTime::UNDEFINED;
+        return;
+    }
+    if (!(seconds >= 0)) {
+        out = time::UnixTime::UNDEFINED;
+    } else if (seconds >= time::UnixTime::INFINITE.seconds()) {
+        out = time::UnixTime::INFINITE;
+    } else {
+        out = time::UnixTime::fromSeconds(std::abs(seconds));
+    }
+}
+
+void Deserializer::extractValue(const char* text, unsigned, time::SecondsDuration& out,
+                                const char* name) {
+    const Decimal decimal = readDecimal(text);
+    if (!decimal.hasDigits) {
+        out = time::SecondsDuration::INFINITE;
+        return;
+    }
+    if (decimal.overflows || decimal.magnitude > std::numeric_limits<std::uint32_t>::max() ||
+        (decimal.negative && decimal.magnitude != 0)) {
+        throwOutOfRange(name);
+    }
+    out = time::SecondsDuration(static_cast<std::uint32_t>(decimal.magnitude));
+}
+
+void Deserializer::extractValue(const char* text, unsigned, signed char& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, unsigned char& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, short& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, unsigned short& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, int& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, unsigned& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, long& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, unsigned long& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, long long& out, const char* name) {
+    extractInteger(text, out, name);
+}
+
+void Deserializer::extractValue(const char* text, unsigned, unsigned long long& out,
+                                const char* name) {
+    extractInteger(text, out, name);
+}
+
+}  // namespace vorn::common::lwjson

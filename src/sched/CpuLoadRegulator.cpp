@@ -1,0 +1,23 @@
+#include <vorn/common/sched/CpuLoadRegulator.h>
+
+#include "internal/CpuLoad.h"
+
+namespace vorn::common::sched {
+
+CpuLoadRegulator::CpuLoadRegulator() : last_(internal::processLoadMeter().sample()) {}
+
+CpuLoadRegulator::CpuLoadRegulator(int ratio, int maxRestMs)
+    : last_(internal::processLoadMeter().sample()), ratio_(ratio), maxRestMs_(maxRestMs) {
+    internal::checkRatio(ratio);
+    internal::checkRest(maxRestMs >= 0 && maxRestMs <= 1000);
+}
+
+void CpuLoadRegulator::reset() {
+    last_ = internal::processLoadMeter().sample();
+}
+
+void CpuLoadRegulator::getSomeRest() {
+    internal::restBounded(internal::processLoadMeter(), last_, ratio_, maxRestMs_);
+}
+
+}  // namespace vorn::common::sched

@@ -1,0 +1,15 @@
+#include <vorn/common/sched/CpuTime.h>
+
+#include <unistd.h>
+
+#include "internal/CpuTimeReader.h"
+
+namespace vorn::common::sched {
+
+std::int64_t getProcessCpuTimeUs() noexcept {
+    static constinit internal::CpuTimeReader reader(&::times,
+                                                    [] { return ::sysconf(_SC_CLK_TCK); });
+    return reader.read();
+}
+
+}  // namespace vorn::common::sched

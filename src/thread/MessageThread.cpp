@@ -1,0 +1,80 @@
+#include <vorn/common/thread/MessageThread.h>
+
+#include <exception>
+#include <limits>
+#include <utility>
+
+#include "internal/MessageQueue.h"
+
+namespace vorn::common::thread {
+namespace {
+
+// Made anew by each terminate: nothing to initialise before, or to destroy after, static objects.
+Message terminateMessage() noexcept {
+    return Message(0, 0xDEADBEEF);
+}
+
+}  // namespace
+
+MessageThread::MessageThread(std::function<void(const Message&)> handler)
+    : handler_(std::move(handler)),
+      queue_(std::make_unique<internal::MessageQueue>(internal::OverflowPolicy::Unbounded,
+                                                      std::numeric_limits<std::uint32_t>::max())) {}
+
+MessageThread::~MessageThread() {
+    terminate();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void MessageThread::start() {
+    if (started_.exchange(true)) {
+        return;
+    }
+    if (thread_.joinable()) {
+        std::terminate();
+    }
+    try {
+        thread_ = std::thread([this] { loop(); });
+    } catch (...) {
+        started_ = false;
+        throw;
+    }
+}
+
+bool MessageThread::isStarted() const noexcept {
+    return started_;
+}
+
+void MessageThread::sendMessage(Message&& message) {
+    queue_->send(message);
+}
+
+void MessageThread::sendMessage(const Message& message) {
+    queue_->send(message);
+}
+
+void MessageThread::terminate() {
+    if (started_.exchange(false)) {
+        queue_->send(terminateMessage());
+    }
+}
+
+void MessageThread::waitForTerminate() {
+    if (started_ && thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void MessageThread::loop() {
+    for (;;) {
+        const Message message = queue_->take();
+        if (!started_) {
+            return;
+        }
+        handler_(message);
+    }
+}
+
+}  // namespace vorn::common::thread

@@ -1,0 +1,12 @@
+#include <vorn/common/time/now.h>
+
+#include <chrono>
+
+namespace vorn::common::time {
+
+std::int64_t now() noexcept {
+    const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::nanoseconds(sinceStart).count() / 1'000'000'000;
+}
+
+}  // namespace vorn::common::time

@@ -1,0 +1,34 @@
+#include "identifiers/allocations.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local std::size_t count = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    ++count;
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace allocations {
+
+std::size_t ofThisThread() {
+    return count;
+}
+
+}  // namespace allocations

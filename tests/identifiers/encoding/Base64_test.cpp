@@ -1,0 +1,165 @@
+#include <vorn/common/encoding/Base64.h>
+
+#include "helpers/expect_throw.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+
+namespace {
+
+using vorn::common::encoding::Base64;
+
+constexpr char kStandard[65] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char kUrl[65] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+
+std::vector<unsigned char> bytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+struct Row {
+    std::string bytes;
+    std::string standard;
+    std::string url;
+};
+
+const Row kRows[] = {
+    {"", "", ""},
+    {"f", "Zg==", "Zg=="},
+    {"fo", "Zm8=", "Zm8="},
+    {"foo", "Zm9v", "Zm9v"},
+    {"foob", "Zm9vYg==", "Zm9vYg=="},
+    {"fooba", "Zm9vYmE=", "Zm9vYmE="},
+    {"foobar", "Zm9vYmFy", "Zm9vYmFy"},
+    {"\xFB\xFF", "+/8=", "-_8="},
+    {"\xFF\xFF\xFF", "////", "____"},
+    {"\xFB\xEF\xBE", "++++", "----"},
+    {std::string("\0", 1), "AA==", "AA=="},
+    {std::string("a\0b\0", 4), "YQBiAA==", "YQBiAA=="},
+    {"\x80", "gA==", "gA=="},
+};
+
+TEST(Base64, EncodesInBothAlphabets) {
+    for (const Row& row : kRows) {
+        const std::string_view view = row.bytes;
+        EXPECT_EQ(Base64::encodeToString(row.bytes), row.standard);
+        EXPECT_EQ(Base64::encodeToString(view), row.standard);
+        EXPECT_EQ(Base64::encodeToString(bytesOf(row.bytes)), row.standard);
+        EXPECT_EQ(Base64::encodeUrlToString(row.bytes), row.url);
+        EXPECT_EQ(Base64::encodeUrlToString(view), row.url);
+        EXPECT_EQ(Base64::encodeUrlToString(bytesOf(row.bytes)), row.url);
+    }
+    EXPECT_EQ(Base64::encodeToString("fo"), "Zm8=");
+    EXPECT_EQ(Base64::encodeUrlToString("fo"), "Zm8=");
+}
+
+TEST(Base64, CoreEncoderReplacesItsOutput) {
+    for (const Row& row : kRows) {
+        std::string out = "former content";
+        Base64::encodeTobase64(row.bytes, kStandard, out);
+        EXPECT_EQ(out, row.standard);
+        Base64::encodeTobase64(bytesOf(row.bytes), kUrl, out);
+        EXPECT_EQ(out, row.url);
+        const auto bytes = bytesOf(row.bytes);
+        Base64::encodeTobase64(bytes.data(), static_cast<unsigned>(bytes.size()), kStandard, out);
+        EXPECT_EQ(out, row.standard);
+    }
+    std::string out;
+    Base64::encodeTobase64(nullptr, 0, kStandard, out);
+    EXPECT_EQ(out, "");
+}
+
+TEST(Base64, DecodesBothAlphabetsWithoutTheCheck) {
+    for (const Row& row : kRows) {
+        for (const std::string& text : {row.standard, row.url}) {
+            std::string out = "former content";
+            Base64::decodeFromBase64Any(text, out, true);
+            EXPECT_EQ(out, row.bytes);
+            EXPECT_EQ(Base64::decodeToString(text, true), row.bytes);
+            EXPECT_EQ(Base64::decodeToString(std::string_view(text), true), row.bytes);
+            EXPECT_EQ(Base64::decodeToString(text.c_str(), true), row.bytes);
+            EXPECT_EQ(Base64::decodeToByte(text), bytesOf(row.bytes));
+        }
+    }
+}
+
+TEST(Base64, ChecksUnlessToldOtherwise) {
+    for (const Row& row : kRows) {
+        std::string out;
+        Base64::decodeFromBase64Any(row.standard, out);
+        EXPECT_EQ(out, row.bytes);
+        EXPECT_EQ(Base64::decodeToString(row.standard), row.bytes);
+        EXPECT_EQ(Base64::decodeToString(std::string_view(row.standard)), row.bytes);
+    }
+    const char* const kMessage = "Input in not a base 64 entry";
+    for (const std::string text : {"Zg", "-_8=", "____", "<<<<", "Zg=", "Zm8=\n", "Z g=", "===="}) {
+        std::string out = "former content";
+        EXPECT_THROW_TEXT(Base64::decodeFromBase64Any(text, out), std::invalid_argument, kMessage);
+        EXPECT_EQ(out, "former content");
+        EXPECT_THROW_TEXT(Base64::decodeToString(text), std::invalid_argument, kMessage);
+        EXPECT_THROW_TEXT(Base64::decodeToString(text, false), std::invalid_argument, kMessage);
+        EXPECT_THROW_TEXT(Base64::decodeToString(std::string_view(text)), std::invalid_argument,
+                          kMessage);
+        EXPECT_THROW_TEXT(Base64::decodeToString(text.c_str()), std::invalid_argument, kMessage);
+        EXPECT_NO_THROW(static_cast<void>(Base64::decodeToString(text, true)));
+    }
+}
+
+// Deliberate: without the check, what is no Base64 is skipped and '<' is read like 'A'.
+TEST(Base64, UncheckedTextIsReadLeniently) {
+    const std::string zeros(3, '\0');
+    for (const auto& [text, expected] : {
+             std::pair<std::string, std::string>{"Zg", "f"},
+             {"Zm8", "fo"},
+             {"Z", ""},
+             {"Zm9vY", "foo"},
+             {"<<<<", zeros},
+             {"AAAA", zeros},
+             {"====", ""},
+             {"Zg==Zg==", "ff"},
+             {"=m8=", "\xFE\x6F"},
+             {"Z=8=", "\xFF"},
+             {"Z==v", "\xEF"},
+             {"=g==", "\xFE"},
+             {"Zm=v", "f\xEF"},
+             {"{m{{", "\xFE"},
+             {"Z{8{", "\xFF"},
+             {"\xFFm\x80{", "\xFE"},
+             {"Z\n8=", "\xFF"},
+         }) {
+        EXPECT_EQ(Base64::decodeToString(text, true), expected) << text;
+        EXPECT_EQ(Base64::decodeToByte(text), bytesOf(expected)) << text;
+    }
+}
+
+TEST(Base64, DecodingTableOfEveryCharacter) {
+    for (unsigned code = 0; code < 256; ++code) {
+        const char character = static_cast<char>(static_cast<unsigned char>(code));
+        std::size_t value = std::string(kStandard, 64).find(character);
+        value = character == '-' ? 62 : character == '_' ? 63 : character == '<' ? 0 : value;
+        const std::string second = Base64::decodeToString(std::string("A") + character, true);
+        const std::string fourth = Base64::decodeToString(std::string("AA=") + character, true);
+        if (value == std::string::npos) {
+            EXPECT_EQ(second, "") << code;
+            EXPECT_EQ(fourth, std::string(1, '\0')) << code;
+        } else {
+            EXPECT_EQ(second, std::string(1, static_cast<char>(value >> 4))) << code;
+            EXPECT_EQ(fourth, std::string(1, '\0') + static_cast<char>(0xC0 | value)) << code;
+        }
+    }
+}
+
+TEST(Base64, ReadsBackWhatItWrites) {
+    std::mt19937 random(5);
+    for (std::size_t size = 0; size < 300; ++size) {
+        std::string bytes(size, '\0');
+        for (char& byte : bytes) {
+            byte = static_cast<char>(random());
+        }
+        ASSERT_EQ(Base64::decodeToString(Base64::encodeToString(bytes)), bytes);
+        ASSERT_EQ(Base64::decodeToString(Base64::encodeUrlToString(bytes), true), bytes);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "helpers/environment.h"
+#include "helpers/expect_throw.h"
+#include "vorn/common/lwjson/Deserializer.h"
+
+namespace {
+
+using vorn::common::lwjson::Deserializer;
+
+std::string extract(std::string_view text) {
+    std::string value = "before";
+    Deserializer::extractValue(text.data(), static_cast<unsigned>(text.size()), value, "member");
+    return value;
+}
+
+/// One pass after the other over the whole text, each going on behind what it has put in.
+std::string unescapedPassByPass(std::string text) {
+    constexpr std::pair<char, char> kPasses[] = {{'"', '"'},  {'\\', '\\'}, {'/', '/'},
+                                                 {'b', '\b'}, {'f', '\f'},  {'n', '\n'},
+                                                 {'r', '\r'}, {'t', '\t'},  {'\'', '\''}};
+    for (const auto& [letter, character] : kPasses) {
+        const std::string escape = {'\\', letter};
+        for (std::size_t at = text.find(escape); at != std::string::npos;
+             at = text.find(escape, at + 1)) {
+            text.replace(at, 2, 1, character);
+        }
+    }
+    return text;
+}
+
+void expectSameForAllTexts(std::string_view alphabet, std::size_t longest) {
+    std::string quoted;
+    std::size_t texts = 1;
+    for (std::size_t length = 0; length <= longest; ++length, texts *= alphabet.size()) {
+        for (std::size_t number = 0; number < texts; ++number) {
+            quoted = "\"";
+            for (std::size_t rest = number; quoted.size() <= length; rest /= alphabet.size()) {
+                quoted += alphabet[rest % alphabet.size()];
+            }
+            quoted += '"';
+            ASSERT_EQ(extract(quoted), unescapedPassByPass(quoted.substr(1, length))) << quoted;
+        }
+    }
+}
+
+TEST(DeserializerStrings, OnePassEqualsTheNinePasses) {
+    const bool slow = helpers::kEmulated || helpers::kAddressSanitizer || helpers::kThreadSanitizer;
+    expectSameForAllTexts("\\\"/bfnrt'x", slow ? 4 : 5);
+    expectSameForAllTexts("\\\"nx", slow ? 7 : 9);
+}
+
+TEST(DeserializerStrings, EscapesAreResolvedKindByKind) {
+    const std::pair<const char*, const char*> rows[] = {
+        {R"("")", ""},
+        {R"("abc")", "abc"},
+        {R"("a\"b")", "a\"b"},
+        {R"("\\")", "\\"},
+        {R"("\/")", "/"},
+        {R"("\b\f\n\r\t")", "\b\f\n\r\t"},
+        {R"("\'")", "'"},
+        {R"("\\n")", "\n"},
+        {R"("\\\\n")", "\\\n"},
+        {R"("\\\\\\n")", "\\\\\n"},
+        {R"("\\x")", "\\x"},
+        {R"("\x")", "\\x"},
+        {R"("\u0041")", "\\u0041"},
+        {R"("\\u0041")", "\\u0041"},
+        {R"("\\\"")", "\\\""},
+        {R"("\\\\\"")", "\\\\\""},
+        {R"("a\\")", "a\\"},
+        {R"("\\\\")", "\\\\"},
+        {R"("C:\\temp")", "C:\temp"},
+        {R"("a/b")", "a/b"},
+        {R"("x\\\/y")", "x\\/y"},
+    };
+    for (const auto& [text, value] : rows) {
+        EXPECT_EQ(extract(text), value) << text;
+    }
+}
+
+TEST(DeserializerStrings, TheFirstAndLastCharactersAreCutOff) {
+    EXPECT_EQ(extract("\""), "");
+    EXPECT_EQ(extract("\"a"), "");
+    EXPECT_EQ(extract("\"ab"), "a");
+    EXPECT_EQ(extract(std::string_view("\"a\0b\"", 5)), std::string("a\0b", 3));
+}
+
+TEST(DeserializerStrings, OnlyQuotedTextsAreStrings) {
+    for (const std::string_view text : {"", "a", "1", "null", "'a'", " \"a\"", "[\"a\"]", "a\""}) {
+        EXPECT_THROW_TEXT(extract(text), std::invalid_argument,
+                          "lwjson::deserializer \"member\" is not a string");
+    }
+}
+
+TEST(DeserializerStrings, TheTargetMayHoldTheText) {
+    std::string text = R"("a\\b\"c")";
+    Deserializer::extractValue(text.data(), static_cast<unsigned>(text.size()), text, "");
+    EXPECT_EQ(text, "a\b\"c");
+}
+
+/// Replacing in place would move what follows once for every escape.
+TEST(DeserializerStrings, AMegabyteOfEscapesIsReadInOneGo) {
+    std::string text = "\"";
+    for (int i = 0; i < 500000; ++i) {
+        text += R"(\n)";
+    }
+    EXPECT_EQ(extract(text + "\""), std::string(500000, '\n'));
+    EXPECT_EQ(extract("\"" + std::string(1000000, '\\') + "\""), std::string(500000, '\\'));
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+#include "internal/scan.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+
+#include "internal/Detached.h"
+
+namespace {
+
+namespace internal = vorn::common::internal;
+namespace scan = internal::scan;
+
+template <class BlockType>
+class Scan : public testing::Test {};
+
+#ifdef __SSE2__
+using Blocks = testing::Types<internal::WordBlock, internal::VectorBlock>;
+#else
+using Blocks = testing::Types<internal::WordBlock>;
+#endif
+TYPED_TEST_SUITE(Scan, Blocks);
+
+template <class Predicate>
+std::ptrdiff_t firstOf(std::string_view text, Predicate predicate) {
+    return std::find_if(text.begin(), text.end(), predicate) - text.begin();
+}
+
+/// Runs all searches on the text, copied into memory of exactly its size (so that the address
+/// sanitizer sees a step outside), and compares them with a search character by character.
+template <class Block>
+void expectSearches(std::string_view text) {
+    const auto memory = std::make_unique<char[]>(text.size());
+    text.copy(memory.get(), text.size());
+    const char* begin = memory.get();
+    const char* end = begin + text.size();
+    ASSERT_EQ(scan::nonSpace<Block>(begin, end) - begin,
+              firstOf(text, [](char c) { return !internal::isJsonSpace(c); }));
+    for (const char quote : {'"', '\''}) {
+        ASSERT_EQ(scan::quoteOrNul<Block>(begin, end, quote) - begin,
+                  firstOf(text, [quote](char c) { return c == quote || c == '\0'; }));
+    }
+    ASSERT_EQ(scan::escapable<Block>(begin, end) - begin,
+              firstOf(text, [](char c) { return internal::escapeLetter(c) != '\0'; }));
+}
+
+TYPED_TEST(Scan, FindsEveryCharacterAtEveryPlace) {
+    for (std::size_t length = 0; length <= 40; ++length) {
+        for (const char filler : {' ', '\n', 'a', '\x01', '\x80', '\xff'}) {
+            expectSearches<TypeParam>(std::string(length, filler));
+        }
+    }
+    for (int character = 0; character < 256; ++character) {
+        for (std::size_t place = 0; place < 36; ++place) {
+            for (const char filler : {' ', 'a', '\x7f'}) {
+                std::string text(36, filler);
+                text[place] = static_cast<char>(character);
+                expectSearches<TypeParam>(text);
+            }
+        }
+    }
+}
+
+TYPED_TEST(Scan, FindsTheFirstOfSeveral) {
+    std::mt19937 random(3);
+    constexpr std::string_view kCharacters(
+        "\" \n\t\r\\'\0\x01\x1f\x20\x21\x22\x23\x7f\x80\xa2\xff"
+        "a",
+        19);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text(random() % 50, ' ');
+        const std::size_t plain = text.empty() ? 0 : random() % text.size();
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            text[i] = i < plain ? (round % 2 == 0 ? ' ' : 'x')
+                                : kCharacters[random() % kCharacters.size()];
+        }
+        expectSearches<TypeParam>(text);
+    }
+}
+
+TEST(ScanText, ClosingQuotes) {
+    const struct {
+        std::string_view text;
+        std::ptrdiff_t place;  // -1: none
+    } rows[] = {
+        {"", -1},           {"\"", 0},     {"a\"", 1},        {"\\\"", -1},
+        {"\\\"\"", 2},      {"\\\\\"", 2}, {"\\\\\\\"", -1},  {"a\\\"b\"c\"", 4},
+        {{"a\0\"", 3}, -1}, {"abc", -1},   {"\\\\\\\\\"", 4}, {"\"\"", 0},
+    };
+    for (const auto& row : rows) {
+        const char* begin = row.text.data();
+        const char* found = scan::closingQuote(begin, begin + row.text.size(), '"');
+        EXPECT_EQ(found == nullptr ? -1 : found - begin, row.place) << row.text;
+    }
+}
+
+TEST(ScanText, TokenEnds) {
+    for (int character = 0; character < 256; ++character) {
+        const std::string text = std::string("ab") + static_cast<char>(character) + "c";
+        const bool stops =
+            std::string_view(" \t\n\r,[]{}:\0", 11).find(static_cast<char>(character)) !=
+            std::string_view::npos;
+        EXPECT_EQ(scan::tokenEnd(text.data(), text.data() + 4) - text.data(), stops ? 2 : 4);
+    }
+}
+
+TEST(Detached, CopiesWhatLiesInTheOutput) {
+    std::string output = "some text that is longer than a short string";
+    const internal::Detached inside(std::string_view(output).substr(5, 4), output);
+    const std::string other = "other";
+    const internal::Detached outside(other, output);
+    EXPECT_NE(inside.view().data(), output.data() + 5);
+    EXPECT_EQ(outside.view().data(), other.data());
+    output.assign(1000, 'x');
+    EXPECT_EQ(inside.view(), "text");
+    EXPECT_EQ(outside.view(), "other");
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <vorn/common/SecureString.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <new>
+
+#include "TestCipher.h"
+
+namespace {
+
+using vorn::common::SecureString;
+
+/// The alphabet of the enciphered texts here ("enc" and the shifted plain text), in a row that
+/// nothing else contains.
+constexpr char kMarker[] = "\x11\x12\x13\x14";
+constexpr char kPlainMarker[] = "\x10\x11\x12\x13";
+constexpr std::size_t kMarkerSize = 4;
+
+std::atomic<bool> watching = false;
+std::atomic<int> releasedWithText = 0;
+
+bool holdsMarker(const void* block, std::size_t size) {
+    return ::memmem(block, size, kMarker, kMarkerSize) != nullptr;
+}
+
+void release(void* block) {
+    if (block != nullptr && watching && holdsMarker(block, ::malloc_usable_size(block))) {
+        ++releasedWithText;
+    }
+    std::free(block);
+}
+
+void* acquire(std::size_t size) {
+    void* const block = std::calloc(1, size == 0 ? 1 : size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return acquire(size);
+}
+void* operator new[](std::size_t size) {
+    return acquire(size);
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete[](void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    release(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    release(block);
+}
+
+namespace {
+
+/// The marker comes last: the first bytes of a buffer are the first ones to be overwritten.
+std::string plainText(std::size_t length) {
+    return std::string(length - kMarkerSize, 'a') + kPlainMarker;
+}
+
+/// A place for an object whose bytes can be looked at after its end.
+struct Place {
+    alignas(SecureString) unsigned char bytes[sizeof(SecureString)] = {};
+
+    [[nodiscard]] SecureString* object() {
+        return std::launder(static_cast<SecureString*>(static_cast<void*>(bytes)));
+    }
+    [[nodiscard]] bool holdsText() const {
+        unsigned char copy[sizeof bytes];
+        const volatile unsigned char* const actual = bytes;
+        for (std::size_t index = 0; index < sizeof bytes; ++index) {
+            copy[index] = actual[index];
+        }
+        return holdsMarker(copy, sizeof copy);
+    }
+};
+
+/// Short enough for the string's own place, and too long for it.
+constexpr std::size_t kLengths[] = {8, 100};
+
+class SecureStringMemory : public testing::TestWithParam<std::size_t> {
+  protected:
+    SecureStringMemory() { releasedWithText = 0; }
+    ~SecureStringMemory() override { watching = false; }
+
+    void create(Place& place, const std::string& plain) {
+        new (place.bytes) SecureString(TestCipher::make(log_, ""), "");
+        place.object()->reset(plain);
+    }
+
+    /// How many blocks were released with an enciphered text in them while `action` ran.
+    static int textsReleasedBy(const std::function<void()>& action) {
+        watching = true;
+        action();
+        watching = false;
+        return releasedWithText.exchange(0);
+    }
+
+    CipherLog log_;
+    const std::string plain_ = plainText(GetParam());
+};
+
+TEST_P(SecureStringMemory, TheWatchWorks) {
+    EXPECT_EQ(textsReleasedBy([&] { delete new std::string(kMarker + std::string(60, 'x')); }), 1);
+    Place place;
+    create(place, plain_);
+    EXPECT_EQ(place.holdsText(), GetParam() < 16);
+    place.object()->~SecureString();
+}
+
+TEST_P(SecureStringMemory, TheEndWipes) {
+    Place place;
+    create(place, plain_);
+    EXPECT_EQ(textsReleasedBy([&] { place.object()->~SecureString(); }), 0);
+    EXPECT_FALSE(place.holdsText());
+}
+
+TEST_P(SecureStringMemory, ResetWipesTheFormerTextAndItsTemporary) {
+    for (const auto length : kLengths) {
+        Place place;
+        create(place, plain_);
+        const std::string other(length, 'z');
+        const auto again = plainText(length);
+        EXPECT_EQ(textsReleasedBy([&] {
+                      place.object()->reset(other);
+                      EXPECT_FALSE(place.holdsText());
+                      place.object()->reset(again);
+                      place.object()->~SecureString();
+                  }),
+                  0);
+        EXPECT_FALSE(place.holdsText());
+    }
+}
+
+TEST_P(SecureStringMemory, AResetThatThrowsWipesToo) {
+    Place place;
+    create(place, plain_);
+    log_.throwOnUse = true;
+    EXPECT_EQ(textsReleasedBy([&] { EXPECT_THROW(place.object()->reset("x"), CipherError); }), 0);
+    EXPECT_FALSE(place.holdsText());
+    EXPECT_EQ(place.object()->cipheredString(), std::string(GetParam(), '\0'));
+    place.object()->~SecureString();
+}
+
+TEST_P(SecureStringMemory, MovingWipesTheSource) {
+    Place place;
+    create(place, plain_);
+    {
+        SecureString target(std::move(*place.object()));
+        EXPECT_FALSE(place.holdsText());
+        EXPECT_EQ(target.decipheredString(), plain_);
+        EXPECT_EQ(textsReleasedBy([&] { place.object()->~SecureString(); }), 0);
+        EXPECT_EQ(target.decipheredString(), plain_);
+    }
+}
+
+TEST_P(SecureStringMemory, MoveAssignmentWipesTheFormerText) {
+    for (const auto length : kLengths) {
+        Place source;
+        Place target;
+        create(source, std::string(length, 'z'));
+        create(target, plain_);
+        EXPECT_EQ(textsReleasedBy([&] {
+                      *target.object() = std::move(*source.object());
+                      EXPECT_FALSE(target.holdsText());
+                      EXPECT_FALSE(source.holdsText());
+                      target.object()->~SecureString();
+                      source.object()->~SecureString();
+                  }),
+                  0);
+    }
+}
+
+TEST_P(SecureStringMemory, MoveAssignmentWipesTheSource) {
+    for (const auto length : kLengths) {
+        Place source;
+        Place target;
+        create(source, plain_);
+        create(target, std::string(length, 'z'));
+        EXPECT_EQ(textsReleasedBy([&] {
+                      *target.object() = std::move(*source.object());
+                      EXPECT_FALSE(source.holdsText());
+                      source.object()->~SecureString();
+                  }),
+                  0);
+        EXPECT_EQ(target.object()->decipheredString(), plain_);
+        EXPECT_EQ(textsReleasedBy([&] { target.object()->~SecureString(); }), 0);
+        EXPECT_FALSE(target.holdsText());
+    }
+}
+
+TEST_P(SecureStringMemory, CopyAssignmentWipesTheFormerText) {
+    for (const auto length : kLengths) {
+        Place target;
+        create(target, plain_);
+        const auto other =
+            SecureString::fromPlainText(TestCipher::make(log_, ""), std::string(length, 'z'));
+        EXPECT_EQ(textsReleasedBy([&] {
+                      *target.object() = other;
+                      EXPECT_FALSE(target.holdsText());
+                      target.object()->~SecureString();
+                  }),
+                  0);
+    }
+}
+
+TEST_P(SecureStringMemory, NothingIsLeftOfConstructionAndCopies) {
+    EXPECT_EQ(textsReleasedBy([&] {
+                  auto first = SecureString::fromPlainText(TestCipher::make(log_, ""), plain_);
+                  SecureString second(first);
+                  second = first;
+                  SecureString third(TestCipher::make(log_, ""), first.cipheredString());
+                  auto fourth = SecureString::fromCiphered(TestCipher::make(log_, ""),
+                                                           third.cipheredString());
+                  fourth = std::move(second);
+                  std::swap(first, fourth);
+              }),
+              0);
+}
+
+INSTANTIATE_TEST_SUITE_P(ShortAndLong, SecureStringMemory, testing::ValuesIn(kLengths));
+
+}  // namespace

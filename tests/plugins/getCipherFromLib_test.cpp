@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+#include <vorn/common/cipher/helper.h>
+
+#include <atomic>
+#include <barrier>
+#include <regex>
+#include <thread>
+#include <vector>
+
+#include "helpers/expect_throw.h"
+#include "helpers/wait_until.h"
+#include "modules.h"
+
+namespace {
+
+using vorn::common::cipher::CipherProxy;
+using vorn::common::cipher::getCipherFromLib;
+
+/// What the cache has loaded stays loaded, so every test takes files of its own.
+class GetCipherFromLib : public testing::Test {
+  protected:
+    helpers::TempDir dir_;
+    modules::Events events_;
+};
+
+TEST_F(GetCipherFromLib, LoadsALibraryOnceWithoutArguments) {
+    const auto path = modules::copy(dir_, "good", "ciphers.so");
+    for (int call = 0; call < 3; ++call) {
+        const auto cipher = getCipherFromLib(path, "reversing");
+        ASSERT_TRUE(cipher.has_value());
+        EXPECT_EQ(cipher->encrypt("abc"), "cba");
+    }
+    EXPECT_EQ(events_.text(), "loaded\n");
+}
+
+TEST_F(GetCipherFromLib, ViewsNeedNoTerminator) {
+    const auto path = modules::copy(dir_, "good", "ciphers.so");
+    const auto text = path + "reversing and more";
+    const std::string_view view = text;
+    EXPECT_TRUE(getCipherFromLib(view.substr(0, path.size()), view.substr(path.size(), 9)));
+    EXPECT_EQ(events_.text(), "loaded\n");
+}
+
+TEST_F(GetCipherFromLib, KeepsLibrariesLoaded) {
+    const auto path = modules::copy(dir_, "good", "ciphers.so");
+    static_cast<void>(getCipherFromLib(path, "reversing"));
+    EXPECT_TRUE(modules::isLoaded(path));
+    const auto other = modules::copy(dir_, "good", "others.so");
+    static_cast<void>(getCipherFromLib(other, "reversing"));
+    EXPECT_TRUE(modules::isLoaded(path));
+    EXPECT_TRUE(modules::isLoaded(other));
+    EXPECT_EQ(events_.text(), "loaded\nloaded\n");
+}
+
+TEST_F(GetCipherFromLib, ReportsAMissingCipher) {
+    const auto path = modules::copy(dir_, "good", "ciphers.so");
+    for (const std::string name : {"none", "", "two words"}) {
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(getCipherFromLib(path, name).has_value());
+        const auto line = testing::internal::GetCapturedStderr();
+        std::smatch match;
+        ASSERT_TRUE(std::regex_match(
+            line, match, std::regex("\\[src/cipher/helper:[0-9]+\\]: (getCipherFromLib: .*\n)")))
+            << line;
+        EXPECT_EQ(match[1].str(), "getCipherFromLib: failed to retrieve cipher: \"" + name +
+                                      "\" from lib: \"" + path + "\"\n");
+    }
+    EXPECT_TRUE(getCipherFromLib(path, "reversing").has_value());
+}
+
+TEST_F(GetCipherFromLib, ALibraryThatCannotBeLoadedIsTriedAgain) {
+    const auto path = dir_.file("later.so");
+    ASSERT_EQ(::dlopen(path.c_str(), RTLD_LAZY), nullptr);
+    const std::string reason = ::dlerror();
+    for (int call = 0; call < 2; ++call) {
+        EXPECT_THROW_TEXT(getCipherFromLib(path, "reversing"), std::invalid_argument,
+                          "Error loading " + path + " library : " + reason);
+    }
+    modules::copy(dir_, "good", "later.so");
+    EXPECT_TRUE(getCipherFromLib(path, "reversing").has_value());
+}
+
+TEST_F(GetCipherFromLib, AFailingEntryPointIsNotCached) {
+    const auto path = modules::copy(dir_, "failing", "failing.so");
+    for (int call = 0; call < 2; ++call) {
+        EXPECT_THROW_TEXT(getCipherFromLib(path, "x"), std::invalid_argument,
+                          "the plug-in has a reason that is longer than a short string holds");
+        EXPECT_FALSE(modules::isLoaded(path));
+    }
+}
+
+TEST_F(GetCipherFromLib, ExceptionsOfTheQueryPass) {
+    const auto path = modules::copy(dir_, "good", "ciphers.so");
+    try {
+        static_cast<void>(getCipherFromLib(path, "broken"));
+        FAIL() << "nothing thrown";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "the cipher is broken");
+    }
+}
+
+TEST_F(GetCipherFromLib, ManyThreadsLoadEachLibraryOnce) {
+    constexpr int kThreads = 16;
+    const std::vector<std::string> paths{modules::copy(dir_, "good", "a.so"),
+                                         modules::copy(dir_, "good", "b.so"),
+                                         modules::copy(dir_, "good", "c.so")};
+    std::barrier start(kThreads);
+    std::atomic<int> found = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            for (int round = 0; round < 20; ++round) {
+                for (const auto& path : paths) {
+                    found += getCipherFromLib(path, "reversing").has_value() ? 1 : 0;
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(found, kThreads * 20 * 3);
+    EXPECT_EQ(events_.text(), "loaded\nloaded\nloaded\n");
+}
+
+TEST_F(GetCipherFromLib, KnownLibrariesAreFoundWhileAnotherOneLoads) {
+    const auto known = modules::copy(dir_, "good", "known.so");
+    const auto slow = modules::copy(dir_, "blocking", "slow.so");
+    ASSERT_TRUE(getCipherFromLib(known, "reversing").has_value());
+
+    const auto gate = dir_.file("gate");
+    ::setenv("VORN_TEST_GATE", gate.c_str(), 1);
+    testing::internal::CaptureStderr();
+    std::thread loader([&] { static_cast<void>(getCipherFromLib(slow, "x")); });
+    ASSERT_TRUE(helpers::waitUntil([&] { return events_.text() == "loaded\nloading\n"; }));
+    EXPECT_TRUE(getCipherFromLib(known, "reversing").has_value());
+    EXPECT_EQ(events_.text(), "loaded\nloading\n");
+    dir_.write("gate", "");
+    loader.join();
+    ::unsetenv("VORN_TEST_GATE");
+    EXPECT_EQ(events_.text(), "loaded\nloading\nloaded\n");
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(slow), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+/// Appends a line to the file that the environment variable VORN_TEST_EVENTS names, if any.
+inline void noteEvent(const std::string& event) {
+    const char* const path = std::getenv("VORN_TEST_EVENTS");
+    if (path == nullptr) {
+        return;
+    }
+    if (std::FILE* file = std::fopen(path, "ae")) {
+        std::fputs((event + "\n").c_str(), file);
+        std::fclose(file);
+    }
+}

@@ -1,0 +1,45 @@
+#include <vorn/common/ThreadPool.h>
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <stdexcept>
+#include <system_error>
+
+#include "helpers/wait_until.h"
+#include "interposed.h"
+
+namespace {
+
+using vorn::common::ThreadPool;
+
+TEST(ThreadPoolDeathTest, RefusesASizeOfZero) {
+    EXPECT_DEATH({ const ThreadPool pool(0); }, "src/ThreadPool.*ThreadPool\\(.*poolSize > 0");
+}
+
+TEST(ThreadPool, ThrowsWhenItsFirstThreadCannotBeCreated) {
+    interposed::failThreadCreationAfter(0);
+    EXPECT_THROW(ThreadPool(3), std::system_error);
+    interposed::allowThreadCreation();
+}
+
+void createWithoutLaterThreads() {
+    interposed::failThreadCreationAfter(2);
+    const ThreadPool pool(3);
+}
+
+TEST(ThreadPoolDeathTest, DeliberatelyEndsTheProcessWhenALaterThreadCannotBeCreated) {
+    EXPECT_EXIT(createWithoutLaterThreads(), testing::KilledBySignal(SIGABRT), "");
+}
+
+void runTaskThatThrows() {
+    ThreadPool pool(1);
+    pool._emplaceTask([] { throw std::runtime_error("from the task"); });
+    static_cast<void>(helpers::waitUntil([] { return false; }));
+}
+
+TEST(ThreadPoolDeathTest, DeliberatelyEndsTheProcessWhenATaskThrows) {
+    EXPECT_EXIT(runTaskThatThrows(), testing::KilledBySignal(SIGABRT), "from the task");
+}
+
+}  // namespace

@@ -1,0 +1,252 @@
+#include "internal/ClockAlignedTimerCore.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "FakeClock.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using helpers::FakeClock;
+using std::chrono::milliseconds;
+using vorn::common::internal::ClockAlignedTimerCore;
+using vorn::common::time::Recurrence;
+using System = FakeClock::System;
+
+constexpr auto kDay = std::chrono::nanoseconds(24h);
+constexpr System kMidnight(20000 * kDay);
+
+/// An aligned timer by a clock of the test's, which keeps the boundaries it was called with.
+class Fixture {
+  public:
+    Fixture(System now, milliseconds period, Recurrence recurrence = Recurrence::Recurrent,
+            std::function<void(Fixture&)> duringCall = {},
+            ClockAlignedTimerCore::Origin origin = {})
+        : clock(now),
+          timer(
+              [this, duringCall](System boundary) {
+                  {
+                      const std::lock_guard lock(mutex_);
+                      fired_.push_back(boundary);
+                  }
+                  if (duringCall) {
+                      duringCall(*this);
+                  }
+              },
+              period, std::move(origin), recurrence, clock) {
+        EXPECT_TRUE(clock.settled());
+    }
+
+    [[nodiscard]] std::vector<System> fired() {
+        const std::lock_guard lock(mutex_);
+        return fired_;
+    }
+    void start() {
+        ClockAlignedTimerCore::Lock lock(timer.mutex());
+        timer.start(lock);
+    }
+    void stop() {
+        ClockAlignedTimerCore::Lock lock(timer.mutex());
+        timer.stop(lock);
+    }
+    void reload() {
+        ClockAlignedTimerCore::Lock lock(timer.mutex());
+        timer.reload(lock);
+    }
+    void setPeriod(milliseconds period) {
+        ClockAlignedTimerCore::Lock lock(timer.mutex());
+        timer.setPeriod(period, lock);
+    }
+    [[nodiscard]] bool started() {
+        return clock.settledAfter([&] { start(); });
+    }
+    [[nodiscard]] bool advance(std::chrono::nanoseconds duration) {
+        return clock.settledAfterAdvancing(duration);
+    }
+
+    FakeClock clock;
+
+  private:
+    std::mutex mutex_;
+    std::vector<System> fired_;  // guarded by mutex_
+
+  public:
+    ClockAlignedTimerCore timer;
+};
+
+using Boundaries = std::vector<System>;
+
+TEST(ClockAlignedTimerCore, IsCreatedDisarmedAndWakesOnceADay) {
+    Fixture fixture(kMidnight + 5h, 10ms);
+    EXPECT_FALSE(fixture.timer.isRunning());
+    for (int day = 0; day < 3; ++day) {
+        EXPECT_EQ(fixture.clock.waitingFor(), kDay);
+        ASSERT_TRUE(fixture.advance(kDay));
+    }
+    EXPECT_EQ(fixture.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, FiresOnBoundariesAndPassesThem) {
+    Fixture fixture(kMidnight + 11h - 500ms, 1h);
+    ASSERT_TRUE(fixture.started());
+    EXPECT_TRUE(fixture.timer.isRunning());
+    EXPECT_EQ(fixture.clock.waitingFor(), 500ms);
+    ASSERT_TRUE(fixture.advance(500ms - 1ns));
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+    EXPECT_EQ(fixture.fired(), Boundaries());
+    ASSERT_TRUE(fixture.advance(1ns + 20ms));
+    EXPECT_EQ(fixture.fired(), Boundaries{kMidnight + 11h});
+    EXPECT_EQ(fixture.clock.waitingFor(), 1h - 20ms);
+    ASSERT_TRUE(fixture.advance(1h));
+    EXPECT_EQ(fixture.fired(), (Boundaries{kMidnight + 11h, kMidnight + 12h}));
+}
+
+TEST(ClockAlignedTimerCore, RestartsItsCountAtMidnight) {
+    Fixture fixture(kMidnight + kDay - 6min, 7min);
+    ASSERT_TRUE(fixture.started());
+    for (const auto wait : {1min, 5min, 7min, 7min}) {
+        EXPECT_EQ(fixture.clock.waitingFor(), wait);
+        ASSERT_TRUE(fixture.advance(wait));
+    }
+    const auto next = kMidnight + kDay;
+    EXPECT_EQ(fixture.fired(), (Boundaries{next - 5min, next, next + 7min, next + 14min}));
+}
+
+TEST(ClockAlignedTimerCore, SkipsBoundariesThatPassedDuringTheCallback) {
+    Fixture fixture(kMidnight, 10s, Recurrence::Recurrent, [](Fixture& self) {
+        if (self.fired().size() == 1) {
+            self.clock.pass(25s);
+        }
+    });
+    ASSERT_TRUE(fixture.started());
+    ASSERT_TRUE(fixture.advance(10s));
+    EXPECT_EQ(fixture.fired(), Boundaries{kMidnight + 10s});
+    EXPECT_EQ(fixture.clock.waitingFor(), 5s);
+    ASSERT_TRUE(fixture.advance(5s));
+    EXPECT_EQ(fixture.fired(), (Boundaries{kMidnight + 10s, kMidnight + 40s}));
+}
+
+TEST(ClockAlignedTimerCore, WaitsForTheSameBoundaryWhenTheWallClockIsSetBack) {
+    Fixture fixture(kMidnight + 11h - 30s, 1h);
+    ASSERT_TRUE(fixture.started());
+    fixture.clock.setWallClock(kMidnight + 10h - 30s);
+    ASSERT_TRUE(fixture.advance(30s));
+    EXPECT_EQ(fixture.fired(), Boundaries());
+    EXPECT_EQ(fixture.clock.waitingFor(), 1h);
+    ASSERT_TRUE(fixture.advance(1h));
+    EXPECT_EQ(fixture.fired(), Boundaries{kMidnight + 11h});
+}
+
+TEST(ClockAlignedTimerCore, DeliberatelyNoticesAClockSetForwardAtTheMonotonicDeadline) {
+    Fixture fixture(kMidnight + 11h - 30s, 1h);
+    ASSERT_TRUE(fixture.started());
+    fixture.clock.setWallClock(kMidnight + kDay + 11h + 1min);
+    ASSERT_TRUE(fixture.advance(29s));
+    EXPECT_EQ(fixture.fired(), Boundaries());
+    ASSERT_TRUE(fixture.advance(1s));
+    EXPECT_EQ(fixture.fired(), Boundaries{kMidnight + 11h});
+    EXPECT_EQ(fixture.clock.waitingFor(), 59min - 30s);
+}
+
+TEST(ClockAlignedTimerCore, OneShotFiresOnceForEachStart) {
+    Fixture fixture(kMidnight + 1s, 10s, Recurrence::OneShot);
+    for (int round = 1; round <= 2; ++round) {
+        ASSERT_TRUE(fixture.started());
+        EXPECT_EQ(fixture.clock.waitingFor(), 9s);
+        ASSERT_TRUE(fixture.advance(9s));
+        EXPECT_EQ(fixture.fired().size(), static_cast<std::size_t>(round));
+        EXPECT_FALSE(fixture.timer.isRunning());
+        EXPECT_EQ(fixture.clock.waitingFor(), kDay);
+        ASSERT_TRUE(fixture.advance(21s));
+        EXPECT_EQ(fixture.fired().size(), static_cast<std::size_t>(round));
+    }
+}
+
+TEST(ClockAlignedTimerCore, LetsItsCallbackStopAndStartIt) {
+    Fixture stopping(kMidnight, 10s, Recurrence::Recurrent, [](Fixture& self) { self.stop(); });
+    ASSERT_TRUE(stopping.started());
+    ASSERT_TRUE(stopping.advance(10s));
+    ASSERT_TRUE(stopping.advance(10s));
+    EXPECT_EQ(stopping.fired(), Boundaries{kMidnight + 10s});
+
+    Fixture restarting(kMidnight, 10s, Recurrence::OneShot, [](Fixture& self) {
+        self.start();
+        self.clock.pass(12s);
+    });
+    ASSERT_TRUE(restarting.started());
+    ASSERT_TRUE(restarting.advance(10s));
+    EXPECT_EQ(restarting.fired(), Boundaries{kMidnight + 10s});
+    EXPECT_EQ(restarting.clock.waitingFor(), 8s);
+}
+
+TEST(ClockAlignedTimerCore, StopReloadAndSetPeriodChangeTheAwaitedBoundary) {
+    Fixture fixture(kMidnight + 1s, 10s);
+    fixture.reload();
+    EXPECT_FALSE(fixture.timer.isRunning());
+    ASSERT_TRUE(fixture.started());
+    fixture.setPeriod(4s);
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+    EXPECT_EQ(fixture.clock.waitingFor(), 9s);
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    EXPECT_EQ(fixture.clock.waitingFor(), 3s);
+    for (const auto period : {0ms, -5ms, milliseconds::min()}) {
+        fixture.setPeriod(period);
+        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+        EXPECT_EQ(fixture.clock.waitingFor(), 1ms);
+    }
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.stop(); }));
+    EXPECT_FALSE(fixture.timer.isRunning());
+    ASSERT_TRUE(fixture.advance(1min));
+    EXPECT_EQ(fixture.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, FollowsAnOriginOfTheCallers) {
+    Fixture fixture(kMidnight + 10s, 1min, Recurrence::Recurrent, {},
+                    [](System) { return kMidnight + 25s; });
+    ASSERT_TRUE(fixture.started());
+    // An origin ahead by less than a period is skipped itself.
+    EXPECT_EQ(fixture.clock.waitingFor(), 75s);
+    ASSERT_TRUE(fixture.advance(75s));
+    ASSERT_TRUE(fixture.advance(1min));
+    EXPECT_EQ(fixture.fired(), (Boundaries{kMidnight + 85s, kMidnight + 145s}));
+}
+
+TEST(ClockAlignedTimerCore, NeverWaitsLongerThanADayAtOnce) {
+    Fixture fixture(kMidnight + 1h, 72h);
+    ASSERT_TRUE(fixture.started());
+    for (const auto wait : {kDay, kDay, std::chrono::nanoseconds(23h)}) {
+        EXPECT_EQ(fixture.clock.waitingFor(), wait);
+        ASSERT_TRUE(fixture.advance(wait));
+    }
+    EXPECT_EQ(fixture.fired(), Boundaries{kMidnight + 3 * kDay});
+
+    Fixture endless(kMidnight, milliseconds::max());
+    ASSERT_TRUE(endless.started());
+    for (int day = 0; day < 3; ++day) {
+        EXPECT_EQ(endless.clock.waitingFor(), kDay);
+        ASSERT_TRUE(endless.advance(kDay));
+    }
+    EXPECT_EQ(endless.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, GoesOnWithoutACallbackAndEndsWhenTerminated) {
+    FakeClock clock(kMidnight);
+    ClockAlignedTimerCore timer({}, 10s, {}, Recurrence::Recurrent, clock);
+    ASSERT_TRUE(clock.settled());
+    ASSERT_TRUE(clock.settledAfter([&] {
+        ClockAlignedTimerCore::Lock lock(timer.mutex());
+        timer.start(lock);
+    }));
+    ASSERT_TRUE(clock.settledAfterAdvancing(12s));
+    EXPECT_TRUE(timer.isRunning());
+    EXPECT_EQ(clock.waitingFor(), 8s);
+    timer.terminate();
+    EXPECT_FALSE(timer.isRunning());
+    timer.terminate();
+}
+
+}  // namespace
