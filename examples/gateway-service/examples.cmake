@@ -20,6 +20,7 @@ gateway_library(gateway-common
 target_include_directories(gateway-common PUBLIC "${gateway_root}/common")
 
 gateway_library(gateway-service
+    gatewayd/Bindings.cpp
     gatewayd/Client.cpp
     gatewayd/CommandThread.cpp
     gatewayd/Configuration.cpp
@@ -31,9 +32,11 @@ gateway_library(gateway-service
     gatewayd/Scripts.cpp
     gatewayd/Server.cpp
     gatewayd/Service.cpp
+    gatewayd/ServiceRequests.cpp
     gatewayd/Settings.cpp
     gatewayd/SettingsFile.cpp
     gatewayd/State.cpp
+    gatewayd/Vault.cpp
     gatewayd/answers.cpp
     gatewayd/identity.cpp
 )
@@ -45,7 +48,9 @@ gateway_library(gateway-control
     gwctl/Arguments.cpp
     gwctl/Connection.cpp
     gwctl/Session.cpp
+    gwctl/SocketProxy.cpp
     gwctl/Terminal.cpp
+    gwctl/bind.cpp
     gwctl/exec.cpp
     gwctl/results.cpp
     gwctl/run.cpp

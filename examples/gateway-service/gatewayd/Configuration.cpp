@@ -85,6 +85,7 @@ Configuration parse(const std::string& text) {
     arguments.take("jobs_limit", configuration.jobLimit, 1, 64);
     arguments.take("jobs_longestTimeout", configuration.longestTimeout, 1, 86400);
     arguments.take("clients_limit", configuration.clientLimit, 1, 512);
+    arguments.take("bindings_limit", configuration.bindingLimit, 0, 512);
     arguments.take("report", configuration.report, 1, 86400);
     arguments.take("maintenance_share", configuration.maintenanceShare, 0, 100);
     arguments.refuseOthers();

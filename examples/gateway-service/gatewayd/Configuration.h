@@ -16,6 +16,7 @@ struct Configuration {
     unsigned jobLimit = 4;           ///< the most that the setting of this name may be
     unsigned longestTimeout = 3600;  ///< seconds that a request may ask for at most
     unsigned clientLimit = 64;       ///< connections at once
+    unsigned bindingLimit = 8;       ///< bound clients at once
     unsigned report = 900;           ///< seconds; a report is made at multiples of it past midnight
     unsigned maintenanceShare = 0;   ///< percent of a processor for the file check; 0: none
 };

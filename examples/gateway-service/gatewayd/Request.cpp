@@ -31,6 +31,7 @@ RunRequest runRequest(RequestFields& fields, const RequestLimits& limits) {
     request.script.chroot = fields.optionalText("chroot");
     request.script.cgroups = fields.optionalTexts("cgroups");
     request.script.environment = environmentOf(fields);
+    request.withSecret = fields.flag("secret");
     request.timeout =
         vorn::common::time::SecondsDuration(fields.number("timeout", 1, limits.longestTimeout));
     return request;
@@ -58,7 +59,23 @@ SetRequest setRequest(RequestFields& fields, const RequestLimits& limits) {
     if (name == "jobLimit") {
         return {SetRequest::Name::JobLimit, fields.number("value", 1, limits.jobLimit)};
     }
+    if (name == "secret") {
+        return {SetRequest::Name::Secret, 0, fields.text("value")};
+    }
     throw RequestError("\"name\": there is no setting \"" + name + "\"");
+}
+
+BindRequest bindRequest(RequestFields& fields) {
+    BindRequest request;
+    request.interface = fields.text("interface");
+    try {
+        request.client = vorn::common::Uuid(fields.text("client"));
+    } catch (const RequestError&) {
+        throw;
+    } catch (const std::invalid_argument& error) {
+        throw RequestError(std::string("\"client\": ") + error.what());
+    }
+    return request;
 }
 
 Request anyRequest(RequestFields& fields, const RequestLimits& limits) {
@@ -77,6 +94,12 @@ Request anyRequest(RequestFields& fields, const RequestLimits& limits) {
     }
     if (kind == "set") {
         return setRequest(fields, limits);
+    }
+    if (kind == "bind") {
+        return bindRequest(fields);
+    }
+    if (kind == "unbind") {
+        return UnbindRequest{};
     }
     throw RequestError("\"request\": there is no request \"" + kind + "\"");
 }

@@ -13,6 +13,7 @@ namespace gateway {
 struct RunRequest {
     vorn::common::Script script;
     vorn::common::time::SecondsDuration timeout;
+    bool withSecret = false;  ///< its environment gets the service's secret
 };
 
 /// "exec": a program whose output comes back.
@@ -32,10 +33,20 @@ struct SettingsRequest {};
 
 /// "set": a new value for a setting.
 struct SetRequest {
-    enum class Name { Heartbeat, JobLimit };
+    enum class Name { Heartbeat, JobLimit, Secret };
     Name name;
-    unsigned value;
+    unsigned value = 0;
+    std::string secret{};  ///< empty: none any more
 };
+
+/// "bind": the client on this connection is to be known to the service while it lasts.
+struct BindRequest {
+    vorn::common::Uuid client;
+    std::string interface;
+};
+
+/// "unbind": the end of that.
+struct UnbindRequest {};
 
 /// What bounds the numbers in a request.
 struct RequestLimits {
@@ -43,7 +54,8 @@ struct RequestLimits {
     unsigned jobLimit;        ///< the most that the setting may be
 };
 
-using Request = std::variant<RunRequest, ExecRequest, StatusRequest, SettingsRequest, SetRequest>;
+using Request = std::variant<RunRequest, ExecRequest, StatusRequest, SettingsRequest, SetRequest,
+                             BindRequest, UnbindRequest>;
 
 /// Reads one line. Throws `RequestError` (see RequestFields.h) naming what is wrong with it.
 [[nodiscard]] Request parseRequest(const std::string& line, const RequestLimits& limits);

@@ -112,6 +112,17 @@ unsigned RequestFields::number(const char* name, unsigned least, unsigned most) 
     return number;
 }
 
+bool RequestFields::flag(const char* name) {
+    const Node* node = take(name);
+    if (node == nullptr || node->value == "false") {
+        return false;
+    }
+    if (node->value == "true") {
+        return true;
+    }
+    throw RequestError(inQuotes(name) + ": true or false is expected");
+}
+
 void RequestFields::finish() const {
     for (std::size_t i = 0; i < taken_.size(); ++i) {
         if (!taken_[i]) {

@@ -27,6 +27,8 @@ class RequestFields {
     [[nodiscard]] std::optional<std::string> optionalText(const char* name);
     [[nodiscard]] std::optional<std::vector<std::string>> optionalTexts(const char* name);
     [[nodiscard]] unsigned number(const char* name, unsigned least, unsigned most);
+    /// True or false; false when it is missing.
+    [[nodiscard]] bool flag(const char* name);
     void finish() const;
 
   private:

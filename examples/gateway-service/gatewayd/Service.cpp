@@ -1,14 +1,10 @@
 #include "Service.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <utility>
 
-#include "RequestFields.h"
 #include "answers.h"
 
 namespace gateway {
@@ -20,9 +16,23 @@ using vorn::common::service::HealthStatus;
 using vorn::common::service::OperatingStatus;
 using vorn::common::time::UnixTime;
 
+namespace {
+
+// The same at every start, so that a client knows whom it was bound to.
+Uuid identityOf(const Configuration& configuration) {
+    return Uuid(Uuid::VORN_NAMESPACE, std::filesystem::absolute(configuration.socket).string());
+}
+
+}  // namespace
+
 Service::Service(Parts parts, const ListeningSocket& socket, const EventDescriptor& stopSignal)
     : parts_(std::move(parts)),
+      vault_(parts_.plugins),
       settings_(parts_.configuration.settings),
+      bindingsDb_(identityOf(parts_.configuration), settings_),
+      bindings_(
+          bindingsDb_, this, parts_.configuration.bindingLimit,
+          [this](ClientId client) { server_.send(client, unboundNotice(), Delivery::Notice); }),
       server_(socket, stopSignal, parts_.configuration.clientLimit),
       scripts_(
           parts_.configuration.jobLimit,
@@ -38,11 +48,19 @@ Service::Service(Parts parts, const ListeningSocket& socket, const EventDescript
     state_.service.operating = OperatingStatus::InService;
     state_.service.health = parts_.pluginsMissing ? HealthStatus::Warning : HealthStatus::Ok;
     state_.communication.set(ComState::Ok);
+    state_.uuid = bindingsDb_.uuid();
     state_.plugins = parts_.plugins.size();
     settings_.changeNow([this](Settings& settings) {
         ++settings.counters.starts;
         apply(settings.adjustable);
     });
+    vorn::common::BinderClientsList before;
+    bindingsDb_.getClientsList(before);
+    if (!before.empty()) {
+        std::cerr << "gatewayd: " << before.size() << " clients were bound when it was killed"
+                  << std::endl;
+        bindings_.updateClientsList();
+    }
 }
 
 void Service::apply(const AdjustableValues& values) {
@@ -69,7 +87,9 @@ void Service::onLine(ClientId client, Line line) {
     commands_.post([this, client, line = std::move(line)] { handle(client, line); });
 }
 
-void Service::onGone(ClientId) {}
+void Service::onGone(ClientId client) {
+    commands_.post([this, client] { bindings_.onConnectionGone(client); });
+}
 
 void Service::onAccepting(bool possible) {
     commands_.post([this, possible] { setAccepting(possible); });
@@ -77,95 +97,6 @@ void Service::onAccepting(bool possible) {
 
 void Service::onStopSignal() {
     commands_.post([this] { beginStop(); });
-}
-
-void Service::handle(ClientId client, const Line& line) {
-    try {
-        if (line.problem == Line::Problem::TooLong) {
-            throw RequestError("the line is longer than " + std::to_string(Client::kLongestLine) +
-                               " bytes");
-        }
-        if (line.problem == Line::Problem::Unfinished) {
-            throw RequestError("the last line has no line feed");
-        }
-        Request request = parseRequest(
-            line.text, {parts_.configuration.longestTimeout, parts_.configuration.jobLimit});
-        std::visit([this, client](auto& any) { handle(client, any); }, request);
-    } catch (const RequestError& error) {
-        server_.send(client, complaint(error.what()), Delivery::Answer);
-    }
-}
-
-std::optional<std::string> Service::reasonToRefuse() const {
-    if (stopping_) {
-        return "the service is stopping";
-    }
-    if (state_.jobs.size() >= state_.jobLimit) {
-        return "all " + std::to_string(state_.jobLimit) + " places for jobs are taken";
-    }
-    return std::nullopt;
-}
-
-void Service::accept(ClientId client, const Uuid& uuid, const std::string& description) {
-    state_.jobs[uuid.to_string()] = {client, description};
-    server_.send(client, accepted(uuid), Delivery::AnswerBeforeResult);
-}
-
-void Service::handle(ClientId client, RunRequest& request) {
-    std::optional<std::string> reason = reasonToRefuse();
-    if (!reason && !scripts_.start(request)) {
-        reason = "the script cannot be started now";
-    }
-    if (reason) {
-        server_.send(client, refusal(*reason), Delivery::Answer);
-        return;
-    }
-    ++state_.scripts;
-    settings_.change([](Settings& settings) { ++settings.counters.scripts; });
-    accept(client, request.script.uuid, request.script.description);
-}
-
-void Service::handle(ClientId client, ExecRequest& request) {
-    std::optional<std::string> reason = reasonToRefuse();
-    if (!reason && ::access(request.program[0].c_str(), X_OK) != 0) {
-        reason = "cannot execute \"" + request.program[0] + "\": " + std::strerror(errno);
-    }
-    if (!reason) {
-        try {
-            programs_.start(request);
-        } catch (const std::exception& error) {
-            reason = "cannot start \"" + request.program[0] + "\": " + error.what();
-        }
-    }
-    if (reason) {
-        server_.send(client, refusal(*reason), Delivery::Answer);
-        return;
-    }
-    ++state_.programs;
-    settings_.change([](Settings& settings) { ++settings.counters.programs; });
-    accept(client, request.uuid, request.description);
-}
-
-void Service::handle(ClientId client, StatusRequest&) {
-    refreshState();
-    server_.send(client, statusLine(state_), Delivery::Answer);
-}
-
-void Service::handle(ClientId client, SettingsRequest&) {
-    settings_.read([this, client](const Settings& settings) {
-        server_.send(client, settingsLine(settings), Delivery::Answer);
-    });
-}
-
-void Service::handle(ClientId client, SetRequest& request) {
-    settings_.changeNow([this, &request](Settings& settings) {
-        (request.name == SetRequest::Name::Heartbeat ? settings.adjustable.heartbeat
-                                                     : settings.adjustable.jobLimit) =
-            request.value;
-        apply(settings.adjustable);
-    });
-    SettingsRequest shown;
-    handle(client, shown);
 }
 
 void Service::onScriptEnd(const ScriptEnd& end) {
@@ -208,6 +139,7 @@ void Service::onFileChanged(const std::string& file) {
 void Service::beginStop() {
     stopping_ = true;
     state_.service.operating = OperatingStatus::Stopping;
+    bindings_.dropAll();
     stopWhenIdle();
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <vorn/common/DynamicLibrary.h>
 #include <vorn/common/time/ClockAlignedTimer.h>
 #include <vorn/common/time/Timer.h>
 #include <chrono>
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Bindings.h"
 #include "CommandThread.h"
 #include "Configuration.h"
 #include "FileCheck.h"
@@ -18,16 +18,15 @@
 #include "Server.h"
 #include "SettingsFile.h"
 #include "State.h"
+#include "Vault.h"
 
 namespace gateway {
 
 /// The service. Whatever happens, on the server's loop, to scripts and programs or by a timer,
 /// becomes a command on one thread, which alone keeps the state and decides the answers. So answers
 /// leave in the order of the requests, and the state needs no lock.
-class Service : private Server::Events {
+class Service : private Server::Events, private vorn::common::BinderAdaptor::Listener {
   public:
-    using Plugins = std::map<std::string, std::shared_ptr<vorn::common::DynamicLibrary>>;
-
     /// What the service is given. `checkedFiles` are looked after while it runs; `pluginsMissing`
     /// tells that a configured plug-in could not be loaded, which is a health of "warning".
     struct Parts {
@@ -59,6 +58,13 @@ class Service : private Server::Events {
     void handle(ClientId client, StatusRequest& request);
     void handle(ClientId client, SettingsRequest& request);
     void handle(ClientId client, SetRequest& request);
+    void handle(ClientId client, BindRequest& request);
+    void handle(ClientId client, UnbindRequest& request);
+    vorn::common::Binder::Error onBindRequest(vorn::common::Bindable& client) override;
+    void onUnbindRequest(vorn::common::Bindable& client) override;
+    void onClientsListChange(const vorn::common::BinderClientsList& list) override;
+    void change(const SetRequest& request);
+    void addSecret(vorn::common::Script& script);
     void apply(const AdjustableValues& values);
     [[nodiscard]] std::optional<std::string> reasonToRefuse() const;
     void accept(ClientId client, const vorn::common::Uuid& uuid, const std::string& description);
@@ -74,7 +80,10 @@ class Service : private Server::Events {
     void refreshState();
 
     const Parts parts_;
+    const Vault vault_;
     SettingsFile settings_;
+    SettingsBinderDb bindingsDb_;
+    Bindings bindings_;
     State state_;
     bool stopping_ = false;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <vorn/common/BinderClient.h>
 #include <vorn/common/settings/JsonSettings.h>
 #include <cstdint>
 #include <string>
@@ -25,7 +26,8 @@ struct Counters {
 /// The settings document, version "1":
 ///
 ///     {"version": "1", "settings": {"heartbeat": 10, "jobLimit": 4,
-///      "starts": 3, "scripts": 120, "programs": 7}}
+///      "starts": 3, "scripts": 120, "programs": 7,
+///      "secret": "...", "boundClients": [{"uuid": "...", "interface": "gwctl"}]}}
 ///
 /// A member that is missing or makes no sense keeps the value that it had: a service must start
 /// whatever happened to its file.
@@ -33,6 +35,8 @@ class Settings : public vorn::common::settings::JsonSettings {
   public:
     AdjustableValues adjustable;
     Counters counters;
+    std::string secret;                            ///< enciphered; empty: none
+    vorn::common::BinderClientsList boundClients;  ///< who is bound, or was when it was killed
 
     bool loadSettings(const std::string& version,
                       const vorn::common::lwjson::Deserializer& settings) override;

@@ -47,11 +47,13 @@ std::string heartbeatJson(const State& state) {
 std::string statusLine(const State& state) {
     return JsonLine()
         .text("answer", "status")
+        .uuid("uuid", state.uuid)
         .json("service", state.service.getJson())
         .json("communication", communicationJson(state.communication))
         .json("jobs", jobsJson(state))
         .json("heartbeat", heartbeatJson(state))
         .number("clients", number(state.clients))
+        .number("boundClients", number(state.boundClients))
         .number("plugins", number(state.plugins))
         .number("checkRounds", number(state.checkRounds))
         .take();

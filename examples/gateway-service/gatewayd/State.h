@@ -1,5 +1,6 @@
 #pragma once
 
+#include <vorn/common/Uuid.h>
 #include <vorn/common/communication/CommunicationStatus.h>
 #include <vorn/common/service/ServiceStatus.h>
 #include <vorn/common/time/UnixTime.h>
@@ -29,7 +30,9 @@ struct State {
     unsigned heartbeatPeriod = 0;
     std::uint64_t heartbeats = 0;
     vorn::common::time::UnixTime lastHeartbeat = vorn::common::time::UnixTime::UNDEFINED;
+    vorn::common::Uuid uuid;  ///< the service's identity
     std::size_t clients = 0;
+    std::size_t boundClients = 0;
     std::size_t plugins = 0;
     std::uint64_t checkRounds = 0;
 };

@@ -41,6 +41,19 @@ std::string programResult(const ProgramEnd& end) {
     return line.text("output", end.output).text("errors", end.errors).flag("cut", end.cut).take();
 }
 
+std::string bindingAnswer(const std::string& kind, vorn::common::Binder::Error result,
+                          unsigned time) {
+    return JsonLine()
+        .text("answer", kind)
+        .text("result", toString(result))
+        .number("time", time)
+        .take();
+}
+
+std::string unboundNotice() {
+    return JsonLine().text("notice", "unbound").take();
+}
+
 std::string settingsLine(const Settings& settings) {
     const auto number = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
     return JsonLine()
@@ -48,6 +61,7 @@ std::string settingsLine(const Settings& settings) {
         .json("settings", JsonLine()
                               .number("heartbeat", settings.adjustable.heartbeat)
                               .number("jobLimit", settings.adjustable.jobLimit)
+                              .flag("secret", !settings.secret.empty())
                               .take())
         .json("counters", JsonLine()
                               .number("starts", number(settings.counters.starts))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <vorn/common/Binder.h>
 #include <vorn/common/Uuid.h>
 #include <optional>
 #include <string>
@@ -25,6 +26,13 @@ namespace gateway {
 
 /// How a program ended, with what it wrote.
 [[nodiscard]] std::string programResult(const ProgramEnd& end);
+
+/// The answer to "bind" and "unbind", with the server's time.
+[[nodiscard]] std::string bindingAnswer(const std::string& kind, vorn::common::Binder::Error result,
+                                        unsigned time);
+
+/// Tells a bound client that the service has ended its binding.
+[[nodiscard]] std::string unboundNotice();
 
 /// The answer to "settings" and to "set".
 [[nodiscard]] std::string settingsLine(const Settings& settings);

@@ -46,7 +46,7 @@ void checkDescriptors(const gateway::Configuration& configuration) {
 }
 
 // Whether a configured plug-in is missing from what could be loaded; the reason has been reported.
-bool anyMissing(const std::string& path, const gateway::Service::Plugins& plugins) {
+bool anyMissing(const std::string& path, const gateway::Plugins& plugins) {
     try {
         const auto configured = vorn::common::loadConfigFile(path);
         return std::any_of(configured.begin(), configured.end(), [&plugins](const auto& plugin) {

@@ -8,6 +8,7 @@ namespace gateway {
 // Each command takes its own options and operands, speaks to the service and returns gwctl's exit
 // code. They throw `UsageError` before they connect, and what `Session` throws.
 
+[[nodiscard]] int bindCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int runCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int execCommand(const std::string& socket, bool json, Arguments& arguments);
 [[nodiscard]] int setCommand(const std::string& socket, bool json, Arguments& arguments);

@@ -16,6 +16,7 @@ constexpr const char* kHelp =
     "      --timeout SECONDS    kill it after so long (60)\n"
     "      --description TEXT   what to call it in the status\n"
     "      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated\n"
+    "      --secret             the service's secret as GATEWAY_SECRET in its environment\n"
     "      --chroot DIRECTORY   its root directory\n"
     "      --cgroup GROUP       a control group, as cgexec takes it; may be repeated\n"
     "  exec [OPTION...] PATH [ARGUMENT...]\n"
@@ -23,11 +24,15 @@ constexpr const char* kHelp =
     "                           of its own after \"--\"\n"
     "      --timeout, --description, --env    as for run\n"
     "  settings                 show what may be set, and what is counted since the first start\n"
-    "  set NAME VALUE           change a setting; it is on disk when this returns\n"
+    "  set NAME VALUE           change a setting; it is on disk when this returns. The name\n"
+    "                           secret stores a text enciphered; the value \"-\" reads it from\n"
+    "                           the standard input, where nobody else can see it\n"
     "  status                   show how the service is\n"
     "  watch [OPTION...]        show it again and again, until q or Ctrl-C is pressed\n"
     "      --interval SECONDS   how often (2)\n"
     "      --count NUMBER       end after so many times\n"
+    "  bind                     bind to the service and stay bound, also when it is started\n"
+    "                           again, until Ctrl-C is pressed; show what happens to the binding\n"
     "\n"
     "  --json                   print the service's lines as they are, one JSON object each\n"
     "  --                       what follows is no option\n"
@@ -42,9 +47,10 @@ using Command = int (*)(const std::string& socket, bool json, gateway::Arguments
 
 int execute(gateway::Arguments& arguments) {
     const std::map<std::string, Command> commands = {
-        {"exec", gateway::execCommand},     {"run", gateway::runCommand},
-        {"set", gateway::setCommand},       {"settings", gateway::settingsCommand},
-        {"status", gateway::statusCommand}, {"watch", gateway::watchCommand},
+        {"bind", gateway::bindCommand},         {"exec", gateway::execCommand},
+        {"run", gateway::runCommand},           {"set", gateway::setCommand},
+        {"settings", gateway::settingsCommand}, {"status", gateway::statusCommand},
+        {"watch", gateway::watchCommand},
     };
     const bool json = arguments.flag("--json");
     const std::string socket = arguments.operand("the socket");

@@ -28,6 +28,9 @@ std::string requestFrom(Arguments& arguments) {
     if (const auto environment = arguments.values("--env"); !environment.empty()) {
         request.texts("environment", environment);
     }
+    if (arguments.flag("--secret")) {
+        request.flag("secret", true);
+    }
     const std::string script = arguments.operand("the script");
     arguments.finish();
     request.text("script", script == "-" ? std::string(std::istreambuf_iterator<char>(std::cin), {})

@@ -1,4 +1,5 @@
 #include <charconv>
+#include <iostream>
 #include <sstream>
 
 #include "JsonLine.h"
@@ -37,6 +38,12 @@ void addValue(JsonLine& request, const std::string& value) {
     }
 }
 
+std::string firstLine(std::istream& in) {
+    std::string line;
+    std::getline(in, line);
+    return line;
+}
+
 }  // namespace
 
 int settingsCommand(const std::string& socket, bool json, Arguments& arguments) {
@@ -51,7 +58,11 @@ int setCommand(const std::string& socket, bool json, Arguments& arguments) {
     arguments.finish();
     JsonLine request;
     request.text("request", "set").text("name", name);
-    addValue(request, value);
+    if (name == "secret") {
+        request.text("value", value == "-" ? firstLine(std::cin) : value);
+    } else {
+        addValue(request, value);
+    }
     Session session(socket, json);
     return show(session, session.ask(request.take()));
 }

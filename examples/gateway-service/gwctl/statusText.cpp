@@ -38,7 +38,8 @@ std::string statusText(const Reply& status) {
     out << "\nheartbeat      " << status.text({"heartbeat", "count"}) << ", every "
         << status.text({"heartbeat", "period"}) << " s, last "
         << status.text({"heartbeat", "last"});
-    out << "\nclients        " << status.text({"clients"})  //
+    out << "\nclients        " << status.text({"clients"}) << ", bound "
+        << status.text({"boundClients"})                    //
         << "\nplug-ins       " << status.text({"plugins"})  //
         << "\nfile checks    " << status.text({"checkRounds"});
     return out.str();

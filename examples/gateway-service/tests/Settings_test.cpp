@@ -24,6 +24,7 @@ TEST(Settings, ANewServiceShowsItsDefaults) {
     EXPECT_EQ(outcome.output,
               "heartbeat      10\n"
               "jobLimit       4\n"
+              "secret         false\n"
               "starts         1\n"
               "scripts        0\n"
               "programs       0\n");
