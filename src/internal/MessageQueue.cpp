@@ -6,20 +6,11 @@ MessageQueue::MessageQueue(OverflowPolicy policy, std::uint32_t maximum) noexcep
     : policy_(policy), maximum_(maximum) {}
 
 void MessageQueue::send(const thread::Message& message) {
-    // Notified under the lock: the message may let the taker destroy the queue.
-    const std::lock_guard lock(mutex_);
-    if (makeRoom()) {
-        messages_.emplace_back(message.msgClass(), message.msgType());
+    std::unique_lock lock(mutex_);
+    if (append(message)) {
+        lock.unlock();
         available_.notify_one();
     }
-}
-
-thread::Message MessageQueue::take() {
-    std::unique_lock lock(mutex_);
-    available_.wait(lock, [this] { return !messages_.empty(); });
-    const thread::Message message = messages_.front();
-    messages_.pop_front();
-    return message;
 }
 
 std::size_t MessageQueue::size() const {
@@ -37,6 +28,14 @@ bool MessageQueue::makeRoom() {
     if (!messages_.empty()) {
         messages_.pop_front();
     }
+    return true;
+}
+
+bool MessageQueue::append(const thread::Message& message) {
+    if (!makeRoom()) {
+        return false;
+    }
+    messages_.emplace_back(message.msgClass(), message.msgType());
     return true;
 }
 

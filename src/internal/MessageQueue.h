@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 
 namespace vorn::common::internal {
 
@@ -25,12 +26,35 @@ class MessageQueue {
     MessageQueue& operator=(const MessageQueue&) = delete;
 
     void send(const thread::Message& message);
-    /// Waits for a message.
-    [[nodiscard]] thread::Message take();
+
+    /// Sends when `condition`, asked under the lock, holds. Notifies under the lock too: whoever
+    /// takes the message by takeIf() may destroy the queue while this still returns.
+    template <class Condition>
+    void sendIf(Condition condition, const thread::Message& message) {
+        const std::lock_guard lock(mutex_);
+        if (condition() && append(message)) {
+            available_.notify_one();
+        }
+    }
+
+    /// Waits for a message and removes it; empty when `condition`, asked under the lock, fails.
+    template <class Condition>
+    [[nodiscard]] std::optional<thread::Message> takeIf(Condition condition) {
+        std::unique_lock lock(mutex_);
+        available_.wait(lock, [this] { return !messages_.empty(); });
+        std::optional<thread::Message> message = messages_.front();
+        messages_.pop_front();
+        if (!condition()) {
+            message.reset();
+        }
+        return message;
+    }
+
     [[nodiscard]] std::size_t size() const;
 
   private:
     [[nodiscard]] bool makeRoom();
+    [[nodiscard]] bool append(const thread::Message& message);
 
     const OverflowPolicy policy_;
     const std::uint32_t maximum_;

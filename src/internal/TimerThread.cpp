@@ -19,7 +19,7 @@ TimerThread::~TimerThread() {
 }
 
 void TimerThread::arm() {
-    running_ = true;
+    running_ = !exitLoop_;
     wake();
 }
 

@@ -56,8 +56,8 @@ void MessageThread::sendMessage(const Message& message) {
 }
 
 void MessageThread::terminate() {
-    if (started_.exchange(false)) {
-        queue_->send(terminateMessage());
+    if (started_) {
+        queue_->sendIf([this] { return started_.exchange(false); }, terminateMessage());
     }
 }
 
@@ -68,12 +68,8 @@ void MessageThread::waitForTerminate() {
 }
 
 void MessageThread::loop() {
-    for (;;) {
-        const Message message = queue_->take();
-        if (!started_) {
-            return;
-        }
-        handler_(message);
+    while (const auto message = queue_->takeIf([this] { return started_.load(); })) {
+        handler_(*message);
     }
 }
 

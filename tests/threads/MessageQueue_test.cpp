@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <limits>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -16,10 +16,14 @@ using vorn::common::internal::MessageQueue;
 using vorn::common::internal::OverflowPolicy;
 using vorn::common::thread::Message;
 
+Message take(MessageQueue& queue) {
+    return queue.takeIf([] { return true; }).value();
+}
+
 std::vector<unsigned> typesIn(MessageQueue& queue) {
     std::vector<unsigned> types;
     while (queue.size() > 0) {
-        types.push_back(queue.take().msgType());
+        types.push_back(take(queue).msgType());
     }
     return types;
 }
@@ -58,13 +62,26 @@ TEST(MessageQueue, AppliesItsPolicyToEverySend) {
     }
 }
 
+TEST(MessageQueue, SendsAndTakesByACondition) {
+    MessageQueue queue(OverflowPolicy::RejectWhenFull, 2);
+    queue.sendIf([] { return false; }, Message(0, 1));
+    EXPECT_EQ(queue.size(), 0u);
+    for (unsigned type = 2; type <= 4; ++type) {
+        queue.sendIf([] { return true; }, Message(0, type));
+    }
+    EXPECT_EQ(queue.size(), 2u);
+    EXPECT_EQ(queue.takeIf([] { return false; }), std::nullopt);
+    EXPECT_EQ(queue.takeIf([] { return true; }), Message(0, 3));
+    EXPECT_EQ(queue.size(), 0u);
+}
+
 TEST(MessageQueue, AcceptsAgainWhenThereIsRoom) {
     MessageQueue queue(OverflowPolicy::RejectWhenFull, 1);
     queue.send(Message(0, 1));
     queue.send(Message(0, 2));
-    EXPECT_EQ(queue.take(), Message(0, 1));
+    EXPECT_EQ(take(queue), Message(0, 1));
     queue.send(Message(0, 3));
-    EXPECT_EQ(queue.take(), Message(0, 3));
+    EXPECT_EQ(take(queue), Message(0, 3));
     EXPECT_EQ(queue.size(), 0u);
 }
 
@@ -77,7 +94,7 @@ TEST(MessageQueue, StoresItsPoliciesAsTheseCodes) {
 TEST(MessageQueue, LetsTakersWaitForAMessage) {
     MessageQueue queue(OverflowPolicy::Unbounded, 0);
     helpers::Actor taker;
-    auto taken = taker.post([&] { return queue.take(); });
+    auto taken = taker.post([&] { return take(queue); });
     ASSERT_TRUE(helpers::waitUntilAsleep(taker.tid()));
     queue.send(Message(8, 9));
     EXPECT_EQ(taken.get(), Message(8, 9));
@@ -90,7 +107,7 @@ TEST(MessageQueue, LosesNothingBetweenManySendersAndTakers) {
         takers.push_back(std::async(std::launch::async, [&] {
             unsigned long sum = 0;
             for (int taken = 0; taken < 1000; ++taken) {
-                sum += queue.take().msgType();
+                sum += take(queue).msgType();
             }
             return sum;
         }));

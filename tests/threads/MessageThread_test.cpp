@@ -237,18 +237,18 @@ TEST(MessageThread, StandsStartAgainstTerminateAndSend) {
     }
 }
 
-TEST(MessageThread, MayBeDestroyedAsSoonAsItHasEnded) {
-    for (int round = 0; round < 100; ++round) {
-        auto thread = std::make_unique<MessageThread>([](const Message&) {});
-        auto& shared = *thread;
+TEST(MessageThread, MayBeDestroyedAsSoonAsItHasEndedWhileTerminateStillReturns) {
+    for (int round = 0; round < 200; ++round) {
+        auto* thread = new MessageThread([](const Message&) {});
         thread->start();
-        std::thread terminator([&] { shared.terminate(); });
-        thread->waitForTerminate();
+        thread->sendMessage(Message(1, 1));
+        thread->sendMessage(Message(1, 2));
+        std::thread terminator([&] { thread->terminate(); });
         while (thread->isStarted()) {
-            std::this_thread::yield();
+            thread->waitForTerminate();
         }
+        delete thread;
         terminator.join();
-        thread.reset();
     }
 }
 

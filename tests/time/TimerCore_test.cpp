@@ -278,6 +278,7 @@ TEST(TimerCore, TerminatedTimersDoNotFire) {
     ASSERT_TRUE(fixture.started());
     fixture.timer.terminate();
     fixture.start();
+    EXPECT_FALSE(fixture.timer.isRunning());
     fixture.clock.advance(5000ms);
     EXPECT_EQ(fixture.calls, 0);
     fixture.timer.terminate();

@@ -38,9 +38,10 @@ namespace vorn::common::thread {
 /// and ask isStarted, the handler too. The handler must not destroy the object or wait for its end.
 /// Deliberate: an exception that leaves the handler ends the process, and so does the first message
 /// for an empty handler (std::bad_function_call).
-/// Lifetime: senders have returned before the object is destroyed; what the handler refers to lives
-/// as long as the object. The queue has no limit: whoever sends faster than the handler works fills
-/// the memory. Each object costs a stack of the default size (often 8 MB of address space).
+/// Lifetime: senders have returned before the object is destroyed (a terminate() that has woken the
+/// owner need not have); what the handler refers to lives as long as the object. The queue has no
+/// limit: whoever sends faster than the handler works fills the memory. Each object costs a stack
+/// of the default size (often 8 MB of address space).
 class VORN_GW_COMMON_EXPORT MessageThread {
   public:
     /// Does not start the thread.
