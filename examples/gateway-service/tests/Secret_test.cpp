@@ -80,7 +80,9 @@ TEST(Secret, AChangedTextIsToldSo) {
     EXPECT_EQ(service.control({"set", "secret", "open \"1\""}).exitCode, 0);
     EXPECT_EQ(service.stop(), 0);
     std::string text = stored(service);
-    const std::size_t place = text.find("\"secret\": \"") + 20;
+    const std::size_t start = text.find("\"secret\": \"");
+    ASSERT_NE(start, std::string::npos) << text;
+    const std::size_t place = start + 20;
     text[place] = text[place] == 'A' ? 'B' : 'A';
     service.directory().write("run/settings.json", text);
     service.start();
