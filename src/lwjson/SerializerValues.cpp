@@ -38,7 +38,7 @@ void Serializer::addValue(std::string_view value) {
     *output_ += '"';
     for (;;) {
         const char* found = internal::scan::escapable(from, end);
-        output_->append(from, found);
+        output_->append(from, static_cast<std::size_t>(found - from));
         if (found == end) {
             break;
         }
@@ -89,9 +89,10 @@ void Serializer::addValue(const long double& value) {
 template <class Integer>
 void Serializer::appendInteger(Integer value) {
     requireOpen();
-    std::array<char, std::numeric_limits<Integer>::digits10 + 2> text;
+    std::array<char, std::numeric_limits<Integer>::digits10 + 3> text;
     const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
-    append({text.data(), static_cast<std::size_t>(result.ptr - text.data())});
+    *result.ptr = ',';
+    output_->append(text.data(), static_cast<std::size_t>(result.ptr + 1 - text.data()));
 }
 
 void Serializer::addValue(signed char value) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -212,6 +213,27 @@ TEST(Deserializer, AKeyViewIsReadToItsNul) {
                       "lwjson::deserializer \"\" value not found in object \"\"");
 }
 
+TEST(Deserializer, StructureBehindTheRootIsIgnored) {
+    for (const char behind : std::string_view(",[]{}:")) {
+        EXPECT_EQ(parsed(std::string("[1] ") + behind + " x"), "[1]");
+    }
+}
+
+TEST(Deserializer, RawControlCharactersAreAccepted) {
+    for (char character = 1; character < 32; ++character) {
+        const std::string text = std::string("a") + character + "b";
+        const Deserializer root("{\"" + text + "\":\"" + text + "\"}");
+        EXPECT_EQ(root[text].as<std::string>(), text);
+    }
+}
+
+TEST(Deserializer, KeysStayAsWritten) {
+    const Deserializer root(R"({"a\/b":1})");
+    EXPECT_EQ(root.members()[0].name(), R"(a\/b)");
+    EXPECT_EQ(root.findMember("a/b"), nullptr);
+    EXPECT_NE(root.findMember(R"(a\/b)"), nullptr);
+}
+
 TEST(Deserializer, LookUpsByIndex) {
     const Deserializer root(R"({"list":[10,[20]],"object":{"a":1}})");
     EXPECT_EQ(root["list"][0].value.view(), "10");
@@ -305,7 +327,7 @@ TEST(Deserializer, ClassifyingLeavesErrnoAlone) {
 
 TEST(Deserializer, ATextOfFourGibibytesIsRefused) {
     if constexpr (sizeof(std::size_t) > 4) {
-        const std::string_view huge("1", std::size_t{1} << 32);
+        const std::string_view huge("1", static_cast<std::size_t>(std::uint64_t{1} << 32));
         EXPECT_THROW(static_cast<void>(Deserializer(huge)), std::length_error);
     } else {
         GTEST_SKIP() << "no text is that long on 32 bits";

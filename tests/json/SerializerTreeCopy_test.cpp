@@ -142,7 +142,7 @@ TEST(SerializerTreeCopy, EqualsACopyByNestedSerializers) {
         outerExpected.addValue(expected);
         ASSERT_EQ(outerFound.json(), outerExpected.json());
     };
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 1000; ++round) {
         const Deserializer node(make(4), Deserializer::AllowEmptyValues);
         for (const auto format : {Serializer::Pretty, Serializer::Compact}) {
             expectSame(

@@ -31,8 +31,8 @@ namespace vorn::common::lwjson {
 /// Lifetime: a reader made from a `std::string&&` owns its text and shares it with its copies. One
 /// made from a view or a `const char*` borrows it: the caller keeps the characters alive and
 /// unchanged. The text must be followed by a NUL (a string literal, a `std::string`), because
-/// number conversions read on to it; parsing itself does not. Deliberate: member nodes, and copies
-/// of member nodes, own nothing: they need the root, a copy of the root, or the borrowed text.
+/// number conversions read on to it; parsing itself does not.
+/// Deliberate: member nodes and their copies own nothing; they need the root or a copy of it.
 ///
 /// Memory: a node takes 104 bytes on 64 bits (52 on 32 bits), so a text of short numbers such as
 /// "[1,2,3]" takes about 52 (26) times its length. Each container with members is one allocation of
@@ -177,8 +177,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// "lwjson::deserializer "<key>" value not found in object "<name>"".
     [[nodiscard]] const Deserializer& getMember(const char* key) const;
     /// `getMember` of an object; on other nodes throws `std::invalid_argument`
-    /// "lwjson::deserializer operator[member] called on non-object type "<name>"". Deliberate:
-    /// reads `key.data()` up to its NUL and ignores the view's length.
+    /// "lwjson::deserializer operator[member] called on non-object type "<name>"".
+    /// Deliberate: reads `key.data()` up to its NUL and ignores the view's length.
     [[nodiscard]] const Deserializer& operator[](std::string_view key) const;
     /// The element of an array. Throws `std::out_of_range` "lwjson::deserializer operator[index]
     /// called with index out of range "<name>""; on other nodes `std::invalid_argument`
@@ -194,7 +194,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     static void extractValue(const char* text, unsigned size, bool& out, const char* name);
     /// As `std::stod`, `std::stof`, `std::stold`: `std::invalid_argument` "stod" for no number,
     /// `std::out_of_range` "stod" beyond the type's range (subnormals included), or "stof",
-    /// "stold". Deliberate: numbers, here and below, are read as far as they go, up to the NUL
+    /// "stold".
+    /// Deliberate: numbers, here and below, are read as far as they go, up to the NUL
     /// behind the text: `size` does not end them, and what follows them is no error ("1.5}"
     /// is 1.5).
     static void extractValue(const char* text, unsigned size, double& out, const char* name);

@@ -116,10 +116,10 @@ class VORN_GW_COMMON_EXPORT Serializer {
     template <class Element>
     void addValue(const std::vector<Element>& elements);
     /// Copies a parsed tree, read from another text than this one. Scalars are copied as they were
-    /// written, an `Undefined` node writes nothing under a key and null in an array. Deliberate: an
-    /// object without members becomes null (an empty array stays an array). Deliberate: copied
-    /// objects and arrays are Pretty inside a Compact text as well. Deliberate: raw line feeds
-    /// inside copied strings and keys are followed by the indentation.
+    /// written; an `Undefined` node writes nothing under a key and null in an array.
+    /// Deliberate: an object without members becomes null; an empty array stays an array.
+    /// Deliberate: copied objects and arrays are Pretty, in a Compact text as well.
+    /// Deliberate: raw line feeds inside copied strings and keys are followed by indentation.
     void addValue(const Deserializer& node);
 
     /// Replaces the whole text with "null".

@@ -1,0 +1,12 @@
+vorn_add_benchmark(json SOURCES json.cpp)
+find_package(RapidJSON QUIET)
+if(RapidJSON_FOUND)
+    target_compile_definitions(json_bench PRIVATE VORN_PEER_RAPIDJSON)
+    target_include_directories(json_bench SYSTEM PRIVATE ${RapidJSON_INCLUDE_DIRS}
+                               ${RAPIDJSON_INCLUDE_DIRS})
+endif()
+find_package(nlohmann_json QUIET)
+if(nlohmann_json_FOUND)
+    target_compile_definitions(json_bench PRIVATE VORN_PEER_NLOHMANN)
+    target_link_libraries(json_bench PRIVATE nlohmann_json::nlohmann_json)
+endif()
