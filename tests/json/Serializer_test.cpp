@@ -273,6 +273,21 @@ TEST(Serializer, ReservesRoom) {
     EXPECT_EQ(json.json().data(), before);
 }
 
+TEST(Serializer, PrettyIsTheDefault) {
+    struct Record {
+        std::string name;
+        Serializer json;
+    };
+    Record record = {};
+    record.json.addNull("a");
+    record.json.finalize();
+    EXPECT_EQ(record.json.json(), "{\n  \"a\": null\n}");
+    Serializer again(Serializer::Compact);
+    again.init(0);
+    again.addNull("a");
+    EXPECT_EQ(again.json(), "{\n  \"a\": null,");
+}
+
 TEST(Serializer, InitStartsAfresh) {
     Serializer json(Serializer::Compact);
     json.addNull("a");
