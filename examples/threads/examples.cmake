@@ -1,3 +1,4 @@
+vorn_add_example(threads wait_with_a_limit)
 vorn_add_example(threads share_work)
 vorn_add_example(threads handle_messages)
 vorn_add_example(threads guard_shared_state)

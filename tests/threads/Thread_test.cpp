@@ -1,7 +1,6 @@
 #include <vorn/common/Thread.h>
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
@@ -10,6 +9,8 @@
 #include <system_error>
 #include <thread>
 #include <type_traits>
+
+#include "helpers/NoMoreThreads.h"
 
 namespace {
 
@@ -194,31 +195,10 @@ TEST(Thread, FunctionIsReleasedWhenItsThreadWasJoined) {
     EXPECT_EQ(token.use_count(), 1);
 }
 
-/// Makes every new thread of this process ask for more stack than the address space holds.
-class NoMoreThreads {
-  public:
-    NoMoreThreads() {
-        ::pthread_getattr_default_np(&before_);
-        pthread_attr_t huge;
-        ::pthread_attr_init(&huge);
-        ::pthread_attr_setstacksize(
-            &huge, sizeof(void*) == 8 ? std::size_t{1} << (sizeof(void*) * 8 - 17) : 0xf0000000u);
-        ::pthread_setattr_default_np(&huge);
-        ::pthread_attr_destroy(&huge);
-    }
-    ~NoMoreThreads() {
-        ::pthread_setattr_default_np(&before_);
-        ::pthread_attr_destroy(&before_);
-    }
-
-  private:
-    pthread_attr_t before_{};
-};
-
 TEST(Thread, DeliberateStaysStartedWhenNoThreadCouldBeCreated) {
     Thread thread;
     {
-        const NoMoreThreads shortage;
+        const helpers::NoMoreThreads shortage;
         EXPECT_EQ(errorOf([&] { thread.start([](void*) {}, nullptr); }),
                   std::errc::resource_unavailable_try_again);
     }

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <vorn/common/export.h>
+#include <vorn/common/stream/IStreamable.h>
+#include <vorn/common/stream/StreamAccessors.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace vorn::common::stream {
+
+/// Keeps one object in memory, guards it with a mutex and writes it out lazily: a change schedules
+/// a write, and the write happens when its deadline has passed and somebody calls `run`, when the
+/// caller flushes, or when the handler is destroyed. It has no thread of its own; as a rule an
+/// fs::CachedFileManager drives it.
+///
+///     auto locked = handler.lock();
+///     static_cast<Settings&>(locked.get()).name = "gateway";
+///     locked.write();                                  // after the default delay
+///
+/// | State   | write(delay)                      | flush               | run, not due | run, due |
+/// destruction         |
+/// |---------|-----------------------------------|---------------------|--------------|--------------------|---------------------|
+/// | idle    | -> pending, observer told         | -> idle             | -> idle      | (not
+/// possible)     | nothing             | | pending | earlier: moved, observer told;    | writes, ->
+/// idle,    | -> pending   | writes, -> idle    | writes, observer    | |         | else unchanged,
+/// not told          | observer told       |              | (locked: pending)  | not told |
+///
+/// A write calls the output builder, serializes the object into the accessor's stream and commits.
+/// The state is idle before that starts, so that a write scheduled meanwhile is not lost. Standard
+/// exceptions from the builder, the accessor, `serialize` and `deserialize` are swallowed; others
+/// pass through (not out of the destructor).
+///
+/// Deliberate: a failed write is dropped and not repeated; the object stays in memory, and the next
+/// scheduled write writes it again.
+/// Threads: `lock`, `load` and `run` from any. There are two locks: the object lock, held by
+/// LockedStreamable and while the object is read or written, and inside it the schedule lock, held
+/// for moments and never during a callback. The observer is called by the thread that writes or
+/// flushes, which holds the object lock.
+/// Lifetime: the observer outlives the handler, and the handler its LockedStreamables. The
+/// destructor waits for those of other threads.
+class VORN_GW_COMMON_EXPORT StreamableHandler {
+  public:
+    /// Whoever drives the handler.
+    class VORN_GW_COMMON_EXPORT Observer {
+      public:
+        virtual ~Observer() = default;
+
+        /// The handler wants to run earlier than it said, or has written outside `run`. Must not
+        /// lock the handler.
+        virtual void onRunTimepointChange() = 0;
+    };
+
+    class CachedStreamable;
+
+    /// Holds the object lock for as long as it lives.
+    ///
+    /// Threads: for the thread that obtained it. Never two of one handler in one thread.
+    class VORN_GW_COMMON_EXPORT LockedStreamable {
+      public:
+        LockedStreamable(const LockedStreamable&) = delete;
+        LockedStreamable& operator=(const LockedStreamable&) = delete;
+
+        /// The object, for reading and changing; valid while this LockedStreamable lives.
+        [[nodiscard]] IStreamable& get() const noexcept;
+
+        /// Schedules a write `delay` from now. A pending earlier one stays as it is. A delay that
+        /// the clock cannot hold means "with the next flush, or at destruction".
+        void write(std::chrono::milliseconds delay) const;
+
+        /// Schedules a write after the handler's default delay.
+        void write() const;
+
+        /// Writes now if a write is pending. Returns when the handler wants to run next:
+        /// time_point::max() unless a write has been scheduled again meanwhile.
+        std::chrono::steady_clock::time_point flush() const;
+
+      private:
+        friend class StreamableHandler;
+        LockedStreamable(std::unique_lock<std::mutex> lock, CachedStreamable& cache) noexcept;
+
+        std::unique_lock<std::mutex> lock_;
+        CachedStreamable& cache_;
+    };
+
+    /// Takes the object and the builder; nothing is pending. `writeDelay` is the default delay of
+    /// LockedStreamable::write. Throws std::invalid_argument for a null object.
+    StreamableHandler(std::unique_ptr<IStreamable>&& object, OutputBuilder&& outputBuilder,
+                      std::reference_wrapper<Observer> observer,
+                      const std::chrono::milliseconds& writeDelay);
+
+    /// Takes the object with its pending write from a handler that nobody uses any more; waits for
+    /// a LockedStreamable of another thread. The source is then empty: `load` gives false, `run`
+    /// time_point::max(), `lock` is an assertion.
+    StreamableHandler(StreamableHandler&& other);
+
+    StreamableHandler(const StreamableHandler&) = delete;
+    StreamableHandler& operator=(const StreamableHandler&) = delete;
+
+    /// Writes a pending change; throws nothing and tells nobody.
+    virtual ~StreamableHandler();
+
+    /// Reads the object. False when the builder gives nothing or a stream that is not good, when
+    /// `deserialize` gives false, and when one of them throws a standard exception.
+    bool load(InputBuilder&& inputBuilder);
+
+    /// Writes if a write is due and nobody holds the object; never waits for it. Returns when it
+    /// wants to run next: time_point::max() when nothing is pending, and a time point that has
+    /// passed when a due write was put off because the object is held.
+    std::chrono::steady_clock::time_point run();
+
+    /// Tells the observer; called where the table says so.
+    virtual void onCacheExpirationTimepointChange();
+
+    /// Waits for the object lock.
+    [[nodiscard]] LockedStreamable lock();
+
+  private:
+    StreamableHandler(StreamableHandler&& other, const std::unique_lock<std::mutex>& otherLock);
+    void bindNotifier();
+
+    std::mutex objectMutex_;
+    std::unique_ptr<CachedStreamable> cache_;
+    std::reference_wrapper<Observer> observer_;
+};
+
+}  // namespace vorn::common::stream

@@ -1,0 +1,99 @@
+#include <vorn/common/fs/FileMutex.h>
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <system_error>
+
+#include "internal/openFile.h"
+#include "internal/sleep.h"
+
+namespace vorn::common::fs {
+namespace {
+
+constexpr std::chrono::milliseconds kPollPeriod(100);
+
+[[noreturn]] void misuse(const char* operation, const char* reason) {
+    const auto line = std::string("ERROR - FileMutex::") + operation + " - " + reason + "\n";
+    std::cerr << line;
+    throw std::runtime_error(line);
+}
+
+void warnAboutHeldMutex() noexcept {
+    try {
+        std::cerr << "WARNING - FileMutex::~FileMutex - destroy a mutex which has not been "
+                     "released\n";
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
+struct FileMutex::Record {
+    std::string path;
+    internal::Descriptor file;
+};
+
+FileMutex::FileMutex(const std::string& lockFilePath) : record_(new Record{lockFilePath, {}}) {}
+
+FileMutex::~FileMutex() {
+    if (owned_) {
+        warnAboutHeldMutex();
+        static_cast<void>(record_->file.release());
+    }
+}
+
+void FileMutex::lock() {
+    requireNotOwned("lock");
+    while (!attempt()) {
+    }
+}
+
+bool FileMutex::try_lock() {
+    requireNotOwned("try_lock");
+    return attempt();
+}
+
+bool FileMutex::try_lock_until(const std::chrono::steady_clock::time_point& deadline) {
+    requireNotOwned("try_lock_until");
+    attempt();
+    while (!owned_) {
+        const auto now = std::chrono::steady_clock::now();
+        if (!(now < deadline)) {
+            break;
+        }
+        const std::chrono::steady_clock::time_point next = now + kPollPeriod;
+        internal::sleepFor(std::min(deadline, next) - now);
+        attempt();
+    }
+    return owned_;
+}
+
+void FileMutex::unlock() {
+    if (!owned_) {
+        misuse("unlock", "mutex is not owned");
+    }
+    record_->file.reset();
+    std::error_code ignored;
+    std::filesystem::remove(record_->path, ignored);
+    owned_ = false;
+}
+
+void FileMutex::requireNotOwned(const char* operation) const {
+    if (owned_) {
+        misuse(operation, "mutex is already owned");
+    }
+}
+
+bool FileMutex::attempt() {
+    record_->file =
+        internal::openFile(record_->path, O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_CLOEXEC,
+                           std::filesystem::perms(0600));
+    owned_ = static_cast<bool>(record_->file);
+    return owned_;
+}
+
+}  // namespace vorn::common::fs

@@ -1,0 +1,98 @@
+#include <vorn/common/fs/LockedFile.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <system_error>
+
+#include "internal/openFile.h"
+#include "internal/sleep.h"
+
+namespace vorn::common::fs {
+namespace {
+
+constexpr auto kNever = std::chrono::steady_clock::time_point::max();
+constexpr std::chrono::milliseconds kPollPeriod(100);
+constexpr std::filesystem::perms kWaiterPermissions{0660};
+
+[[noreturn]] void failLocked(const std::string& path) {
+    throw std::ios_base::failure("File " + path + " is locked");
+}
+
+}  // namespace
+
+LockedFile::LockedFile(const std::string& path, bool create,
+                       std::chrono::steady_clock::time_point deadline, const Options& options)
+    : path_(path), mutex_(path_ + ".lck"), lock_(mutex_, deadline) {
+    if (!lock_.owns_lock()) {
+        failLocked(path_);
+    }
+    if (!create) {
+        waitForDataFile(deadline);
+    } else if (!dataFileExists()) {
+        createDataFile(options.perms);
+    }
+    internal::openStream(stream_, path_, options.mode);
+    if (!stream_.is_open()) {
+        throw std::ios_base::failure("Unable to open file " + path_);
+    }
+}
+
+LockedFile::LockedFile(const std::string& path, bool create, const Options& options)
+    : LockedFile(path, create, kNever, options) {}
+
+LockedFile LockedFile::create(const std::string& path, const Options& options) {
+    return LockedFile(path, true, options);
+}
+
+LockedFile LockedFile::tryCreateUntil(const std::string& path,
+                                      std::chrono::steady_clock::time_point deadline,
+                                      const Options& options) {
+    return LockedFile(path, true, deadline, options);
+}
+
+LockedFile LockedFile::wait(const std::string& path, std::ios_base::openmode mode) {
+    return LockedFile(path, false, Options{mode, kWaiterPermissions});
+}
+
+LockedFile LockedFile::waitUntil(const std::string& path,
+                                 std::chrono::steady_clock::time_point deadline,
+                                 std::ios_base::openmode mode) {
+    return LockedFile(path, false, deadline, Options{mode, kWaiterPermissions});
+}
+
+bool LockedFile::remove() {
+    stream_.close();
+    return std::filesystem::remove(path_);
+}
+
+void LockedFile::createDataFile(std::filesystem::perms perms) const {
+    const auto file = internal::openFile(path_, O_WRONLY | O_CREAT | O_CLOEXEC, perms);
+    if (file && ::fchmod(file.get(), internal::modeBits(perms)) != 0) {
+        // Deliberately ignored: some file systems know no permissions.
+    }
+}
+
+void LockedFile::waitForDataFile(std::chrono::steady_clock::time_point deadline) {
+    while (!dataFileExists()) {
+        do {
+            if (!(std::chrono::steady_clock::now() < deadline)) {
+                if (!lock_.owns_lock()) {
+                    failLocked(path_);
+                }
+                throw std::ios_base::failure("No such file or directory " + path_);
+            }
+            if (lock_.owns_lock()) {
+                lock_.unlock();
+            }
+            internal::sleepFor(kPollPeriod);
+        } while (!lock_.try_lock_until(deadline));
+    }
+}
+
+bool LockedFile::dataFileExists() const {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::status(path_, ignored));
+}
+
+}  // namespace vorn::common::fs

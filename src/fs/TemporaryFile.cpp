@@ -1,0 +1,68 @@
+#include <vorn/common/fs/TemporaryFile.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <vorn/common/fs/tools.h>
+
+namespace vorn::common::fs {
+
+TemporaryFile::TemporaryFile() {
+    TemporaryFile::setPath(tools::createTemporaryFile(""), true);
+}
+
+TemporaryFile::TemporaryFile(std::string path, bool mustExist) {
+    TemporaryFile::setPath(std::move(path), mustExist);
+}
+
+TemporaryFile::TemporaryFile(TemporaryFile&& other) noexcept
+    : path_(std::exchange(other.path_, {})) {}
+
+TemporaryFile& TemporaryFile::operator=(TemporaryFile&& other) noexcept {
+    if (this != &other) {
+        const TemporaryFile former(std::move(*this));
+        path_.swap(other.path_);
+    }
+    return *this;
+}
+
+TemporaryFile::~TemporaryFile() {
+    try {
+        removeIfExists();
+    } catch (...) {
+    }
+}
+
+void TemporaryFile::setPath(std::string path, bool mustExist) {
+    removeIfExists();
+    path_ = std::move(path);
+    if (mustExist && !checkIfExists()) {
+        throw std::filesystem::filesystem_error("Temporary file does not exists", path_,
+                                                std::error_code(ENOENT, std::generic_category()));
+    }
+}
+
+std::string TemporaryFile::getPath() const {
+    return path_.string();
+}
+
+bool TemporaryFile::checkIfExists() const {
+    std::error_code ignored;
+    return !path_.empty() && std::filesystem::exists(std::filesystem::status(path_, ignored));
+}
+
+bool TemporaryFile::removeIfExists() {
+    if (!checkIfExists()) {
+        return false;
+    }
+    std::filesystem::remove(path_);
+    path_.clear();
+    return true;
+}
+
+void TemporaryFile::release() noexcept {
+    path_.clear();
+}
+
+}  // namespace vorn::common::fs

@@ -1,0 +1,201 @@
+#include <vorn/common/fs/tools.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include <vorn/common/strings/strings.h>
+#include "internal/errorText.h"
+#include "internal/exchangeFiles.h"
+#include "internal/openFile.h"
+#include "internal/transfer.h"
+
+namespace vorn::common::fs::tools {
+namespace {
+
+std::string temporaryPattern(const std::string& prefix, const char* defaultPrefix) {
+    const auto name = (prefix.empty() ? defaultPrefix : prefix) + "-XXXXXX";
+    return (std::filesystem::temp_directory_path() / name).string();
+}
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
+// The size as seeking tells it, or -1: also for a directory, where seeking gives any number.
+std::int64_t sizeBySeeking(int fd) {
+    struct stat status {};
+    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        return -1;
+    }
+    const auto size = ::lseek(fd, 0, SEEK_END);
+    return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
+}
+
+class LineCollector {
+  public:
+    explicit LineCollector(const std::set<ReadFileOptions>& options)
+        : trim_(options.count(ReadFileOptions::Trim) != 0),
+          skipEmpty_(options.count(ReadFileOptions::SkipEmptyLines) != 0) {}
+
+    void feed(const char* begin, const char* end) {
+        while (begin != end) {
+            const auto* newline = static_cast<const char*>(
+                std::memchr(begin, '\n', static_cast<std::size_t>(end - begin)));
+            if (newline == nullptr) {
+                line_.append(begin, end);
+                return;
+            }
+            line_.append(begin, newline);
+            endLine();
+            begin = newline + 1;
+        }
+    }
+
+    std::vector<std::string> finish() {
+        if (!line_.empty()) {
+            endLine();
+        }
+        return std::move(lines_);
+    }
+
+  private:
+    void endLine() {
+        if (trim_) {
+            strings::trim(line_);
+        }
+        if (!line_.empty() || !skipEmpty_) {
+            lines_.push_back(std::move(line_));
+        }
+        line_.clear();
+    }
+
+    const bool trim_;
+    const bool skipEmpty_;
+    std::string line_;
+    std::vector<std::string> lines_;
+};
+
+}  // namespace
+
+bool copyFile(const std::string& from, const std::string& to) {
+    std::error_code error;
+    return std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing,
+                                      error);
+}
+
+bool deleteFile(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::remove(path, error);
+}
+
+void removeFolder(const std::string& path) {
+    std::filesystem::remove_all(path);
+}
+
+std::ofstream createFile(const std::string& path, const std::string& content) {
+    std::ofstream stream;
+    internal::openStream(stream, path, std::ios_base::out | std::ios_base::trunc);
+    if (stream.is_open()) {
+        stream << content;
+    }
+    return stream;
+}
+
+std::string createTemporaryFile(const std::string& prefix) {
+    auto path = temporaryPattern(prefix, "tempfile");
+    const internal::Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
+    if (!file) {
+        throw std::runtime_error("Failed to create temporary file: " + internal::errorText(errno));
+    }
+    return path;
+}
+
+std::string createTemporaryFolder(const std::string& prefix) {
+    auto path = temporaryPattern(prefix, "tempfolder");
+    if (::mkdtemp(path.data()) == nullptr) {
+        throw std::runtime_error("Failed to create temporary directory: " +
+                                 internal::errorText(errno));
+    }
+    return path;
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    const auto file = internal::openFile(path.native(), O_RDONLY | O_CLOEXEC);
+    if (!file) {
+        throw std::invalid_argument("Could not open file: " + path.string());
+    }
+    const auto size = sizeBySeeking(file.get());
+    if (size < 0) {
+        throw std::runtime_error("Could not determine file size: " + path.string());
+    }
+    std::string content;
+    if (static_cast<std::uint64_t>(size) > content.max_size()) {
+        throw std::length_error("File does not fit into memory: " + path.string());
+    }
+    content.resize(static_cast<std::size_t>(size));
+    content.resize(internal::readUpTo(file.get(), content.data(), content.size()));
+    return content;
+}
+
+std::vector<std::string> listFilesFromDirPath(const std::string& dirPath, bool withPath) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(dirPath.c_str()));
+    if (!directory) {
+        return names;
+    }
+    const auto prefix = withPath ? dirPath + "/" : std::string();
+    while (const auto* entry = ::readdir(directory.get())) {
+        if (entry->d_type == DT_REG) {
+            names.push_back(prefix + entry->d_name);
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> readFileLinesToArray(const std::string& path,
+                                              const std::set<ReadFileOptions>& options) {
+    const auto file = internal::openFile(path, O_RDONLY | O_CLOEXEC);
+    if (!file) {
+        return {};
+    }
+    LineCollector lines(options);
+    std::array<char, 16384> block;
+    std::size_t count = 0;
+    do {
+        count = internal::readUpTo(file.get(), block.data(), block.size());
+        lines.feed(block.data(), block.data() + count);
+    } while (count == block.size());
+    return lines.finish();
+}
+
+std::string readFileLinesToString(const std::string& path, const std::string& separator,
+                                  const std::set<ReadFileOptions>& options) {
+    std::string text;
+    bool first = true;
+    for (const auto& line : readFileLinesToArray(path, options)) {
+        if (!first) {
+            text += separator;
+        }
+        text += line;
+        first = false;
+    }
+    return text;
+}
+
+void swapFiles(const std::string& oldFile, const std::string& newFile) {
+    internal::exchangeFiles(oldFile, newFile, internal::ReplaceFirst::NewFile);
+}
+
+}  // namespace vorn::common::fs::tools

@@ -1,0 +1,48 @@
+#include "internal/exchangeFiles.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "internal/SideFile.h"
+#include "internal/openFile.h"
+
+namespace vorn::common::internal {
+namespace {
+
+std::filesystem::path withoutLinks(const std::string& path) {
+    std::error_code error;
+    auto resolved = std::filesystem::canonical(path, error);
+    return error ? std::filesystem::path(path) : resolved;
+}
+
+void exchangeByCopying(const std::string& oldFile, const std::string& newFile, ReplaceFirst first) {
+    const auto oldTarget = withoutLinks(oldFile);
+    const auto newTarget = withoutLinks(newFile);
+    SideFile asNew(newTarget);
+    SideFile asOld(oldTarget);
+    if (!asNew.copyFrom(oldTarget) || !asOld.copyFrom(newTarget)) {
+        return;
+    }
+    auto& before = first == ReplaceFirst::NewFile ? asNew : asOld;
+    auto& after = first == ReplaceFirst::NewFile ? asOld : asNew;
+    if (before.replaceTarget()) {
+        static_cast<void>(after.replaceTarget());
+    }
+}
+
+}  // namespace
+
+void exchangeFiles(const std::string& oldFile, const std::string& newFile, ReplaceFirst first) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(std::filesystem::status(newFile, ignored))) {
+        const auto created = openFile(newFile, O_WRONLY | O_CREAT | O_CLOEXEC);
+    }
+    if (::renameat2(AT_FDCWD, oldFile.c_str(), AT_FDCWD, newFile.c_str(), RENAME_EXCHANGE) != 0) {
+        exchangeByCopying(oldFile, newFile, first);
+    }
+}
+
+}  // namespace vorn::common::internal

@@ -1,0 +1,84 @@
+#include "internal/openFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <utility>
+
+#include "internal/retry.h"
+
+#ifdef __GLIBCXX__
+#include <ext/stdio_filebuf.h>
+#endif
+
+namespace vorn::common::internal {
+
+std::optional<int> openFlags(std::ios_base::openmode mode) noexcept {
+    using std::ios_base;
+    const auto access = mode & (ios_base::in | ios_base::out | ios_base::trunc | ios_base::app);
+    if (access == ios_base::out || access == (ios_base::out | ios_base::trunc)) {
+        return O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC;
+    }
+    if (access == ios_base::app || access == (ios_base::out | ios_base::app)) {
+        return O_CLOEXEC | O_WRONLY | O_CREAT | O_APPEND;
+    }
+    if (access == ios_base::in) {
+        return O_CLOEXEC | O_RDONLY;
+    }
+    if (access == (ios_base::in | ios_base::out)) {
+        return O_CLOEXEC | O_RDWR;
+    }
+    if (access == (ios_base::in | ios_base::out | ios_base::trunc)) {
+        return O_CLOEXEC | O_RDWR | O_CREAT | O_TRUNC;
+    }
+    if (access == (ios_base::in | ios_base::app) ||
+        access == (ios_base::in | ios_base::out | ios_base::app)) {
+        return O_CLOEXEC | O_RDWR | O_CREAT | O_APPEND;
+    }
+    return std::nullopt;
+}
+
+Descriptor openFile(const std::string& path, int flags,
+                    std::filesystem::perms permissions) noexcept {
+    return Descriptor(
+        retryOnEintr([&] { return ::open(path.c_str(), flags, modeBits(permissions)); }));
+}
+
+bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::openmode mode,
+                std::filesystem::perms permissions) {
+#ifdef __GLIBCXX__
+    const auto flags = openFlags(mode);
+    if (!flags) {
+        return false;
+    }
+    Descriptor file = openFile(path, *flags, permissions);
+    if (!file) {
+        return false;
+    }
+    if ((*flags & (O_APPEND | O_ACCMODE)) == (O_APPEND | O_WRONLY)) {
+        ::lseek(file.get(), 0, SEEK_END);
+    }
+    __gnu_cxx::stdio_filebuf<char> opened(file.get(), mode);
+    if (!opened.is_open()) {
+        return false;
+    }
+    static_cast<void>(file.release());
+    buffer = std::move(static_cast<std::filebuf&>(opened));
+    if ((mode & std::ios_base::ate) != 0 &&
+        buffer.pubseekoff(0, std::ios_base::end, mode) == std::streampos(std::streamoff(-1))) {
+        buffer.close();
+        return false;
+    }
+    return true;
+#else
+    // Other libraries open their streams close-on-exec themselves.
+    const auto flags = openFlags(mode);
+    if (flags && (*flags & O_CREAT) != 0) {
+        const Descriptor created = openFile(path, O_CLOEXEC | O_WRONLY | O_CREAT, permissions);
+    }
+    return buffer.open(path, mode) != nullptr;
+#endif
+}
+
+}  // namespace vorn::common::internal

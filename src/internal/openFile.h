@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <ios>
+#include <optional>
+#include <string>
+
+#include "internal/Descriptor.h"
+
+namespace vorn::common::internal {
+
+inline constexpr std::filesystem::perms kDefaultFilePermissions{0666};
+
+/// The mode bits that ::open and ::fchmod take.
+[[nodiscard]] constexpr unsigned modeBits(std::filesystem::perms permissions) noexcept {
+    return static_cast<unsigned>(permissions & std::filesystem::perms::mask);
+}
+
+/// What ::open has to be told for a file stream of this mode, close-on-exec included; nothing for a
+/// combination that no file stream accepts.
+[[nodiscard]] std::optional<int> openFlags(std::ios_base::openmode mode) noexcept;
+
+/// ::open, repeated when a signal interrupts it. A file that it creates gets the permissions that
+/// the process's umask leaves of the given ones. Empty, with errno set, on failure.
+[[nodiscard]] Descriptor openFile(
+    const std::string& path, int flags,
+    std::filesystem::perms permissions = kDefaultFilePermissions) noexcept;
+
+/// Opens a stream buffer as its own open would, but close-on-exec and with the permissions that a
+/// new file gets from its first moment on.
+[[nodiscard]] bool openBuffer(std::filebuf& buffer, const std::string& path,
+                              std::ios_base::openmode mode, std::filesystem::perms permissions);
+
+/// The same for a file stream: fails it, or clears its state.
+template <class Stream>
+void openStream(Stream& stream, const std::string& path, std::ios_base::openmode mode,
+                std::filesystem::perms permissions = kDefaultFilePermissions) {
+    if (openBuffer(*stream.rdbuf(), path, mode, permissions)) {
+        stream.clear();
+    } else {
+        stream.setstate(std::ios_base::failbit);
+    }
+}
+
+}  // namespace vorn::common::internal

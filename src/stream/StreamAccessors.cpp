@@ -1,0 +1,133 @@
+#include <vorn/common/stream/StreamAccessors.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <exception>
+#include <iostream>
+#include <system_error>
+
+#include "internal/SideFile.h"
+#include "internal/durable.h"
+#include "internal/exchangeFiles.h"
+#include "internal/openFile.h"
+#include "internal/transfer.h"
+
+namespace vorn::common::stream {
+namespace {
+
+constexpr int kAttempts = 3;
+
+template <class Attempt>
+bool tryRepeatedly(Attempt attempt) {
+    for (int i = 0; i < kAttempts; ++i) {
+        if (attempt()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool emptiesFile(std::ios_base::openmode mode) {
+    const auto flags = internal::openFlags(mode);
+    return flags && (*flags & O_TRUNC) != 0;
+}
+
+bool isRegularOrMissing(const std::string& path) {
+    std::error_code ignored;
+    const auto type = std::filesystem::symlink_status(path, ignored).type();
+    return type == std::filesystem::file_type::regular ||
+           type == std::filesystem::file_type::not_found;
+}
+
+void syncDirectories(const std::filesystem::path& first, const std::filesystem::path& second) {
+    internal::syncDirectoryOf(first);
+    if (first.parent_path() != second.parent_path()) {
+        internal::syncDirectoryOf(second);
+    }
+}
+
+}  // namespace
+
+FileInputStreamAccessor::FileInputStreamAccessor(const std::string& path) {
+    internal::openStream(stream_, path, std::ios_base::in);
+}
+
+FileOutputStreamAccessor::FileOutputStreamAccessor(const std::string& path,
+                                                   std::ios_base::openmode mode,
+                                                   std::filesystem::perms permissions,
+                                                   const std::string& tmpPath)
+    : path_(path), mode_(mode | std::ios_base::out), permissions_(permissions), tmpPath_(tmpPath) {}
+
+void FileOutputStreamAccessor::commit() {
+    if (tmpPath_.empty()) {
+        static_cast<void>(tryRepeatedly([this] { return writeInPlace(path_); }));
+        internal::syncDirectoryOf(path_);
+        return;
+    }
+    const bool complete = writeToTemporaryPath();
+    internal::exchangeFiles(
+        tmpPath_, path_,
+        complete ? internal::ReplaceFirst::NewFile : internal::ReplaceFirst::OldFile);
+    syncDirectories(path_, tmpPath_);
+}
+
+bool FileOutputStreamAccessor::writeToTemporaryPath() const {
+    if (!emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
+        return tryRepeatedly([this] { return writeInPlace(tmpPath_); });
+    }
+    const auto writeAside = [this] {
+        internal::SideFile side(tmpPath_);
+        return side.write(buffer_.view(), permissions_) && side.rename();
+    };
+    return tryRepeatedly(writeAside) || writeInPlace(tmpPath_);
+}
+
+bool FileOutputStreamAccessor::writeInPlace(const std::string& path) const {
+    const auto flags = internal::openFlags(mode_);
+    if (!flags) {
+        return false;
+    }
+    const auto file = internal::openFile(path, *flags, permissions_);
+    if (!file || ::fchmod(file.get(), internal::modeBits(permissions_)) != 0) {
+        return false;
+    }
+    if ((mode_ & std::ios_base::ate) != 0 && ::lseek(file.get(), 0, SEEK_END) == -1) {
+        return false;
+    }
+    return internal::writeAll(file.get(), buffer_.view()) && internal::syncContent(file.get());
+}
+
+InputBuilder make_nullistreamBuilder() {
+    return [] { return std::unique_ptr<IInputStreamAccessor>(); };
+}
+
+OutputBuilder make_nullostreamBuilder() {
+    return [] { return std::unique_ptr<IOutputStreamAccessor>(); };
+}
+
+InputBuilder make_istreamBuilder(std::istream& stream) {
+    return [&stream] { return std::make_unique<InputStreamRefAccessor>(stream); };
+}
+
+OutputBuilder make_ostreamBuilder(std::ostream& stream) {
+    return [&stream] { return std::make_unique<OutputStreamRefAccessor>(stream); };
+}
+
+InputBuilder make_ifstreamBuilder(const std::string& path) {
+    return [path] { return std::make_unique<FileInputStreamAccessor>(path); };
+}
+
+OutputBuilder make_ofstreamBuilder(const std::string& path, std::ios_base::openmode mode,
+                                   std::filesystem::perms perms, const std::string& tmpPath) {
+    return [=]() -> std::unique_ptr<IOutputStreamAccessor> {
+        try {
+            return std::make_unique<FileOutputStreamAccessor>(path, mode, perms, tmpPath);
+        } catch (const std::exception& error) {
+            std::cerr << error.what() << std::endl;
+            return nullptr;
+        }
+    };
+}
+
+}  // namespace vorn::common::stream

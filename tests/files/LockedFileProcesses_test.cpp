@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vorn/common/fs/LockedFile.h>
+
+#include <cerrno>
+#include <vector>
+
+#include "helpers/TempDir.h"
+#include "helpers/environment.h"
+#include "helpers/expect_throw.h"
+#include "helpers/wait_until.h"
+
+namespace vorn::common::fs {
+namespace {
+
+using helpers::TempDir;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kProcesses = 8;
+// Emulated and instrumented processes are many times slower.
+constexpr int kIncrements =
+    helpers::kEmulated || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 50 : 1000;
+
+template <class Body>
+pid_t startChild(Body body) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        int code = 99;
+        try {
+            code = body();
+        } catch (...) {
+        }
+        ::_exit(code);
+    }
+    return pid;
+}
+
+int waitFor(pid_t pid) {
+    int status = 0;
+    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
+    }
+    return status;
+}
+
+template <class Increment>
+void expectNoLostIncrement(const std::string& path, Increment increment) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < kProcesses; ++i) {
+        children.push_back(startChild([&] {
+            for (int k = 0; k < kIncrements; ++k) {
+                increment();
+            }
+            return 0;
+        }));
+    }
+    for (const auto pid : children) {
+        EXPECT_EQ(waitFor(pid), 0);
+    }
+    EXPECT_EQ(helpers::contentOf(path), std::to_string(kProcesses * kIncrements));
+    EXPECT_FALSE(std::filesystem::exists(path + ".lck"));
+}
+
+void incrementNumber(std::fstream& stream) {
+    int number = 0;
+    stream >> number;
+    stream.clear();
+    stream.seekp(0);
+    stream << number + 1 << std::flush;
+}
+
+TEST(LockedFileProcesses, LoseNoIncrementOfALockedFile) {
+    const TempDir dir;
+    const auto path = dir.write("number", "0");
+    expectNoLostIncrement(path, [&] {
+        auto file = LockedFile::wait(path);
+        incrementNumber(file.stream());
+    });
+}
+
+TEST(LockedFileProcesses, LoseNoIncrementUnderAFileMutex) {
+    const TempDir dir;
+    const auto path = dir.write("number", "0");
+    expectNoLostIncrement(path, [&] {
+        FileMutex mutex(path + ".lck");
+        const std::lock_guard lock(mutex);
+        std::fstream stream(path);
+        incrementNumber(stream);
+    });
+}
+
+TEST(LockedFileProcesses, DeliberatelyAKilledHolderLeavesTheLockFile) {
+    const TempDir dir;
+    const auto path = dir.file("data");
+    const auto ready = dir.file("ready");
+    const auto pid = startChild([&] {
+        const auto file = LockedFile::create(path);
+        std::ofstream(ready) << "x";
+        for (;;) {
+            ::pause();
+        }
+        return 0;
+    });
+    ASSERT_TRUE(helpers::waitUntil([&] { return std::filesystem::exists(ready); }));
+    ::kill(pid, SIGKILL);
+    EXPECT_TRUE(WIFSIGNALED(waitFor(pid)));
+    EXPECT_TRUE(std::filesystem::exists(path + ".lck"));
+    EXPECT_THROW(LockedFile::tryCreateUntil(path, Clock::now() + 120ms), std::ios_base::failure);
+    std::filesystem::remove(path + ".lck");
+    EXPECT_NO_THROW(LockedFile::tryCreateUntil(path, Clock::now()));
+}
+
+TEST(LockedFileProcesses, OneProcessWaitsForAnothersFile) {
+    const TempDir dir;
+    const auto path = dir.file("data");
+    const auto pid = startChild([&] {
+        LockedFile::create(path).stream() << "produced";
+        return 0;
+    });
+    std::string word;
+    LockedFile::waitUntil(path, Clock::now() + 60s).stream() >> word;
+    EXPECT_EQ(word, "produced");
+    EXPECT_EQ(waitFor(pid), 0);
+}
+
+}  // namespace
+}  // namespace vorn::common::fs

@@ -1,0 +1,83 @@
+#include "internal/SideFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "helpers/TempDir.h"
+
+namespace vorn::common::internal {
+namespace {
+
+using helpers::contentOf;
+using helpers::TempDir;
+
+constexpr std::filesystem::perms kPrivate{0600};
+
+TEST(SideFile, IsRemovedUnlessRenamed) {
+    const TempDir dir;
+    {
+        SideFile side(dir.file("a"));
+        EXPECT_FALSE(std::filesystem::exists(dir.file("a.side~")));
+        EXPECT_TRUE(side.write("text", kPrivate));
+        EXPECT_EQ(contentOf(dir.file("a.side~")), "text");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    {
+        SideFile side(dir.file("a"));
+        EXPECT_TRUE(side.write("text", kPrivate));
+        EXPECT_TRUE(side.rename());
+        dir.write("a.side~", "somebody else's by now");
+    }
+    EXPECT_EQ(contentOf(dir.file("a")), "text");
+    EXPECT_TRUE(std::filesystem::exists(dir.file("a.side~")));
+}
+
+TEST(SideFile, ReplacesWhatAKilledProcessLeft) {
+    const TempDir dir;
+    const auto leftover = dir.write("a.side~", "a longer leftover");
+    std::filesystem::permissions(leftover, std::filesystem::perms{0666});
+    SideFile side(dir.file("a"));
+    EXPECT_TRUE(side.write("text", kPrivate));
+    EXPECT_TRUE(side.rename());
+    EXPECT_EQ(contentOf(dir.file("a")), "text");
+    EXPECT_EQ(std::filesystem::status(dir.file("a")).permissions(), kPrivate);
+}
+
+TEST(SideFile, DoesNotWriteThroughALinkThatSomebodyPlanted) {
+    const TempDir dir;
+    const auto victim = dir.write("victim", "precious");
+    std::filesystem::create_symlink(victim, dir.file("a.side~"));
+    SideFile side(dir.file("a"));
+    EXPECT_TRUE(side.write("text", kPrivate));
+    EXPECT_EQ(contentOf(victim), "precious");
+}
+
+TEST(SideFile, CannotBeWrittenWhereNothingCanBeCreated) {
+    const TempDir dir;
+    EXPECT_FALSE(SideFile(dir.file("no/a")).write("text", kPrivate));
+    EXPECT_FALSE(SideFile(dir.path() / std::string(250, 'x')).write("text", kPrivate));
+}
+
+TEST(SideFile, CopiesRegularFilesOnly) {
+    const TempDir dir;
+    ASSERT_EQ(::mkfifo(dir.file("fifo").c_str(), 0600), 0);
+    for (const auto& source : {dir.path(), dir.path() / "fifo", dir.path() / "missing",
+                               std::filesystem::path("/dev/null")}) {
+        SideFile side(dir.file("a"));
+        EXPECT_FALSE(side.copyFrom(source)) << source;
+    }
+}
+
+TEST(SideFile, AnInPlaceCopyIsCutOff) {
+    const TempDir dir;
+    const std::string name(250, 'x');
+    const auto target = dir.write(name, "a long former content");
+    const auto source = dir.write("source", "short");
+    SideFile side(target);
+    ASSERT_TRUE(side.copyFrom(source)) << "in the temporary directory, the name being too long";
+    EXPECT_TRUE(side.replaceTarget());
+    EXPECT_EQ(contentOf(target), "short");
+}
+
+}  // namespace
+}  // namespace vorn::common::internal

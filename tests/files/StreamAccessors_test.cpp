@@ -1,0 +1,313 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vorn/common/stream/StreamAccessors.h>
+
+#include <cerrno>
+#include <sstream>
+#include <type_traits>
+
+#include "files/interpose.h"
+#include "helpers/TempDir.h"
+#include "helpers/child.h"
+#include "helpers/environment.h"
+
+namespace vorn::common::stream {
+namespace {
+
+using helpers::contentOf;
+using helpers::TempDir;
+using std::filesystem::perms;
+
+static_assert(std::has_virtual_destructor_v<IInputStreamAccessor>);
+static_assert(std::has_virtual_destructor_v<IOutputStreamAccessor>);
+static_assert(std::is_same_v<InputBuilder, std::function<std::unique_ptr<IInputStreamAccessor>()>>);
+static_assert(
+    std::is_same_v<OutputBuilder, std::function<std::unique_ptr<IOutputStreamAccessor>()>>);
+
+constexpr perms kPrivate{0600};
+
+void store(const std::string& content, const std::string& path, const std::string& tmpPath = {},
+           std::ios_base::openmode mode = std::ios_base::trunc, perms permissions = kPrivate) {
+    FileOutputStreamAccessor accessor(path, mode, permissions, tmpPath);
+    accessor.stream() << content;
+    accessor.commit();
+}
+
+unsigned modeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+TEST(StreamAccessors, NullBuildersGiveNothing) {
+    EXPECT_EQ(make_nullistreamBuilder()(), nullptr);
+    EXPECT_EQ(make_nullostreamBuilder()(), nullptr);
+}
+
+TEST(StreamAccessors, ReferencesToTheCallersStreams) {
+    std::istringstream in("content");
+    std::ostringstream out;
+    EXPECT_EQ(&make_istreamBuilder(in)()->stream(), &in);
+    EXPECT_EQ(&make_ostreamBuilder(out)()->stream(), &out);
+}
+
+TEST(StreamAccessors, CommitFlushesTheCallersStream) {
+    struct Buffer : std::stringbuf {
+        int sync() override {
+            ++syncs;
+            return 0;
+        }
+        int syncs = 0;
+    } buffer;
+    std::ostream stream(&buffer);
+    const auto accessor = make_ostreamBuilder(stream)();
+    accessor->stream() << "x";
+    EXPECT_EQ(buffer.syncs, 0);
+    accessor->commit();
+    EXPECT_EQ(buffer.syncs, 1);
+}
+
+TEST(StreamAccessors, FileInput) {
+    const TempDir dir;
+    const auto builder = make_ifstreamBuilder(dir.file("a"));
+    EXPECT_FALSE(builder()->stream().good()) << "missing";
+    dir.write("a", "first");
+    const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(next);
+    for (const auto* content : {"first", "second"}) {
+        dir.write("a", content);
+        const auto accessor = builder();
+        EXPECT_EQ(::fcntl(next, F_GETFD), FD_CLOEXEC);
+        std::string word;
+        EXPECT_TRUE(accessor->stream().good());
+        accessor->stream() >> word;
+        EXPECT_EQ(word, content) << "opened on every call";
+    }
+}
+
+TEST(FileOutput, NothingHappensBeforeCommit) {
+    const TempDir dir;
+    const auto path = dir.write("a", "before");
+    const auto accessor = make_ofstreamBuilder(path, std::ios_base::trunc, kPrivate, "")();
+    accessor->stream() << "after" << std::flush;
+    EXPECT_EQ(contentOf(path), "before");
+    accessor->commit();
+    EXPECT_EQ(contentOf(path), "after");
+}
+
+TEST(FileOutput, EveryMode) {
+    using std::ios_base;
+    struct Row {
+        ios_base::openmode mode;
+        std::string result;   ///< written over "0123456789"
+        std::string missing;  ///< written to a missing file; "-" when it stays missing
+    };
+    const auto none = ios_base::openmode{};
+    for (const auto& row : {
+             Row{none, "abc", "abc"},
+             Row{ios_base::out, "abc", "abc"},
+             Row{ios_base::trunc, "abc", "abc"},
+             Row{ios_base::binary, "abc", "abc"},
+             Row{ios_base::app, "0123456789abc", "abc"},
+             Row{ios_base::in, "abc3456789", "-"},
+             Row{ios_base::in | ios_base::ate, "0123456789abc", "-"},
+             Row{ios_base::in | ios_base::trunc, "abc", "abc"},
+             Row{ios_base::in | ios_base::app, "0123456789abc", "abc"},
+             Row{ios_base::app | ios_base::trunc, "0123456789", "-"},
+         }) {
+        const TempDir dir;
+        const auto path = dir.write("a", "0123456789");
+        store("abc", path, "", row.mode);
+        EXPECT_EQ(contentOf(path), row.result) << row.mode;
+        store("abc", dir.file("b"), "", row.mode);
+        EXPECT_EQ(std::filesystem::exists(dir.file("b")) ? contentOf(dir.file("b")) : "-",
+                  row.missing)
+            << row.mode;
+    }
+}
+
+TEST(FileOutput, PermissionsAreExactFromTheFirstMomentOn) {
+    const TempDir dir;
+    for (const mode_t mask : {0000U, 0077U}) {
+        const auto before = ::umask(mask);
+        for (const auto permissions : {perms{0600}, perms{0644}, perms{0666}, perms{0400}}) {
+            const auto suffix = std::to_string(static_cast<unsigned>(permissions));
+            store("x", dir.file("direct" + suffix), "", std::ios_base::trunc, permissions);
+            EXPECT_EQ(modeOf(dir.file("direct" + suffix)), static_cast<unsigned>(permissions));
+            store("x", dir.file("swapped" + suffix), dir.file("tmp" + suffix), std::ios_base::trunc,
+                  permissions);
+            EXPECT_EQ(modeOf(dir.file("swapped" + suffix)), static_cast<unsigned>(permissions));
+        }
+        ::umask(before);
+    }
+    const auto wide = dir.write("wide", "old");
+    std::filesystem::permissions(wide, perms{0666});
+    store("x", wide);
+    EXPECT_EQ(modeOf(wide), 0600U) << "replaced on an existing file";
+}
+
+TEST(FileOutput, SwapsThroughTheTemporaryPath) {
+    const TempDir dir;
+    const auto path = dir.file("a");
+    const auto backup = dir.file("a.bak");
+    store("1", path, backup);
+    EXPECT_EQ(contentOf(path), "1");
+    EXPECT_TRUE(std::filesystem::exists(backup)) << "the swap created the missing file";
+    EXPECT_EQ(contentOf(backup), "");
+    store("2", path, backup);
+    store("3", path, backup);
+    EXPECT_EQ(contentOf(path), "3");
+    EXPECT_EQ(contentOf(backup), "2") << "the version before";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
+}
+
+TEST(FileOutput, WritesThroughTheTemporaryPathInEveryMode) {
+    const TempDir dir;
+    const auto path = dir.write("a", "target");
+    const auto backup = dir.write("a.bak", "0123456789");
+    store("abc", path, backup, std::ios_base::app);
+    EXPECT_EQ(contentOf(path), "0123456789abc");
+    EXPECT_EQ(contentOf(backup), "target");
+    store("ABC", path, backup, std::ios_base::in);
+    EXPECT_EQ(contentOf(path), "ABCget");
+}
+
+TEST(FileOutput, WritesEmptyContent) {
+    const TempDir dir;
+    store("", dir.write("a", "before"));
+    EXPECT_EQ(contentOf(dir.file("a")), "");
+    store("", dir.write("b", "before"), dir.file("b.bak"));
+    EXPECT_EQ(contentOf(dir.file("b")), "");
+    EXPECT_EQ(contentOf(dir.file("b.bak")), "before");
+}
+
+TEST(FileOutput, LargeContentInShortAndInterruptedWrites) {
+    std::string large;
+    while (large.size() < 300000) {
+        large += std::to_string(large.size()) + '\0';
+    }
+    const TempDir dir;
+    const interpose::Scope scope;
+    scope->longestWrite = 1000;
+    scope->interruptWrites = true;
+    store(large, dir.file("a"));
+    EXPECT_GE(scope->writes, 600);
+    store(large, dir.file("b"), dir.file("b.bak"));
+    EXPECT_EQ(contentOf(dir.file("a")), large);
+    EXPECT_EQ(contentOf(dir.file("b")), large);
+}
+
+TEST(FileOutput, MakesTheFileDurableBeforeTheSwap) {
+    const TempDir dir;
+    const interpose::Scope scope;
+    store("x", dir.file("a"), dir.file("a.bak"));
+    EXPECT_EQ(scope->contentSyncs, 1);
+    EXPECT_EQ(scope->exchanges, 1);
+    EXPECT_EQ(scope->directorySyncs, 1);
+    store("x", dir.file("b"));
+    EXPECT_EQ(scope->contentSyncs, 2);
+    EXPECT_EQ(scope->directorySyncs, 2);
+    std::filesystem::create_directory(dir.file("other"));
+    store("x", dir.file("c"), dir.file("other/c"));
+    EXPECT_EQ(scope->directorySyncs, 4) << "both directories";
+}
+
+TEST(FileOutput, ThreeAttempts) {
+    struct Row {
+        int failures;
+        bool temporary;
+        std::string result;
+    };
+    for (const auto& row :
+         {Row{1, false, "new"}, Row{2, false, "new"}, Row{3, false, ""}, Row{2, true, "new"}}) {
+        const TempDir dir;
+        const auto path = dir.write("a", "old");
+        const interpose::Scope scope;
+        scope->failedWrites = row.failures;
+        store("new", path, row.temporary ? dir.file("a.bak") : "");
+        EXPECT_EQ(contentOf(path), row.result) << row.failures;
+    }
+}
+
+TEST(FileOutput, DeliberatelySwapsAfterThreeFailedAttempts) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    const auto backup = dir.write("a.bak", "older");
+    const interpose::Scope scope;
+    scope->failedWrites = 1000;
+    store("new", path, backup);
+    EXPECT_EQ(scope->exchanges, 1);
+    EXPECT_EQ(contentOf(path), "") << "what could be written";
+    EXPECT_EQ(contentOf(backup), "old");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
+}
+
+TEST(FileOutput, WithoutExchangeAFailedWriteKeepsTheOldVersionAsTheBackup) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    const auto backup = dir.write("a.bak", "older");
+    const interpose::Scope scope;
+    scope->exchangeError = EINVAL;
+    scope->syncError = EIO;
+    store("new", path, backup);
+    EXPECT_EQ(contentOf(path), "old") << "a copy that is not durable stops the rest";
+    EXPECT_EQ(contentOf(backup), "new");
+}
+
+TEST(FileOutput, ImpossiblePathsChangeNothingElse) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    EXPECT_NO_THROW(store("new", dir.file("no/parent")));
+    EXPECT_NO_THROW(store("new", ""));
+    EXPECT_NO_THROW(store("new", dir.path().string()));
+    EXPECT_NO_THROW(store("new", path, dir.file("no/parent")));
+    EXPECT_EQ(contentOf(path), "old") << "nothing at the temporary path, nothing to swap";
+    EXPECT_FALSE(std::filesystem::exists(dir.file("no")));
+}
+
+TEST(FileOutput, ADirectoryThatRefusesNewFiles) {
+    VORN_REQUIRE_ROOT();
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    const auto backup = dir.write("a.bak", "older");
+    std::filesystem::permissions(dir.path(), perms{0755});
+    for (const auto& file : {path, backup}) {
+        ASSERT_EQ(::chown(file.c_str(), 65534, 65534), 0);
+    }
+    const auto result = helpers::runInChild([&](const auto&) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+            return 1;
+        }
+        store("new", path, backup);
+        return 0;
+    });
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(contentOf(path), "new") << "copied in place";
+    EXPECT_EQ(contentOf(backup), "old");
+}
+
+TEST(FileOutput, AnAccessorThatIsNotCommittedChangesNothing) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    make_ofstreamBuilder(path, std::ios_base::trunc, kPrivate, "")()->stream() << "new";
+    EXPECT_EQ(contentOf(path), "old");
+}
+
+TEST(FileOutput, BuilderReportsThatItCouldNotCreate) {
+    const auto builder = make_ofstreamBuilder("/tmp/never written", std::ios_base::trunc, kPrivate,
+                                              "/tmp/a path that needs memory on the heap");
+    testing::internal::CaptureStderr();
+    std::unique_ptr<IOutputStreamAccessor> accessor;
+    {
+        const interpose::Scope scope;
+        scope->outOfMemory = true;
+        accessor = builder();
+    }
+    EXPECT_EQ(accessor, nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "std::bad_alloc\n");
+}
+
+}  // namespace
+}  // namespace vorn::common::stream

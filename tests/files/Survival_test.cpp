@@ -1,0 +1,261 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vorn/common/fs/CachedFileManager.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "files/interpose.h"
+#include "helpers/TempDir.h"
+#include "helpers/child.h"
+#include "helpers/environment.h"
+#include "helpers/wait_until.h"
+
+namespace vorn::common::fs {
+namespace {
+
+using helpers::contentOf;
+using helpers::TempDir;
+using namespace std::chrono_literals;
+
+// Emulated and instrumented processes take ten times as long.
+constexpr int kKills =
+    helpers::kEmulated || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 50 : 500;
+/// "<number>\n", 40,000 characters that depend on the number, "<number>." Every part counts.
+std::string documentOf(long number) {
+    const auto digits = std::to_string(number);
+    std::string text = digits + '\n';
+    while (text.size() < 40000) {
+        text += digits + ',';
+    }
+    return text + digits + '.';
+}
+
+/// The number of a complete document, or nothing.
+std::optional<long> numberIn(const std::string& document) {
+    const auto number = std::atol(document.c_str());
+    return document == documentOf(number) ? std::optional(number) : std::nullopt;
+}
+
+class Document : public stream::IStreamable {
+  public:
+    void serialize(std::ostream& out) const override { out << documentOf(number); }
+    bool deserialize(std::istream& in) override {
+        const auto read = numberIn({std::istreambuf_iterator<char>(in), {}});
+        number = read.value_or(number);
+        return read.has_value();
+    }
+    long number = -1;
+};
+
+enum class Mode { Normal, BackupAlone, WithoutExchange };
+
+/// What the parent sees of its child.
+struct Shared {
+    std::atomic<long> flushed{0};  ///< the number of the last version whose flush has returned
+    std::atomic<long> loaded{0};   ///< the number that the last start loaded
+    std::atomic<long> changes{0};  ///< calls that change the file system
+};
+
+Shared& shared() {
+    static auto* const memory = new (::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                            MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Shared;
+    return *memory;
+}
+
+void prepare(Mode mode) {
+    interpose::settings() = {};
+    interpose::failEveryExchange(mode == Mode::WithoutExchange ? EINVAL : 0);
+}
+
+Document& objectOf(const stream::StreamableHandler::LockedStreamable& locked) {
+    return static_cast<Document&>(locked.get());
+}
+
+[[noreturn]] void changeForEver(const std::string& path) {
+    for (;;) {
+        CachedFileManager files;
+        files.add(std::make_unique<Document>(), path);
+        auto& handler = files.getHandler(typeid(Document));
+        shared().loaded = objectOf(handler.lock()).number;
+        for (int round = 0; round < 20; ++round) {
+            const auto locked = handler.lock();
+            ++objectOf(locked).number;
+            if (round % 4 == 3) {
+                locked.write(0ms);  // the manager's thread writes it
+            } else {
+                locked.write();
+                locked.flush();
+                shared().flushed = objectOf(locked).number;
+            }
+        }
+    }
+}
+
+/// The newest complete version at the two places.
+std::optional<long> newestVersion(const std::string& path) {
+    return std::max(numberIn(contentOf(path)), numberIn(contentOf(path + ".bak")));
+}
+
+/// What a start loads, or nothing.
+std::optional<long> restart(const std::string& path) {
+    CachedFileManager files;
+    files.add(std::make_unique<Document>(), path);
+    const auto number = objectOf(files.getHandler(typeid(Document)).lock()).number;
+    return number < 0 ? std::nullopt : std::optional(number);
+}
+
+/// Leaves the newest version as the backup, and no file.
+void loseTheFile(const std::string& path) {
+    if (numberIn(contentOf(path)) >= numberIn(contentOf(path + ".bak"))) {
+        std::filesystem::rename(path, path + ".bak");
+    } else {
+        std::filesystem::remove(path);
+    }
+}
+
+// A kill concerns the process, not the device: in memory the same calls are made without waiting.
+void preferMemory() {
+    if (::access("/dev/shm", W_OK) == 0) {
+        ::setenv("TMPDIR", "/dev/shm", 1);
+    }
+}
+
+pid_t startChild(Mode mode, const std::string& path) {
+    shared().changes = 0;
+    const auto pid = ::fork();
+    if (pid == 0) {
+        prepare(mode);
+        interpose::countChangesIn(&shared().changes);
+        changeForEver(path);
+    }
+    return pid;
+}
+
+// The instant is random in what the child has done, so that a busy machine changes nothing.
+void killAtRandomInstant(pid_t pid, std::mt19937& random) {
+    const auto changes = std::uniform_int_distribution<long>(0, 40)(random);
+    EXPECT_TRUE(helpers::waitUntil([&] { return shared().changes >= changes; }));
+    std::this_thread::sleep_for(
+        std::chrono::microseconds(std::uniform_int_distribution<int>(0, 500)(random)));
+    ::kill(pid, SIGKILL);
+    int status = 0;
+    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
+    }
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+}
+
+void survive(Mode mode, const char* name) {
+    preferMemory();
+    const TempDir dir;
+    const auto path = dir.write("document", documentOf(0));
+    std::mt19937 random(20240229);
+    int losses = 0;
+    long flushedBefore = 0;
+    for (int kill = 0; kill < kKills; ++kill) {
+        killAtRandomInstant(startChild(mode, path), random);
+        const auto flushed = shared().flushed.load();
+        const auto stored = newestVersion(path);
+        // A child that came so far has loaded what the one before it had flushed.
+        const auto loaded = shared().loaded.load();
+        if (!stored || *stored < flushed || loaded < flushedBefore) {
+            ADD_FAILURE() << "kill " << kill << ": flushed " << flushedBefore << ", loaded "
+                          << loaded << ", flushed " << flushed << ", stored "
+                          << stored.value_or(-1);
+            ++losses;
+            dir.write("document", documentOf(flushed));
+        }
+        flushedBefore = flushed;
+        shared().loaded = flushed;
+        if (mode == Mode::BackupAlone) {
+            loseTheFile(path);
+        }
+    }
+    EXPECT_GE(restart(path), std::optional(flushedBefore));
+    std::cout << name << ": " << kKills << " kills, " << losses << " losses, " << shared().flushed
+              << " versions\n";
+    EXPECT_EQ(losses, 0);
+    EXPECT_GT(shared().flushed, kKills) << "the children hardly wrote anything";
+}
+
+TEST(Survival, RandomKills) {
+    survive(Mode::Normal, "normal");
+}
+
+TEST(Survival, RandomKillsAfterAStartFromTheBackupAlone) {
+    survive(Mode::BackupAlone, "start from the backup alone");
+}
+
+TEST(Survival, RandomKillsWithoutExchange) {
+    survive(Mode::WithoutExchange, "without exchange");
+}
+
+// A kill before each single call that changes the file system, in every mode and from every state
+// in which the two files can be.
+TEST(Survival, KillBeforeEveryCall) {
+    struct State {
+        const char* name;
+        std::string file;  ///< "-": missing
+        std::string backup;
+    };
+    const State states[] = {
+        {"both", documentOf(8), documentOf(7)}, {"no backup", documentOf(8), "-"},
+        {"backup alone", "-", documentOf(7)},   {"empty file", "", documentOf(7)},
+        {"half a file", "123", documentOf(7)},  {"half a backup", documentOf(8), "123"},
+    };
+    preferMemory();
+    int deaths = 0;
+    for (const auto mode : {Mode::Normal, Mode::WithoutExchange}) {
+        for (const auto& state : states) {
+            for (int call = 1;; ++call) {
+                const TempDir dir;
+                const auto path = dir.file("document");
+                if (state.file != "-") {
+                    dir.write("document", state.file);
+                }
+                if (state.backup != "-") {
+                    dir.write("document.bak", state.backup);
+                }
+                const auto before = *newestVersion(path);
+                const auto result = helpers::runInChild([&](const auto&) {
+                    prepare(mode);
+                    CachedFileManager files;
+                    interpose::settings().killAtCall = call;
+                    files.add(std::make_unique<Document>(), path);
+                    const auto locked = files.getHandler(typeid(Document)).lock();
+                    ++objectOf(locked).number;
+                    locked.write();
+                    locked.flush();
+                    return 0;
+                });
+                const auto loaded = restart(path);
+                EXPECT_TRUE(loaded && *loaded >= before && *loaded <= before + 1)
+                    << state.name << ", call " << call;
+                if (result.signal != SIGKILL) {
+                    EXPECT_EQ(result.exitCode, 0) << result.report;
+                    EXPECT_EQ(loaded, before + 1) << state.name;
+                    break;
+                }
+                ++deaths;
+            }
+        }
+    }
+    std::cout << deaths << " kills, each before another call\n";
+    EXPECT_GT(deaths, 100);
+}
+
+}  // namespace
+}  // namespace vorn::common::fs

@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
+
+#include <system_error>
+#include <type_traits>
+
+#include "helpers/TempDir.h"
+#include "helpers/child.h"
+#include "helpers/environment.h"
+
+namespace vorn::common::fs {
+namespace {
+
+using helpers::TempDir;
+using std::filesystem::perms;
+
+static_assert(!std::is_copy_constructible_v<TemporaryDirectory>);
+static_assert(!std::is_copy_assignable_v<TemporaryDirectory>);
+static_assert(std::is_nothrow_move_constructible_v<TemporaryDirectory>);
+static_assert(std::is_nothrow_move_assignable_v<TemporaryDirectory>);
+static_assert(!std::is_convertible_v<TemporaryDirectory, bool>);
+static_assert(noexcept(std::declval<TemporaryDirectory&>().release()));
+
+bool exists(const std::string& path) {
+    return std::filesystem::exists(path);
+}
+
+TEST(TemporaryDirectory, CreatesAPrivateDirectory) {
+    std::string path;
+    {
+        const TemporaryDirectory directory;
+        path = directory.path();
+        EXPECT_EQ(path.substr(0, 5), "/tmp/");
+        EXPECT_EQ(path.size(), 11U);
+        EXPECT_TRUE(directory);
+        EXPECT_TRUE(directory.checkIfExists());
+        EXPECT_EQ(directory.permissions(), perms::owner_all);
+        std::filesystem::create_directories(path + "/a/b/c");
+    }
+    EXPECT_FALSE(exists(path)) << "removed with everything below it";
+}
+
+TEST(TemporaryDirectory, DeliberatelyIgnoresTmpdir) {
+    const TempDir dir;
+    ::setenv("TMPDIR", dir.path().c_str(), 1);
+    const TemporaryDirectory directory;
+    EXPECT_EQ(std::filesystem::path(directory.path()).parent_path(), "/tmp");
+    ::unsetenv("TMPDIR");
+}
+
+TEST(TemporaryDirectory, PermissionsAreExactWhateverTheUmask) {
+    const TempDir dir;
+    for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
+        const auto before = ::umask(mask);
+        for (const auto wanted : {perms{0700}, perms{0755}, perms{0777}, perms{0500}}) {
+            EXPECT_EQ(TemporaryDirectory(wanted).permissions(), wanted);
+            EXPECT_EQ(TemporaryDirectory(dir.file("a b\n"), wanted).permissions(), wanted);
+        }
+        ::umask(before);
+    }
+}
+
+TEST(TemporaryDirectory, SetPermissionsReplaces) {
+    TemporaryDirectory directory;
+    directory.setPermissions(perms{0750});
+    EXPECT_EQ(directory.permissions(), perms{0750});
+}
+
+TEST(TemporaryDirectory, AtAPath) {
+    const TempDir dir;
+    {
+        const TemporaryDirectory directory(dir.file("sub"));
+        EXPECT_EQ(directory.path(), dir.file("sub"));
+        EXPECT_EQ(directory.permissions(), perms::owner_all);
+    }
+    EXPECT_FALSE(exists(dir.file("sub")));
+}
+
+TEST(TemporaryDirectory, NeverRemovesADirectoryThatWasThere) {
+    const TempDir dir;
+    std::filesystem::create_directory(dir.file("sub"));
+    dir.write("sub/precious", "x");
+    std::filesystem::permissions(dir.file("sub"), perms{0755});
+    try {
+        const TemporaryDirectory directory(dir.file("sub"));
+        FAIL() << "threw nothing";
+    } catch (const std::filesystem::filesystem_error& error) {
+        EXPECT_EQ(error.code(), std::error_code(17, std::generic_category()));
+        EXPECT_EQ(error.path1(), dir.file("sub"));
+        EXPECT_NE(std::string(error.what()).find("Temporary directory already exist"),
+                  std::string::npos);
+    }
+    EXPECT_TRUE(exists(dir.file("sub/precious")));
+    EXPECT_EQ(std::filesystem::status(dir.file("sub")).permissions(), perms{0755});
+}
+
+TEST(TemporaryDirectory, FailuresToCreatePropagate) {
+    const TempDir dir;
+    const auto file = dir.write("file", "x");
+    for (const auto& path : {dir.file("no/parent"), file, file + "/below", std::string()}) {
+        EXPECT_THROW(TemporaryDirectory{path}, std::filesystem::filesystem_error) << path;
+    }
+    EXPECT_TRUE(exists(file));
+}
+
+TEST(TemporaryDirectory, FailureBelowTmpIsASystemError) {
+    VORN_REQUIRE_ROOT();
+    const TempDir dir;
+    const auto result = helpers::runInChild([&](const auto& report) {
+        // An empty root has no /tmp.
+        if (::chroot(dir.path().c_str()) != 0 || ::chdir("/") != 0) {
+            return 1;
+        }
+        try {
+            const TemporaryDirectory directory;
+        } catch (const std::system_error& error) {
+            report(error.code().category().name());
+            return error.code().value();
+        }
+        return 2;
+    });
+    EXPECT_EQ(result.report, "generic");
+    EXPECT_EQ(result.exitCode, ENOENT);
+}
+
+TEST(TemporaryDirectory, RemoveIfExists) {
+    const TempDir dir;
+    TemporaryDirectory directory(dir.file("sub"));
+    dir.write("sub/file", "");
+    EXPECT_TRUE(directory.removeIfExists());
+    EXPECT_FALSE(directory);
+    EXPECT_EQ(directory.path(), "");
+    EXPECT_FALSE(directory.checkIfExists());
+    EXPECT_FALSE(directory.removeIfExists());
+
+    TemporaryDirectory vanished(dir.file("sub"));
+    std::filesystem::remove(dir.file("sub"));
+    EXPECT_FALSE(vanished.checkIfExists());
+    EXPECT_FALSE(vanished.removeIfExists());
+    EXPECT_EQ(vanished.path(), dir.file("sub")) << "kept, because nothing was removed";
+}
+
+TEST(TemporaryDirectory, ReleasedDirectoryStays) {
+    const TempDir dir;
+    {
+        TemporaryDirectory directory(dir.file("sub"));
+        directory.release();
+        EXPECT_FALSE(directory);
+    }
+    EXPECT_TRUE(exists(dir.file("sub")));
+}
+
+TEST(TemporaryDirectory, MovesOwnership) {
+    const TempDir dir;
+    {
+        TemporaryDirectory first(dir.file("a"));
+        {
+            TemporaryDirectory second(std::move(first));
+            EXPECT_FALSE(first);
+            TemporaryDirectory third(dir.file("b"));
+            third = std::move(second);
+            EXPECT_FALSE(exists(dir.file("b")));
+            EXPECT_EQ(third.path(), dir.file("a"));
+            EXPECT_FALSE(second);
+            first = std::move(third);
+        }
+        EXPECT_TRUE(exists(dir.file("a")));
+        auto& same = first;
+        first = std::move(same);
+        EXPECT_TRUE(exists(dir.file("a")));
+        EXPECT_TRUE(first);
+    }
+    EXPECT_FALSE(exists(dir.file("a")));
+}
+
+}  // namespace
+}  // namespace vorn::common::fs

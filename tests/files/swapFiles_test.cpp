@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vorn/common/fs/tools.h>
+
+#include <cerrno>
+
+#include "files/interpose.h"
+#include "helpers/TempDir.h"
+#include "helpers/child.h"
+#include "helpers/environment.h"
+#include "helpers/expect_throw.h"
+
+namespace vorn::common::fs::tools {
+namespace {
+
+using helpers::contentOf;
+using helpers::TempDir;
+
+ino_t inodeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status.st_ino;
+}
+
+unsigned modeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+std::size_t entriesIn(const TempDir& dir) {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(dir.path()), {}));
+}
+
+/// A directory on another file system than the temporary directory, or empty.
+std::string otherFileSystem() {
+    struct stat here {};
+    struct stat there {};
+    const auto temporary = std::filesystem::temp_directory_path();
+    if (::stat("/dev/shm", &there) != 0 || ::access("/dev/shm", W_OK) != 0 ||
+        ::stat(temporary.c_str(), &here) != 0 || here.st_dev == there.st_dev) {
+        return {};
+    }
+    std::string pattern = "/dev/shm/vorn-test-XXXXXX";
+    return ::mkdtemp(pattern.data()) == nullptr ? std::string() : pattern;
+}
+
+TEST(SwapFiles, ExchangesTheNames) {
+    const TempDir dir;
+    const auto a = dir.write("a with space\n", "content of a");
+    const auto b = dir.write("b", "content of b");
+    const auto inodeOfA = inodeOf(a);
+    swapFiles(a, b);
+    EXPECT_EQ(contentOf(a), "content of b");
+    EXPECT_EQ(contentOf(b), "content of a");
+    EXPECT_EQ(inodeOf(b), inodeOfA) << "exchanged, not copied";
+    EXPECT_EQ(entriesIn(dir), 2U);
+}
+
+TEST(SwapFiles, CreatesAMissingNewFile) {
+    for (const int error : {0, EINVAL}) {
+        const TempDir dir;
+        const interpose::Scope scope;
+        scope->exchangeError = error;
+        const auto a = dir.write("a", "content");
+        swapFiles(a, dir.file("b"));
+        EXPECT_EQ(contentOf(dir.file("b")), "content");
+        EXPECT_TRUE(std::filesystem::exists(a));
+        EXPECT_EQ(contentOf(a), "");
+    }
+}
+
+TEST(SwapFiles, CopiesBetweenFileSystems) {
+    const auto other = otherFileSystem();
+    if (other.empty()) {
+        GTEST_SKIP() << "/dev/shm is no other file system than the temporary directory";
+    }
+    const TempDir dir;
+    const auto a = dir.write("a", "content of a");
+    const auto b = other + "/b";
+    createFile(b, "content of b");
+    std::filesystem::permissions(a, std::filesystem::perms{0640});
+    std::filesystem::permissions(b, std::filesystem::perms{0604});
+    swapFiles(a, b);
+    EXPECT_EQ(contentOf(a), "content of b");
+    EXPECT_EQ(contentOf(b), "content of a");
+    EXPECT_EQ(modeOf(a), 0604U) << "permissions go with the content";
+    EXPECT_EQ(modeOf(b), 0640U);
+    EXPECT_EQ(entriesIn(dir), 1U) << "no side file is left";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(other), {}), 1);
+    std::filesystem::remove_all(other);
+}
+
+TEST(SwapFiles, FallsBackForEveryReason) {
+    for (const int error : {EINVAL, ENOSYS, EXDEV, EPERM, EBUSY}) {
+        const TempDir dir;
+        const interpose::Scope scope;
+        scope->exchangeError = error;
+        const auto a = dir.write("a", "content of a");
+        const auto b = dir.write("b", std::string(100000, 'b'));
+        swapFiles(a, b);
+        EXPECT_EQ(contentOf(a), std::string(100000, 'b'));
+        EXPECT_EQ(contentOf(b), "content of a");
+        EXPECT_EQ(entriesIn(dir), 2U);
+        EXPECT_EQ(scope->exchanges, 1);
+    }
+}
+
+TEST(SwapFiles, CopiesInPlaceWhereNothingCanBeRenamed) {
+    const TempDir dir;
+    const interpose::Scope scope;
+    scope->exchangeError = EINVAL;
+    scope->renameError = EBUSY;
+    const auto a = dir.write("a", "content of a");
+    const auto b = dir.write("b", "content of b");
+    const auto inodeOfA = inodeOf(a);
+    swapFiles(a, b);
+    EXPECT_EQ(contentOf(a), "content of b");
+    EXPECT_EQ(contentOf(b), "content of a");
+    EXPECT_EQ(inodeOf(a), inodeOfA);
+    EXPECT_EQ(entriesIn(dir), 2U);
+}
+
+TEST(SwapFiles, CopiesInPlaceInADirectoryThatRefusesNewFiles) {
+    VORN_REQUIRE_ROOT();
+    const TempDir dir;
+    const auto folder = dir.file("folder");
+    std::filesystem::create_directory(folder);
+    const auto a = dir.write("folder/a", "content of a");
+    const auto b = dir.write("folder/b", "content of b");
+    for (const auto& file : {a, b}) {
+        std::filesystem::permissions(file, std::filesystem::perms{0666});
+    }
+    std::filesystem::permissions(dir.path(), std::filesystem::perms{0755});
+    std::filesystem::permissions(folder, std::filesystem::perms{0555});
+    const auto result = helpers::runInChild([&](const auto&) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+            return 1;
+        }
+        swapFiles(a, b);
+        return 0;
+    });
+    EXPECT_EQ(result.exitCode, 0) << result.report;
+    EXPECT_EQ(contentOf(a), "content of b");
+    EXPECT_EQ(contentOf(b), "content of a");
+}
+
+TEST(SwapFiles, FollowsLinksWhenItCopies) {
+    const TempDir dir;
+    const interpose::Scope scope;
+    scope->exchangeError = EINVAL;
+    const auto a = dir.write("a", "content of a");
+    const auto b = dir.write("b", "content of b");
+    std::filesystem::create_symlink("a", dir.file("link"));
+    swapFiles(dir.file("link"), b);
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.file("link")));
+    EXPECT_EQ(contentOf(a), "content of b");
+    EXPECT_EQ(contentOf(b), "content of a");
+}
+
+TEST(SwapFiles, DeliberatelyReportsNothing) {
+    const TempDir dir;
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    const auto b = dir.write("b", "content of b");
+    EXPECT_NO_THROW(swapFiles(dir.file("missing"), b));
+    EXPECT_NO_THROW(swapFiles(dir.file("no/parent"), dir.file("nor/here")));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(contentOf(b), "content of b") << "a failed copy stops the ones after it";
+    EXPECT_FALSE(std::filesystem::exists(dir.file("missing")));
+}
+
+TEST(SwapFiles, AFailedCopyOverwritesNothing) {
+    const TempDir dir;
+    const auto a = dir.write("a", "content of a");
+    std::filesystem::create_directory(dir.file("folder"));
+    const interpose::Scope scope;
+    scope->exchangeError = EINVAL;
+    swapFiles(a, dir.file("folder"));
+    swapFiles(dir.file("folder"), a);
+    EXPECT_EQ(contentOf(a), "content of a");
+    EXPECT_TRUE(std::filesystem::is_empty(dir.file("folder")));
+    scope->syncError = EIO;
+    const auto b = dir.write("b", "content of b");
+    swapFiles(a, b);
+    EXPECT_EQ(contentOf(a), "content of a");
+    EXPECT_EQ(contentOf(b), "content of b");
+    EXPECT_EQ(entriesIn(dir), 3U);
+}
+
+TEST(SwapFiles, ReplacesANeighbourOfASimilarName) {
+    for (const int error : {0, EINVAL}) {
+        const TempDir dir;
+        const interpose::Scope scope;
+        scope->exchangeError = error;
+        for (const auto* suffix : {".new", ".tmp", ".bak", "~", ".side"}) {
+            const auto a = dir.write("a", "content of a");
+            const auto b = dir.write(std::string("a") + suffix, "content of b");
+            swapFiles(b, a);
+            EXPECT_EQ(contentOf(a), "content of b") << suffix;
+            EXPECT_EQ(contentOf(b), "content of a") << suffix;
+        }
+    }
+}
+
+// Whatever call a kill comes before, each name holds one of the two contents as a whole.
+TEST(SwapFiles, AKillLeavesWholeFiles) {
+    int deaths = 0;
+    for (int call = 1;; ++call) {
+        const TempDir dir;
+        const std::string contentA(20000, 'a');
+        const std::string contentB(30000, 'b');
+        const auto a = dir.write("a", contentA);
+        const auto b = dir.write("b", contentB);
+        const auto result = helpers::runInChild([&](const auto&) {
+            interpose::settings() = {};
+            interpose::settings().exchangeError = EINVAL;
+            interpose::settings().killAtCall = call;
+            swapFiles(a, b);
+            return 0;
+        });
+        for (const auto& path : {a, b}) {
+            EXPECT_TRUE(contentOf(path) == contentA || contentOf(path) == contentB) << call;
+        }
+        EXPECT_TRUE(contentOf(a) == contentA || contentOf(b) == contentA) << call;
+        if (result.signal != SIGKILL) {
+            EXPECT_EQ(result.exitCode, 0) << result.report;
+            break;
+        }
+        ++deaths;
+    }
+    EXPECT_GE(deaths, 4);
+}
+
+}  // namespace
+}  // namespace vorn::common::fs::tools

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <signal.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "helpers/TempDir.h"
+#include "helpers/wait_until.h"
+
+namespace helpers {
+
+/// The state letter of a process, or of a thread of this one ("self/task/<tid>"); '-' when there is
+/// none.
+inline char stateOf(const std::string& entry) {
+    const auto stat = contentOf("/proc/" + entry + "/stat");
+    const auto name = stat.rfind(')');
+    return name == std::string::npos || name + 2 >= stat.size() ? '-' : stat[name + 2];
+}
+
+/// True while a process exists and has not ended.
+inline bool isAlive(pid_t pid) {
+    const char state = stateOf(std::to_string(pid));
+    return state != '-' && state != 'Z' && state != 'X';
+}
+
+/// Waits for a file that holds a line, and returns its first line.
+inline std::string lineOf(const std::filesystem::path& path) {
+    std::string line;
+    const bool found = waitUntil([&] {
+        const auto text = contentOf(path);
+        const auto end = text.find('\n');
+        line = text.substr(0, end);
+        return end != std::string::npos;
+    });
+    return found ? line : std::string();
+}
+
+/// The same for the number of a process.
+inline pid_t pidIn(const std::filesystem::path& path) {
+    const auto line = lineOf(path);
+    return line.empty() ? -1 : std::stoi(line);
+}
+
+/// A directory that a process can have as its root: /bin/sh is a static shell, and /usr/bin/cgexec
+/// writes its arguments, one a line, to /record.
+class FakeRoot {
+  public:
+    explicit FakeRoot(std::filesystem::path path) : path_(std::move(path)) {
+        namespace fs = std::filesystem;
+        for (const char* directory : {"bin", "usr/bin", "tmp"}) {
+            fs::create_directories(path_ / directory);
+        }
+        fs::copy_file(kShell, path_ / "bin/sh");
+        const auto recorder = path_ / "usr/bin/cgexec";
+        std::ofstream(recorder) << "#!/bin/sh\nfor word; do echo \"$word\"; done > /record\n";
+        fs::permissions(recorder, fs::perms::owner_all);
+    }
+
+    [[nodiscard]] static bool available() { return std::filesystem::exists(kShell); }
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    [[nodiscard]] std::string record() const { return contentOf(path_ / "record"); }
+
+  private:
+    static constexpr const char* kShell = "/bin/busybox";
+
+    std::filesystem::path path_;
+};
+
+}  // namespace helpers
+
+/// Skips a test that needs a root directory for child processes, saying why.
+#define VORN_REQUIRE_FAKE_ROOT()                                                  \
+    do {                                                                          \
+        VORN_REQUIRE_ROOT();                                                      \
+        if (!::helpers::FakeRoot::available()) {                                  \
+            GTEST_SKIP() << "needs /bin/busybox (Debian package busybox-static)"; \
+        }                                                                         \
+    } while (false)
