@@ -186,6 +186,13 @@ TEST(Serializer, SetNullReplacesEverything) {
         outer.finalize();
         EXPECT_EQ(outer.json(),
                   format == Serializer::Pretty ? "{\n  \"n\": null\n}" : "{\"n\":null}");
+        Serializer again(format);
+        again.appendKey("a");
+        again.setNull();
+        again.mutableJson().clear();
+        again.addNull("n");
+        again.finalize();
+        EXPECT_EQ(again.json(), outer.json());
     }
 }
 
