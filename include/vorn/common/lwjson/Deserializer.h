@@ -119,7 +119,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// Parses one member from [begin, end) with `depth` levels left and gives it a name. Characters
     /// behind the value are left to whoever reads the container.
     Deserializer(const char* begin, const char* end, unsigned depth, const String& name,
-                 Options options);
+                 Options options = None);
 
     Deserializer(const Deserializer&) = default;
     Deserializer(Deserializer&&) noexcept = default;
@@ -203,9 +203,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     static void extractValue(const char* text, unsigned size, long double& out, const char* name);
     /// A quoted string, unescaped; else `std::invalid_argument`
     /// "lwjson::deserializer "<name>" is not a string".
-    /// Deliberate: escapes are resolved kind by kind, first `\"`, then `\\`, then `\/ \b \f \n \r
-    /// \t
-    /// \'`, so that `\\n` becomes a line feed; `\u` stays as written.
+    /// Deliberate: escapes are resolved kind by kind, first `\"`, then `\\`, then `\/`, `\b`, `\f`,
+    /// `\n`, `\r`, `\t`, `\'`, so that `\\n` becomes a line feed; `\u` stays as written.
     static void extractValue(const char* text, unsigned size, std::string& out, const char* name);
     /// A quoted UUID in any of its text forms; else the error of the string or of `Uuid`.
     static void extractValue(const char* text, unsigned size, Uuid& out, const char* name);
