@@ -204,8 +204,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// A quoted string, unescaped; else `std::invalid_argument`
     /// "lwjson::deserializer "NAME" is not a string".
     /// Deliberate: escapes are resolved kind by kind, first `\"`, then `\\`, then `\/`, `\b`, `\f`,
-    /// `\n`, `\r`, `\t`, `\'`, so that an escaped backslash before an n becomes a line feed; those of
-    /// Unicode characters stay as written.
+    /// `\n`, `\r`, `\t`, `\'`, so that an escaped backslash before an n becomes a line feed; those
+    /// of Unicode characters stay as written.
     static void extractValue(const char* text, unsigned size, std::string& out, const char* name);
     /// A quoted UUID in any of its text forms; else the error of the string or of `Uuid`.
     static void extractValue(const char* text, unsigned size, Uuid& out, const char* name);
