@@ -92,7 +92,8 @@ class VORN_GW_COMMON_EXPORT Executable
         Pipes(const Pipes&) = delete;
         Pipes& operator=(const Pipes&) = delete;
 
-        /// Closes both read ends (0) or both write ends (1), where they are open.
+        /// Closes both read ends (0) or both write ends (1), where they are open. Any other value
+        /// fails an assertion.
         void close(unsigned which);
         /// Closes both write ends.
         void closeWriting();
