@@ -18,8 +18,8 @@ int main() {
     const Uuid words = Uuid::fromBase64String("gw", "main pump");
     std::cout << "words:   " << words.base64URL() << "\n";
 
-    const Uuid session(0ULL);
-    std::cout << "session: version " << session.version() << "\n";
+    const Uuid request(0ULL);
+    std::cout << "request: version " << request.version() << "\n";
 
     for (const char* text : {"1od3jkd8W4e_J3SstjkVpw", "d687778e477c-5b87-bf27-74acb63915a7-"}) {
         try {

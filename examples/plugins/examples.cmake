@@ -22,3 +22,15 @@ target_compile_definitions(example_plugins_load_configured_plugins PRIVATE
 foreach(program IN ITEMS load_plugin load_configured_plugins)
     add_dependencies(example_plugins_${program} example_plugins_greeting_plugin)
 endforeach()
+
+# A cipher for real use; left out where libsodium is not installed.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(VORN_LIBSODIUM QUIET IMPORTED_TARGET GLOBAL libsodium)
+if(TARGET PkgConfig::VORN_LIBSODIUM)
+    add_library(secretbox_plugin MODULE plugins/secretbox_plugin.cpp)
+    set_target_properties(secretbox_plugin PROPERTIES PREFIX "")
+    target_link_libraries(secretbox_plugin PRIVATE vorn::gw-common PkgConfig::VORN_LIBSODIUM)
+    target_compile_options(secretbox_plugin PRIVATE
+        $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+    vorn_warnings(secretbox_plugin)
+endif()

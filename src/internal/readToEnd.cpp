@@ -17,7 +17,7 @@ std::size_t lengthAfterAppending(std::size_t length, std::size_t added) {
 }
 
 std::string readToEnd(int fd) {
-    constexpr std::size_t kBlock = 64 * 1024;
+    constexpr std::size_t kBlock = 65536;
     const auto buffer = std::make_unique_for_overwrite<char[]>(kBlock);
     std::string text;
     for (;;) {

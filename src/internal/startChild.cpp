@@ -14,8 +14,8 @@
 
 // clone under the name that sanitizers do not intercept: they would take the child for a forked one
 // and release their own locks twice, in memory that it shares with the parent.
-extern "C" int __clone(int (*entry)(void*), void* stackTop, int flags, void* argument,
-                       ...) noexcept;  // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" int __clone(int (*)(void*), void* stackTop, int flags, void* argument, ...) noexcept;
 
 #ifndef SYS_close_range
 #define SYS_close_range 436

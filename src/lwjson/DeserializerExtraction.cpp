@@ -25,11 +25,11 @@ namespace {
 }
 
 /// A plain decimal number well inside the type's range, for which `from_chars` and `strtod` agree;
-/// everything else is left to the latter.
+/// everything else (0 and with it "0x1" too) is left to the latter.
 template <class Number>
 [[nodiscard]] bool readPlainNumber(const char* text, Number& out) {
     const char* digits = *text == '-' ? text + 1 : text;
-    if (!isDigit(*digits) || digits[1] == 'x' || digits[1] == 'X') {
+    if (!isDigit(*digits)) {
         return false;
     }
     const char* end = digits + 1;

@@ -36,6 +36,8 @@ Serializer::Serializer(unsigned reserve, Format format)
     init(reserve, format);
 }
 
+Serializer::Serializer() : Serializer(Pretty) {}
+
 Serializer::Serializer(Format format) : Serializer(kDefaultReserve, format) {}
 
 Serializer::Serializer(std::string& json, Format format) : output_(&json) {

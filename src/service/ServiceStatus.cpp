@@ -50,12 +50,12 @@ std::string toString(HealthStatus status) {
 }
 
 template <>
-OperatingStatus fromString(const std::string& text) {
+OperatingStatus fromString<OperatingStatus>(const std::string& text) {
     return valueOf(kOperatingTexts, text, OperatingStatus::Unknown);
 }
 
 template <>
-HealthStatus fromString(const std::string& text) {
+HealthStatus fromString<HealthStatus>(const std::string& text) {
     return valueOf(kHealthTexts, text, HealthStatus::Unknown);
 }
 

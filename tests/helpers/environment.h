@@ -39,6 +39,9 @@ inline constexpr bool kThreadSanitizer =
     false;
 #endif
 
+/// True where code takes about ten times as long; tests that go through all cases take fewer then.
+inline constexpr bool kSlow = kEmulated || kAddressSanitizer || kThreadSanitizer;
+
 inline bool isRoot() {
     return ::geteuid() == 0;
 }

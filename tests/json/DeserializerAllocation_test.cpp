@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -10,13 +11,20 @@
 namespace {
 
 std::atomic<std::size_t> allocations{0};
+std::atomic<std::ptrdiff_t> alive{0};
 
 void* counted(std::size_t size) {
     allocations.fetch_add(1, std::memory_order_relaxed);
     if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        alive.fetch_add(1, std::memory_order_relaxed);
         return memory;
     }
     throw std::bad_alloc();
+}
+
+void release(void* memory) noexcept {
+    alive.fetch_sub(memory == nullptr ? 0 : 1, std::memory_order_relaxed);
+    std::free(memory);
 }
 
 }  // namespace
@@ -28,16 +36,16 @@ void* operator new[](std::size_t size) {
     return counted(size);
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 
 namespace {
@@ -109,6 +117,18 @@ TEST(DeserializerAllocation, LookUpsAllocateNothing) {
     EXPECT_EQ(found.getValueType(), Deserializer::ValueType::Integer);
     EXPECT_EQ(root.findMember("b"), nullptr);
     EXPECT_EQ(allocations.load() - before, 0U);
+}
+
+TEST(DeserializerAllocation, AnImportWithoutMembersDropsTheTextBefore) {
+    Deserializer reader;
+    const auto aliveAfter = [&](int imports) {
+        for (int i = 0; i < imports; ++i) {
+            reader.importJson(repeated("1", 100));
+        }
+        return alive.load();
+    };
+    const std::ptrdiff_t few = aliveAfter(3);
+    EXPECT_EQ(aliveAfter(100), few);
 }
 
 /// Every level holds more containers than are counted in one go, so that each one would be looked

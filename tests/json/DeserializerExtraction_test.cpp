@@ -2,14 +2,13 @@
 
 #include <cerrno>
 #include <cfloat>
-#include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
 
-#include "helpers/TempDir.h"
+#include "helpers/CommaLocale.h"
 #include "helpers/expect_throw.h"
 #include "vorn/common/lwjson/Deserializer.h"
 
@@ -343,32 +342,9 @@ TEST(DeserializerExtraction, AsNamesTheNode) {
                       "lwjson::deserializer \"t\" is not an integer");
 }
 
-/// Compiles a locale with a decimal comma, makes it the process's, and puts the old one back.
-class CommaLocale {
-  public:
-    CommaLocale() {
-        const std::string command =
-            "localedef -i de_DE -f UTF-8 '" + directory_.file("comma") + "' >/dev/null 2>&1";
-        static_cast<void>(std::system(command.c_str()));
-        ::setenv("LOCPATH", directory_.path().c_str(), 1);
-        ::setenv("LC_ALL", "comma", 1);
-        active_ = std::setlocale(LC_ALL, "") != nullptr && *std::localeconv()->decimal_point == ',';
-    }
-    ~CommaLocale() {
-        ::unsetenv("LOCPATH");
-        ::unsetenv("LC_ALL");
-        std::setlocale(LC_ALL, "C");
-    }
-    [[nodiscard]] bool active() const { return active_; }
-
-  private:
-    helpers::TempDir directory_;
-    bool active_ = false;
-};
-
 TEST(DeserializerExtraction, ACommaLocaleChangesNothing) {
-    const CommaLocale locale;
-    if (!locale.active()) {
+    const helpers::CommaLocale locale;
+    if (!locale.isInForce()) {
         GTEST_SKIP() << "localedef could not make a locale with a decimal comma";
     }
     ASSERT_EQ(std::strtod("1.5", nullptr), 1.0);

@@ -63,13 +63,18 @@ using vorn::common::lwjson::Deserializer;
 
 constexpr auto kBothOptions = Deserializer::AllowSingleQuotedKeys | Deserializer::AllowEmptyValues;
 
+/// Of the longest texts only those that begin with an opening character, the first three.
 TEST(DeserializerGrammar, EveryShortTextReadsAsTheGrammarSays) {
-    constexpr std::string_view kAlphabet = "[]{}\":,\\a ";
-    const std::size_t longest = helpers::kEmulated || helpers::kAddressSanitizer ? 4 : 5;
+    constexpr std::string_view kAlphabet = "[{\"]}:,\\a ";
+    constexpr std::size_t kOpening = 3;
+    const std::size_t longest = helpers::kSlow ? 4 : 5;
     std::string text;
     std::size_t texts = 1;
     for (std::size_t length = 0; length <= longest; ++length, texts *= kAlphabet.size()) {
         for (std::size_t number = 0; number < texts; ++number) {
+            if (length == longest && number % kAlphabet.size() >= kOpening) {
+                continue;
+            }
             text.clear();
             for (std::size_t rest = number; text.size() < length; rest /= kAlphabet.size()) {
                 text += kAlphabet[rest % kAlphabet.size()];
@@ -114,7 +119,7 @@ TEST(DeserializerGrammar, RandomTextsReadAsTheGrammarSays) {
         }
         return text + std::string(kSpaces[pick(8)]);
     };
-    const int rounds = helpers::kEmulated || helpers::kAddressSanitizer ? 1000 : 6000;
+    const int rounds = helpers::kSlow ? 400 : 2000;
     int wellFormed = 0;
     for (int i = 0; i < rounds; ++i) {
         const std::string text = make(5);

@@ -34,6 +34,17 @@ TEST(DeserializerImport, EveryFormReadsTheText) {
     EXPECT_EQ(fromCharacters.value.data, text.data());
 }
 
+TEST(DeserializerImport, AGivenStringIsTakenOverWithoutACopy) {
+    std::string first = "[\"" + kFiller + "\"]";
+    std::string second = first;
+    const char* firstCharacters = first.data();
+    const char* secondCharacters = second.data();
+    Deserializer reader(std::move(first));
+    EXPECT_EQ(reader.text().data, firstCharacters);
+    reader.importJson(std::move(second));
+    EXPECT_EQ(reader.text().data, secondCharacters);
+}
+
 TEST(DeserializerImport, CopiesShareAnOwnedText) {
     auto root = std::make_unique<Deserializer>("{\"key\":[\"" + kFiller + "\"]}");
     const Deserializer copy = *root;

@@ -138,6 +138,7 @@ TEST(Deserializer, TheMemberConstructorParsesOneValue) {
     const Deserializer member(text.data(), end, 2, nameSpan, Deserializer::None);
     EXPECT_EQ(dump(member), "[1;{a=2}]");
     EXPECT_EQ(member.name(), "part");
+    EXPECT_EQ(Deserializer(text.data(), end, 2, nameSpan).options(), Deserializer::None);
     EXPECT_EQ(member.text().view(), text);
     EXPECT_THROW_TEXT(Deserializer(text.data(), end, 1, nameSpan, Deserializer::None),
                       std::runtime_error, "Maximum nested objects limit reached");

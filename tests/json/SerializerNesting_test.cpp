@@ -50,6 +50,10 @@ TEST(SerializerNesting, AnObjectStandsOnItsOwnLine) {
     EXPECT_EQ(underKey(kCompact, object(kPretty)), "{\"a\":{\n  \"b\": 1\n}}");
     EXPECT_EQ(underKey(kPretty, object(kCompact)), "{\n  \"a\":\n  {\"b\":1}\n}");
     EXPECT_EQ(underKey(kPretty, plain(5)), "{\n  \"a\": 5\n}");
+    EXPECT_EQ(underKey(kPretty, Serializer(R"({"b":1})", kPretty)), "{\n  \"a\":\n  {\"b\":1}\n}");
+    Serializer continued(R"({"b":1)", kPretty);
+    continued.finalize();
+    EXPECT_EQ(underKey(kPretty, continued), "{\n  \"a\":\n  {\"b\":1\n  }\n}");
 }
 
 TEST(SerializerNesting, AnObjectAsTheFirstValueStaysWhereItIs) {
@@ -98,6 +102,30 @@ TEST(SerializerNesting, Arrays) {
     afterSpace.addValue(numbers);
     afterSpace.finalize();
     EXPECT_EQ(afterSpace.json(), R"({"a":[1,2]})");
+}
+
+TEST(SerializerNesting, AnArrayStandsOnItsOwnLine) {
+    const std::vector<int> numbers = {1};
+    const Deserializer tree("[1]");
+    const std::string expected = "{\n  \"a\":\n  [\n    1\n  ]\n}";
+    EXPECT_EQ(underKey(kPretty, made(kPretty, [&](Serializer& json) { json.addValue(numbers); })),
+              expected);
+    EXPECT_EQ(underKey(kPretty, made(kPretty, [&](Serializer& json) { json.addValue(tree); })),
+              expected);
+}
+
+TEST(SerializerNesting, WhatFollowsAnArrayStandsOnItsOwnLine) {
+    const Serializer json = made(kPretty, [](Serializer& target) {
+        target.appendKey("a");
+        target.addValue(std::vector<std::vector<int>>{{1}});
+        target.appendKey("o");
+        target.addValue(object(kPretty));
+        target.appendKey("t");
+        target.addValue(Deserializer("[]"));
+    });
+    EXPECT_EQ(json.json(),
+              "{\n  \"a\":\n  [\n    [\n      1\n    ]\n  ],\n  \"o\":\n  {\n    \"b\": 1\n  },\n"
+              "  \"t\":\n  [\n  ]\n}");
 }
 
 TEST(SerializerNesting, ArraysOfOtherTypes) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "helpers/CommaLocale.h"
 #include "vorn/common/lwjson/Serializer.h"
 
 namespace {
@@ -158,6 +159,19 @@ TEST(SerializerNumbers, TheGlobalLocaleChangesNothing) {
     for (std::size_t i = 0; i < std::size(expected); ++i) {
         EXPECT_EQ(texts[i], expected[i]);
     }
+}
+
+TEST(SerializerNumbers, ACommaLocaleChangesNothing) {
+    const helpers::CommaLocale locale;
+    if (!locale.isInForce()) {
+        GTEST_SKIP() << "localedef could not make a locale with a decimal comma";
+    }
+    EXPECT_EQ(written(1234.5, 1), "1234.5,");
+    EXPECT_EQ(written(1234.5F, 1), "1234.5,");
+    EXPECT_EQ(written(1234.5), "1.2345000000000000e+03,");
+    EXPECT_EQ(written(1234.5L), "1.2345000000000000e+03,");
+    EXPECT_EQ(written(1234567), "1234567,");
+    EXPECT_EQ(*std::localeconv()->decimal_point, ',');
 }
 
 }  // namespace

@@ -186,6 +186,13 @@ TEST(Serializer, SetNullReplacesEverything) {
         outer.finalize();
         EXPECT_EQ(outer.json(),
                   format == Serializer::Pretty ? "{\n  \"n\": null\n}" : "{\"n\":null}");
+        Serializer again(format);
+        again.appendKey("a");
+        again.setNull();
+        again.mutableJson().clear();
+        again.addNull("n");
+        again.finalize();
+        EXPECT_EQ(again.json(), outer.json());
     }
 }
 
@@ -271,6 +278,21 @@ TEST(Serializer, ReservesRoom) {
         json.addValue(1234);
     }
     EXPECT_EQ(json.json().data(), before);
+}
+
+TEST(Serializer, PrettyIsTheDefault) {
+    struct Record {
+        std::string name;
+        Serializer json;
+    };
+    Record record = {};
+    record.json.addNull("a");
+    record.json.finalize();
+    EXPECT_EQ(record.json.json(), "{\n  \"a\": null\n}");
+    Serializer again(Serializer::Compact);
+    again.init(0);
+    again.addNull("a");
+    EXPECT_EQ(again.json(), "{\n  \"a\": null,");
 }
 
 TEST(Serializer, InitStartsAfresh) {

@@ -97,6 +97,21 @@ TEST(DynamicLibrary, ABareNameIsSearchedForByTheLoader) {
     GetCapturedStderr();
 }
 
+TEST(DynamicLibrary, FunctionsAreBoundWhenTheyAreFirstCalled) {
+    if (::getenv("LD_BIND_NOW") != nullptr) {
+        GTEST_SKIP() << "LD_BIND_NOW makes the loader bind everything at once";
+    }
+    const modules::Events events;
+    const DynamicLibrary library(modules::path("unresolved"), {});
+    EXPECT_NE(library.object(), nullptr);
+    EXPECT_EQ(events.text(), "loaded\n");
+}
+
+TEST(DynamicLibrary, ItsSymbolsAreNoneOfTheProgram) {
+    const DynamicLibrary library(modules::path("good"), {});
+    EXPECT_EQ(::dlsym(RTLD_DEFAULT, "loadLibrary"), nullptr);
+}
+
 struct FailureRow {
     const char* mode;
     const char* text;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <vorn/common/cipher/helper.h>
 
 #include <atomic>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "helpers/expect_throw.h"
+#include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 #include "modules.h"
 
@@ -141,6 +143,30 @@ TEST_F(GetCipherFromLib, KnownLibrariesAreFoundWhileAnotherOneLoads) {
     ::unsetenv("VORN_TEST_GATE");
     EXPECT_EQ(events_.text(), "loaded\nloading\nloaded\n");
     EXPECT_NE(testing::internal::GetCapturedStderr().find(slow), std::string::npos);
+}
+
+TEST_F(GetCipherFromLib, WhoeverWaitedForALoadUsesTheLoadedLibrary) {
+    const auto slow = modules::copy(dir_, "blocking", "slow.so");
+    const auto gate = dir_.file("gate");
+    ::setenv("VORN_TEST_GATE", gate.c_str(), 1);
+    testing::internal::CaptureStderr();
+    std::thread loader([&] { static_cast<void>(getCipherFromLib(slow, "x")); });
+    const bool loading = helpers::waitUntil([&] { return events_.text() == "loading\n"; });
+    std::atomic<pid_t> waiterId = 0;
+    std::thread waiter([&] {
+        waiterId = ::gettid();
+        static_cast<void>(getCipherFromLib(slow, "x"));
+    });
+    const bool waiting =
+        helpers::waitUntil([&] { return waiterId != 0; }) && helpers::waitUntilAsleep(waiterId);
+    dir_.write("gate", "");
+    loader.join();
+    waiter.join();
+    ::unsetenv("VORN_TEST_GATE");
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(loading);
+    EXPECT_TRUE(waiting);
+    EXPECT_EQ(events_.text(), "loading\nloaded\n");
 }
 
 }  // namespace

@@ -16,6 +16,13 @@ static_assert(std::is_same_v<vorn::common::SecondsDuration, SecondsDuration>);
 static_assert(sizeof(SecondsDuration) == 4);
 static_assert(!std::is_convertible_v<unsigned, SecondsDuration>);
 static_assert(SecondsDuration().count() == 0);
+
+struct Limits {
+    SecondsDuration soft;
+    SecondsDuration hard;
+};
+static_assert(Limits{}.hard == SecondsDuration(0));
+static_assert([](SecondsDuration duration = {}) { return duration; }() == SecondsDuration(0));
 static_assert(SecondsDuration::INFINITE.count() == 4294967295U);
 static_assert(SecondsDuration::INFINITE.isInfinite());
 static_assert(!SecondsDuration(4294967294U).isInfinite());

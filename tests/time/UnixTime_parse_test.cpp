@@ -219,6 +219,13 @@ TEST(UnixTimeParse, Fractions) {
     expectAccepted({"1970-01-01T00:00:00.5" + std::string(100000, '0') + "Z", 0.5, true});
 }
 
+TEST(UnixTimeParse, FormerErrorNumbersDoNotMatter) {
+    errno = ERANGE;
+    expectAccepted({noon(".5Z"), kNoon + 0.5, true});
+    EXPECT_EQ(errno, ERANGE);
+    errno = 0;
+}
+
 // Deliberate: a fraction too small for a double is refused with UTC and read as 0 with an offset.
 TEST(UnixTimeParse, FractionThatUnderflows) {
     for (const std::size_t length : {312U, 402U, 100002U}) {

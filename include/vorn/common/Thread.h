@@ -34,8 +34,8 @@ class VORN_GW_COMMON_EXPORT IRunnable {
 /// | start failed         | ignored | std::system_error   | std::system_error| nothing      |
 ///
 /// Threads: no lock inside; start, wait and destruction belong to one owning thread.
-/// Lifetime: the runnable and whatever `arg` points to must outlive the run. A function is destroyed
-/// on the new thread before wait() can return 2. Neither copyable nor movable.
+/// Lifetime: the runnable and whatever `arg` points to must outlive the run. A function is
+/// destroyed on the new thread before wait() can return 2. Neither copyable nor movable.
 ///
 /// Deliberate: an exception that leaves the function is discarded; wait() returns 2 as usual.
 class VORN_GW_COMMON_EXPORT Thread {

@@ -17,13 +17,14 @@ namespace vorn::common {
 /// A 128-bit identifier in the layout of RFC 4122, with its four texts.
 ///
 ///     const Uuid device = Uuid(Uuid::VORN_NAMESPACE, "pump 1");   // the same on every run
-///     const Uuid session(0ULL);                                   // random
-///     log << session << device.base64URL();
+///     const Uuid request(0ULL);                                   // random
+///     log << request << device.base64URL();
 ///     if (Uuid("933d6c80-dea9-8c6b-d111-8b3b46a181f1") == Uuid::VORN_NAMESPACE) ...
 ///
-/// Immutable. All texts are made once, at construction; reading one formats nothing, and copies
-/// share the values, so that copying costs one reference count (none for the constants and for
-/// `Uuid()`). A move is a copy: a moved-from identifier keeps its value.
+/// Immutable. All texts are made once, at construction (those of the constants and of `Uuid()` when
+/// the first of them is read); after that reading one formats nothing, and copies share the values,
+/// so that copying costs one reference count (none for the constants and for `Uuid()`). A move is a
+/// copy: a moved-from identifier keeps its value.
 ///
 /// Lifetime: references from bytes() and the texts live as long as any copy of the identifier. The
 /// constants can be used at any time: in static initialisers of other files, and in destructors of
@@ -139,9 +140,11 @@ VORN_GW_COMMON_EXPORT std::ostream& operator<<(std::ostream& stream, const Uuid&
 
 }  // namespace vorn::common
 
+namespace std {
 /// Hashes the 16 bytes.
 /// Not guaranteed: the same value on another platform or in another release.
 template <>
-struct std::hash<vorn::common::Uuid> {
+struct hash<vorn::common::Uuid> {
     VORN_GW_COMMON_EXPORT std::size_t operator()(const vorn::common::Uuid& uuid) const noexcept;
 };
+}  // namespace std

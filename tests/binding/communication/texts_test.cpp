@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <vorn/common/communication/CommunicationStatus.h>
+#include <vorn/common/service/ServiceStatus.h>
 
 #include <sstream>
 #include <type_traits>
@@ -94,6 +95,28 @@ TEST(CommunicationTexts, OtherTextsReadAsUnknown) {
     }
     EXPECT_EQ(fromString<ComState>("ping failed"), ComState::Unknown);
     EXPECT_EQ(fromString<Reason>("lost"), Reason::Unknown);
+}
+
+template <class Enum>
+concept ReadableState = requires {
+    vorn::common::communication::fromString<Enum>(std::string());
+};
+template <class Enum>
+concept ReadableStatus = requires {
+    vorn::common::service::fromString<Enum>(std::string());
+};
+static_assert(ReadableState<ComState> && ReadableState<Reason>);
+static_assert(!ReadableState<vorn::common::service::HealthStatus> && !ReadableState<int>);
+static_assert(ReadableStatus<vorn::common::service::OperatingStatus> &&
+              ReadableStatus<vorn::common::service::HealthStatus>);
+static_assert(!ReadableStatus<ComState> && !ReadableStatus<int>);
+
+TEST(CommunicationTexts, CanBeReadBesideServiceStatuses) {
+    using namespace vorn::common::service;
+    EXPECT_EQ(fromString<ComState>("ok"), ComState::Ok);
+    EXPECT_EQ(fromString<Reason>("ping failed"), Reason::PingFailed);
+    EXPECT_EQ(fromString<HealthStatus>("ok"), HealthStatus::Ok);
+    EXPECT_EQ(fromString<OperatingStatus>("in service"), OperatingStatus::InService);
 }
 
 TEST(CommunicationTexts, AStateIsStreamedAsItsText) {

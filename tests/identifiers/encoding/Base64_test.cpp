@@ -51,7 +51,9 @@ TEST(Base64, EncodesInBothAlphabets) {
         EXPECT_EQ(Base64::encodeUrlToString(bytesOf(row.bytes)), row.url);
     }
     EXPECT_EQ(Base64::encodeToString("fo"), "Zm8=");
+    EXPECT_EQ(Base64::encodeToString("\xFB\xFF"), "+/8=");
     EXPECT_EQ(Base64::encodeUrlToString("fo"), "Zm8=");
+    EXPECT_EQ(Base64::encodeUrlToString("\xFB\xFF"), "-_8=");
 }
 
 TEST(Base64, CoreEncoderReplacesItsOutput) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+#include <type_traits>
 
 namespace vorn::common::communication {
 
@@ -65,9 +66,11 @@ enum class Reason : std::uint32_t {
 /// "undefined" for a value that is not an enumerator.
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::string toString(Reason reason);
 
-/// Reads what toString writes, with regard to case. There are the two below and no other.
-template <class Enum>
-[[nodiscard]] Enum fromString(const std::string& text) = delete;
+/// Reads what toString writes, with regard to case. There are the two below and no other, so that
+/// it can be called unqualified beside other namespaces' functions of this name.
+template <class Enum,
+          std::enable_if_t<std::is_same_v<Enum, ComState> || std::is_same_v<Enum, Reason>, int> = 0>
+[[nodiscard]] Enum fromString(const std::string& text);
 
 /// Any other text gives ComState::Unknown, which is 0.
 template <>

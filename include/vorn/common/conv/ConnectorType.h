@@ -49,6 +49,8 @@ from_string<ConnectorType>(const std::string& text);
 
 }  // namespace conv
 
+/// @cond
 namespace vorn::common {
 namespace conv = ::conv;
 }  // namespace vorn::common
+/// @endcond

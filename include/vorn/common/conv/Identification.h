@@ -37,6 +37,8 @@ VORN_GW_COMMON_EXPORT std::ostream& operator<<(std::ostream& out, const Identifi
 
 }  // namespace conv
 
+/// @cond
 namespace vorn::common {
 namespace conv = ::conv;
 }  // namespace vorn::common
+/// @endcond

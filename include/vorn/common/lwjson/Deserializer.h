@@ -119,7 +119,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// Parses one member from [begin, end) with `depth` levels left and gives it a name. Characters
     /// behind the value are left to whoever reads the container.
     Deserializer(const char* begin, const char* end, unsigned depth, const String& name,
-                 Options options);
+                 Options options = None);
 
     Deserializer(const Deserializer&) = default;
     Deserializer(Deserializer&&) noexcept = default;
@@ -174,15 +174,15 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// Deliberate: a linear search; keep the result when it is needed more than once.
     [[nodiscard]] const Deserializer* findMember(const char* key) const;
     /// The same, but throws `std::out_of_range`
-    /// "lwjson::deserializer "<key>" value not found in object "<name>"".
+    /// "lwjson::deserializer "KEY" value not found in object "NAME"".
     [[nodiscard]] const Deserializer& getMember(const char* key) const;
     /// `getMember` of an object; on other nodes throws `std::invalid_argument`
-    /// "lwjson::deserializer operator[member] called on non-object type "<name>"".
+    /// "lwjson::deserializer operator[member] called on non-object type "NAME"".
     /// Deliberate: reads `key.data()` up to its NUL and ignores the view's length.
     [[nodiscard]] const Deserializer& operator[](std::string_view key) const;
     /// The element of an array. Throws `std::out_of_range` "lwjson::deserializer operator[index]
-    /// called with index out of range "<name>""; on other nodes `std::invalid_argument`
-    /// "lwjson::deserializer operator[index] called on non-array type "<name>"".
+    /// called with index out of range "NAME""; on other nodes `std::invalid_argument`
+    /// "lwjson::deserializer operator[index] called on non-array type "NAME"".
     [[nodiscard]] const Deserializer& operator[](unsigned index) const;
 
     /// Typed extraction from a value text: `extractValue(node.value.data, node.value.size, out,
@@ -190,7 +190,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// locale; `errno` is left as it was.
     ///
     /// Exactly "true" or "false"; else `std::invalid_argument`
-    /// "lwjson::deserializer "<name>" is not a boolean".
+    /// "lwjson::deserializer "NAME" is not a boolean".
     static void extractValue(const char* text, unsigned size, bool& out, const char* name);
     /// As `std::stod`, `std::stof`, `std::stold`: `std::invalid_argument` "stod" for no number,
     /// `std::out_of_range` "stod" beyond the type's range (subnormals included), or "stof",
@@ -202,10 +202,10 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     static void extractValue(const char* text, unsigned size, float& out, const char* name);
     static void extractValue(const char* text, unsigned size, long double& out, const char* name);
     /// A quoted string, unescaped; else `std::invalid_argument`
-    /// "lwjson::deserializer "<name>" is not a string".
-    /// Deliberate: escapes are resolved kind by kind, first `\"`, then `\\`, then `\/ \b \f \n \r
-    /// \t
-    /// \'`, so that `\\n` becomes a line feed; `\u` stays as written.
+    /// "lwjson::deserializer "NAME" is not a string".
+    /// Deliberate: escapes are resolved kind by kind, first `\"`, then `\\`, then `\/`, `\b`, `\f`,
+    /// `\n`, `\r`, `\t`, `\'`, so that an escaped backslash before an n becomes a line feed; those
+    /// of Unicode characters stay as written.
     static void extractValue(const char* text, unsigned size, std::string& out, const char* name);
     /// A quoted UUID in any of its text forms; else the error of the string or of `Uuid`.
     static void extractValue(const char* text, unsigned size, Uuid& out, const char* name);
@@ -214,12 +214,12 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     static void extractValue(const char* text, unsigned size, time::UnixTime& out,
                              const char* name);
     /// Seconds; above 4294967295 or negative throws `std::out_of_range`
-    /// "lwjson::deserializer "<name>" value out of range".
+    /// "lwjson::deserializer "NAME" value out of range".
     /// Deliberate: anything that is no number is `SecondsDuration::INFINITE`.
     static void extractValue(const char* text, unsigned size, time::SecondsDuration& out,
                              const char* name);
-    /// Decimal integers; `std::invalid_argument` "lwjson::deserializer "<name>" is not an integer"
-    /// or `std::out_of_range` "lwjson::deserializer "<name>" value out of range".
+    /// Decimal integers; `std::invalid_argument` "lwjson::deserializer "NAME" is not an integer"
+    /// or `std::out_of_range` "lwjson::deserializer "NAME" value out of range".
     static void extractValue(const char* text, unsigned size, signed char& out, const char* name);
     static void extractValue(const char* text, unsigned size, unsigned char& out, const char* name);
     static void extractValue(const char* text, unsigned size, short& out, const char* name);

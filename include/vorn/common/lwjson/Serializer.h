@@ -50,7 +50,8 @@ class VORN_GW_COMMON_EXPORT Serializer {
     /// An empty text with room for `reserve` characters.
     explicit Serializer(unsigned reserve, Format format = Pretty);
     /// The same with 512.
-    explicit Serializer(Format format = Pretty);
+    Serializer();
+    explicit Serializer(Format format);
     /// Writes into the caller's string, going on from its content as `init` says.
     explicit Serializer(std::string& json, Format format = Pretty);
     /// Go on from a copy of the string, or from the string itself.
@@ -64,7 +65,7 @@ class VORN_GW_COMMON_EXPORT Serializer {
     /// Starts afresh from the present text: an empty one gets `reserve` characters of capacity; one
     /// that starts with '{' is an object, finalized if it ends with '}' and else continued (a ','
     /// is put before the next key where it is missing); any other is finalized.
-    void init(unsigned reserve, Format format);
+    void init(unsigned reserve, Format format = Pretty);
 
     /// Writes a key, after the '{' if it is the first.
     /// Deliberate: keys are written as they are, not escaped.

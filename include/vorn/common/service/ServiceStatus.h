@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <type_traits>
 
 namespace vorn::common::service {
 
@@ -47,15 +48,19 @@ enum class HealthStatus : std::uint32_t {
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::string toString(HealthStatus status);
 
 /// The status with exactly this text (case matters, nothing is trimmed); `Unknown` for every other
-/// text. Exists for `OperatingStatus` and `HealthStatus`.
+/// text. Exists for `OperatingStatus` and `HealthStatus` only, so that it can be called unqualified
+/// beside other namespaces' functions of this name.
 ///
 ///     const auto health = service::fromString<service::HealthStatus>("minor failure");
-template <class Status>
-[[nodiscard]] Status fromString(const std::string& text) = delete;
+template <class Status, std::enable_if_t<std::is_same_v<Status, OperatingStatus> ||
+                                             std::is_same_v<Status, HealthStatus>,
+                                         int> = 0>
+[[nodiscard]] Status fromString(const std::string& text);
 template <>
-[[nodiscard]] VORN_GW_COMMON_EXPORT OperatingStatus fromString(const std::string& text);
+[[nodiscard]] VORN_GW_COMMON_EXPORT OperatingStatus
+fromString<OperatingStatus>(const std::string& text);
 template <>
-[[nodiscard]] VORN_GW_COMMON_EXPORT HealthStatus fromString(const std::string& text);
+[[nodiscard]] VORN_GW_COMMON_EXPORT HealthStatus fromString<HealthStatus>(const std::string& text);
 
 /// What a service reports about itself: two independent values.
 ///

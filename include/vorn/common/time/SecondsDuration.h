@@ -32,7 +32,9 @@ class SecondsDuration {
     /// The endless duration; its count is 4294967295 (all ones).
     static const SecondsDuration INFINITE;
 
-    constexpr explicit SecondsDuration(std::uint32_t seconds = 0) noexcept : seconds_(seconds) {}
+    /// No seconds.
+    constexpr SecondsDuration() noexcept = default;
+    constexpr explicit SecondsDuration(std::uint32_t seconds) noexcept : seconds_(seconds) {}
 
     /// Seconds; 4294967295 for the infinite duration.
     [[nodiscard]] constexpr std::uint32_t count() const noexcept { return seconds_; }
@@ -56,7 +58,7 @@ class SecondsDuration {
                                       const SecondsDuration&) noexcept = default;
 
   private:
-    std::uint32_t seconds_;
+    std::uint32_t seconds_ = 0;
 };
 
 inline constexpr SecondsDuration SecondsDuration::INFINITE{

@@ -1,0 +1,116 @@
+#include "Request.h"
+
+#include "RequestFields.h"
+#include "Settings.h"
+
+namespace gateway {
+
+namespace {
+
+constexpr const char* kDefaultPath =
+    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+
+std::vector<std::string> environmentOf(RequestFields& fields) {
+    auto environment = fields.optionalTexts("environment");
+    if (!environment) {
+        return {kDefaultPath};
+    }
+    for (const std::string& entry : *environment) {
+        if (entry.find('=') == std::string::npos) {
+            throw RequestError("\"environment\": NAME=value is expected");
+        }
+    }
+    return *std::move(environment);
+}
+
+RunRequest runRequest(RequestFields& fields, const RequestLimits& limits) {
+    RunRequest request;
+    request.script.uuid = vorn::common::Uuid(0ULL);
+    request.script.content = fields.text("script");
+    request.script.description = fields.optionalText("description").value_or("");
+    request.script.chroot = fields.optionalText("chroot");
+    request.script.cgroups = fields.optionalTexts("cgroups");
+    request.script.environment = environmentOf(fields);
+    request.withSecret = fields.flag("secret");
+    request.timeout =
+        vorn::common::time::SecondsDuration(fields.number("timeout", 1, limits.longestTimeout));
+    return request;
+}
+
+ExecRequest execRequest(RequestFields& fields, const RequestLimits& limits) {
+    ExecRequest request;
+    request.uuid = vorn::common::Uuid(0ULL);
+    request.program = fields.optionalTexts("program").value_or(std::vector<std::string>());
+    if (request.program.empty() || request.program[0].substr(0, 1) != "/") {
+        throw RequestError("\"program\": an array that begins with an absolute path is expected");
+    }
+    request.description = fields.optionalText("description").value_or(request.program[0]);
+    request.environment = environmentOf(fields);
+    request.timeout = std::chrono::seconds(fields.number("timeout", 1, limits.longestTimeout));
+    return request;
+}
+
+SetRequest setRequest(RequestFields& fields, const RequestLimits& limits) {
+    const std::string name = fields.text("name");
+    if (name == "heartbeat") {
+        const unsigned most = AdjustableValues::kMostHeartbeat;
+        return {SetRequest::Name::Heartbeat, fields.number("value", 1, most)};
+    }
+    if (name == "jobLimit") {
+        return {SetRequest::Name::JobLimit, fields.number("value", 1, limits.jobLimit)};
+    }
+    if (name == "secret") {
+        return {SetRequest::Name::Secret, 0, fields.text("value")};
+    }
+    throw RequestError("\"name\": there is no setting \"" + name + "\"");
+}
+
+BindRequest bindRequest(RequestFields& fields) {
+    BindRequest request;
+    request.interface = fields.text("interface");
+    try {
+        request.client = vorn::common::Uuid(fields.text("client"));
+    } catch (const RequestError&) {
+        throw;
+    } catch (const std::invalid_argument& error) {
+        throw RequestError(std::string("\"client\": ") + error.what());
+    }
+    return request;
+}
+
+Request anyRequest(RequestFields& fields, const RequestLimits& limits) {
+    const std::string kind = fields.text("request");
+    if (kind == "run") {
+        return runRequest(fields, limits);
+    }
+    if (kind == "exec") {
+        return execRequest(fields, limits);
+    }
+    if (kind == "status") {
+        return StatusRequest{};
+    }
+    if (kind == "settings") {
+        return SettingsRequest{};
+    }
+    if (kind == "set") {
+        return setRequest(fields, limits);
+    }
+    if (kind == "bind") {
+        return bindRequest(fields);
+    }
+    if (kind == "unbind") {
+        return UnbindRequest{};
+    }
+    throw RequestError("\"request\": there is no request \"" + kind + "\"");
+}
+
+}  // namespace
+
+Request parseRequest(const std::string& line, const RequestLimits& limits) {
+    RequestFields fields(line);
+    Request request = anyRequest(fields, limits);
+    fields.finish();
+    return request;
+}
+
+}  // namespace gateway

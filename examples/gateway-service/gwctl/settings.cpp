@@ -1,0 +1,70 @@
+#include <charconv>
+#include <iostream>
+#include <sstream>
+
+#include "JsonLine.h"
+#include "commands.h"
+#include "exitCodes.h"
+
+namespace gateway {
+
+namespace {
+
+void append(std::ostringstream& out, const Reply& reply, const char* object) {
+    for (const Reply::Node& member : reply.at({object}).members()) {
+        const std::string name = member.name();
+        out << (out.tellp() > 0 ? "\n" : "") << name
+            << std::string(name.size() < 14 ? 15 - name.size() : 1, ' ') << textOrRaw(member);
+    }
+}
+
+int show(const Session& session, const Reply& reply) {
+    std::ostringstream out;
+    append(out, reply, "settings");
+    append(out, reply, "counters");
+    session.print(reply, out.str());
+    return kDone;
+}
+
+// A number where it is one, so that the service can say what it expects instead.
+void addValue(JsonLine& request, const std::string& value) {
+    unsigned number = 0;
+    const char* end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, number);
+    if (error == std::errc() && stop == end) {
+        request.number("value", number);
+    } else {
+        request.text("value", value);
+    }
+}
+
+std::string firstLine(std::istream& in) {
+    std::string line;
+    std::getline(in, line);
+    return line;
+}
+
+}  // namespace
+
+int settingsCommand(const std::string& socket, bool json, Arguments& arguments) {
+    arguments.finish();
+    Session session(socket, json);
+    return show(session, session.ask(JsonLine().text("request", "settings").take()));
+}
+
+int setCommand(const std::string& socket, bool json, Arguments& arguments) {
+    const std::string name = arguments.operand("the name");
+    const std::string value = arguments.operand("the value");
+    arguments.finish();
+    JsonLine request;
+    request.text("request", "set").text("name", name);
+    if (name == "secret") {
+        request.text("value", value == "-" ? firstLine(std::cin) : value);
+    } else {
+        addValue(request, value);
+    }
+    Session session(socket, json);
+    return show(session, session.ask(request.take()));
+}
+
+}  // namespace gateway

@@ -1,0 +1,142 @@
+// Clients that misbehave harm nobody else.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "helpers/wait_until.h"
+#include "programs.h"
+
+namespace gateway_tests {
+
+namespace {
+
+const std::string kStatus = "{\"request\":\"status\"}";
+
+void expectServing(const RunningService& service) {
+    RawClient other = service.connect();
+    EXPECT_EQ(member(other.ask(kStatus), {"answer"}), "\"status\"");
+}
+
+std::string waiting(const std::string& file, const std::string& then) {
+    return "{\"request\":\"run\",\"timeout\":600,\"script\":\"while ! test -e " + file +
+           "; do sleep 0.05; done; " + then + "\"}\n";
+}
+
+}  // namespace
+
+TEST(Clients, HalfALineDisturbsNobody) {
+    RunningService service;
+    RawClient half = service.connect();
+    half.send("{\"request\":");
+    expectServing(service);
+    half.send("\"status\"}\n");
+    EXPECT_EQ(member(half.line(), {"answer"}), "\"status\"");
+}
+
+TEST(Clients, ALineWithoutItsLineFeedIsRefusedWhenTheInputEnds) {
+    RunningService service;
+    RawClient client = service.connect();
+    client.send(kStatus + "\n" + kStatus);
+    client.endInput();
+    EXPECT_EQ(member(client.line(), {"answer"}), "\"status\"");
+    EXPECT_EQ(member(client.line(), {"error"}), "\"the last line has no line feed\"");
+    EXPECT_EQ(client.line(), "") << "then the service closes the connection";
+}
+
+TEST(Clients, OneThatEndsItsInputStillGetsItsResult) {
+    RunningService service;
+    RawClient client = service.connect();
+    client.send(waiting("go", "exit 5"));
+    client.endInput();
+    EXPECT_EQ(member(client.line(), {"answer"}), "\"accepted\"");
+    service.directory().write("go", "");
+    EXPECT_EQ(member(client.line(), {"exitCode"}), "5");
+    EXPECT_EQ(client.line(), "");
+}
+
+TEST(Clients, TheScriptOfAVanishedClientRunsToItsEnd) {
+    RunningService service;
+    {
+        RawClient client = service.connect();
+        EXPECT_EQ(member(client.ask(waiting("go", "echo done > done")), {"answer"}),
+                  "\"accepted\"");
+    }
+    expectServing(service);
+    service.directory().write("go", "");
+    EXPECT_TRUE(helpers::waitUntil(
+        [&] { return helpers::contentOf(service.directory().file("done")) == "done\n"; }));
+    RawClient other = service.connect();
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        return member(other.ask(kStatus), {"jobs", "running"}) == "[]";
+    }));
+}
+
+TEST(Clients, AnEndlessLineTakesNoMemory) {
+    RunningService service;
+    RawClient client = service.connect();
+    const std::string block(1U << 20U, 'x');
+    for (int i = 0; i < 16; ++i) {
+        client.send(block);
+    }
+    expectServing(service);
+    EXPECT_EQ(member(client.ask(""), {"error"}), "\"the line is longer than 65536 bytes\"");
+    EXPECT_EQ(member(client.ask(kStatus), {"answer"}), "\"status\"");
+}
+
+TEST(Clients, OneThatFloodsAndNeverReadsIsHeldBack) {
+    RunningService service;
+    RawClient flood = service.connect();
+    std::string block;
+    while (block.size() < 65536) {
+        block += kStatus + "\n";
+    }
+    // Requests flow until the answers fill the client's own socket and share of memory.
+    std::size_t sent = 0;
+    std::size_t idle = 0;
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        const std::size_t count = flood.trySend(block);
+        sent += count;
+        idle = count == 0 ? idle + 1 : 0;
+        return idle >= 200 || sent > (std::size_t{64} << 20U);
+    }));
+    EXPECT_LT(sent, std::size_t{64} << 20U) << "the service takes everything";
+    expectServing(service);
+    EXPECT_EQ(service.stop(), 0) << "a client that does not read delays the end by seconds only";
+}
+
+TEST(Clients, ThousandsOfRequestsAreAnsweredOneByOne) {
+    RunningService service;
+    RawClient client = service.connect();
+    std::string block;
+    for (int i = 0; i < 100; ++i) {
+        block += kStatus + "\n";
+    }
+    for (int round = 0; round < 20; ++round) {
+        client.send(block);
+        for (int i = 0; i < 100; ++i) {
+            ASSERT_EQ(member(client.line(), {"answer"}), "\"status\"");
+        }
+    }
+}
+
+TEST(Clients, OneTooManyIsToldSo) {
+    RunningService service(R"(, "clients": {"limit": 2})");
+    auto first = std::make_unique<RawClient>(service.connect());
+    RawClient second = service.connect();
+    EXPECT_EQ(member(first->ask(kStatus), {"answer"}), "\"status\"");
+    EXPECT_EQ(member(second.ask(kStatus), {"answer"}), "\"status\"");
+    RawClient third = service.connect();
+    EXPECT_EQ(member(third.line(), {"reason"}), "\"too many clients are connected\"");
+    EXPECT_EQ(third.line(), "");
+    first.reset();
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        RawClient again = service.connect();
+        const std::string answer = again.ask(kStatus);
+        return member(answer, {"answer"}) == "\"status\"";
+    }));
+}
+
+}  // namespace gateway_tests

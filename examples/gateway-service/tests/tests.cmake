@@ -1,0 +1,38 @@
+# The service's classes alone.
+vorn_add_test_program(gateway-service_unit_tests gateway-service
+    "${gateway_root}/tests/Arguments_test.cpp"
+    "${gateway_root}/tests/Configuration_test.cpp"
+    "${gateway_root}/tests/JsonText_test.cpp"
+    "${gateway_root}/tests/LineBuffer_test.cpp"
+    "${gateway_root}/tests/Request_test.cpp"
+)
+target_link_libraries(gateway-service_unit_tests PRIVATE gateway-control)
+
+# The real programs, started as a user starts them.
+vorn_add_test_program(gateway-service_tests gateway-common
+    "${gateway_root}/tests/Bind_test.cpp"
+    "${gateway_root}/tests/Clients_test.cpp"
+    "${gateway_root}/tests/Flow_test.cpp"
+    "${gateway_root}/tests/Lifecycle_test.cpp"
+    "${gateway_root}/tests/Programs_test.cpp"
+    "${gateway_root}/tests/Requests_test.cpp"
+    "${gateway_root}/tests/Settings_test.cpp"
+    "${gateway_root}/tests/Watch_test.cpp"
+    "${gateway_root}/tests/programs.cpp"
+)
+target_compile_definitions(gateway-service_tests PRIVATE
+    "GATEWAYD_PROGRAM=\"$<TARGET_FILE:gatewayd>\""
+    "GWCTL_PROGRAM=\"$<TARGET_FILE:gwctl>\""
+    "PROGRAM_PREFIX=\"${CMAKE_CROSSCOMPILING_EMULATOR}\"")
+add_dependencies(gateway-service_tests gatewayd gwctl)
+if(TARGET secretbox_plugin)
+    target_sources(gateway-service_tests PRIVATE "${gateway_root}/tests/Secret_test.cpp")
+    target_compile_definitions(gateway-service_tests PRIVATE
+        "SECRETBOX_PLUGIN=\"$<TARGET_FILE:secretbox_plugin>\"")
+    add_dependencies(gateway-service_tests secretbox_plugin)
+endif()
+
+add_test(NAME gateway-service.demo
+    COMMAND bash "${gateway_root}/demo" "${CMAKE_CURRENT_BINARY_DIR}"
+            ${CMAKE_CROSSCOMPILING_EMULATOR})
+set_tests_properties(gateway-service.demo PROPERTIES TIMEOUT 120)
