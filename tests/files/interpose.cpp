@@ -90,6 +90,8 @@ __attribute__((visibility("default"))) int renameat2(int oldDirectory, const cha
                                                      unsigned flags) noexcept {
     auto& current = interpose::beforeChange();
     ++current.exchanges;
+    current.contentSyncsBeforeExchange = current.contentSyncs;
+    current.directorySyncsBeforeExchange = current.directorySyncs;
     const int everywhere = interpose::exchangeErrorOfAll;
     if (current.exchangeError != 0 || everywhere != 0) {
         return interpose::failWith(everywhere != 0 ? everywhere : current.exchangeError);

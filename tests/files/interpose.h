@@ -18,12 +18,14 @@ struct Settings {
     bool outOfMemory = false;      ///< operator new throws
     int killAtCall = 0;            ///< SIGKILL before the n-th changing call (0: never)
 
-    int opens = 0;           ///< calls of open so far
-    int writes = 0;          ///< calls of write so far
-    int contentSyncs = 0;    ///< calls of fdatasync so far
-    int directorySyncs = 0;  ///< calls of fsync so far
-    int exchanges = 0;       ///< exchanges that were tried so far
-    int changingCalls = 0;   ///< rename, exchange, write, fdatasync, unlink so far
+    int opens = 0;                         ///< calls of open so far
+    int writes = 0;                        ///< calls of write so far
+    int contentSyncs = 0;                  ///< calls of fdatasync so far
+    int directorySyncs = 0;                ///< calls of fsync so far
+    int exchanges = 0;                     ///< exchanges that were tried so far
+    int contentSyncsBeforeExchange = 0;    ///< of them, those before the last exchange
+    int directorySyncsBeforeExchange = 0;  ///< the same
+    int changingCalls = 0;                 ///< rename, exchange, write, fdatasync, unlink so far
 };
 
 /// The exchange of two names fails with this errno in all threads (0: it works).
