@@ -66,6 +66,11 @@ add_executable(gatewayd "${gateway_root}/gatewayd/main.cpp")
 target_link_libraries(gatewayd PRIVATE gateway-service)
 vorn_warnings(gatewayd)
 
+# Loaded when it runs, so that the demonstration has it.
+if(TARGET secretbox_plugin)
+    add_dependencies(gatewayd secretbox_plugin)
+endif()
+
 add_executable(gwctl "${gateway_root}/gwctl/main.cpp")
 target_link_libraries(gwctl PRIVATE gateway-control)
 vorn_warnings(gwctl)

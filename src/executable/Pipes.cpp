@@ -7,6 +7,7 @@
 
 #include <vorn/common/executable/Executable.h>
 
+#include "internal/assert.h"
 #include "internal/readToEnd.h"
 
 namespace vorn::common::executable {
@@ -58,6 +59,7 @@ Executable::Pipes::~Pipes() {
 }
 
 void Executable::Pipes::close(unsigned which) {
+    VORN_ASSERT(which < 2);
     closeEnd(out[which]);
     closeEnd(err[which]);
 }

@@ -63,11 +63,6 @@ void ClockAlignedTimerCore::setPeriod(std::chrono::milliseconds period, Lock&) {
     period_ = std::max(period, time::ClockAlignedTimer::MIN_PERIOD);
 }
 
-bool ClockAlignedTimerCore::isRunning() const {
-    const std::lock_guard lock(mutex());
-    return thread_.isRunning();
-}
-
 void ClockAlignedTimerCore::round(Lock& lock) {
     auto systemNow = clock_.systemNow();
     if (!thread_.isRunning()) {

@@ -26,7 +26,7 @@ class ClockAlignedTimerCore {
     void stop(Lock& lock);
     void reload(Lock& lock);
     void setPeriod(std::chrono::milliseconds period, Lock& lock);
-    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isRunning() const noexcept { return thread_.isRunning(); }
     void terminate() { thread_.terminate(); }
     [[nodiscard]] std::mutex& mutex() const noexcept { return thread_.mutex(); }
 

@@ -51,11 +51,6 @@ void TimerCore::scheduleAt(const time::UnixTime& when) {
     start(lock);
 }
 
-bool TimerCore::isRunning() const {
-    const std::lock_guard lock(mutex());
-    return thread_.isRunning();
-}
-
 void TimerCore::round(Lock& lock) {
     if (!thread_.isRunning()) {
         deadline_ = saturatingAdd(clock_.steadyNow(), TimerThread::kLongestWait);

@@ -4,6 +4,7 @@
 #include <vorn/common/time/UnixTime.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 
 #include "internal/TimerThread.h"
@@ -24,7 +25,7 @@ class TimerCore {
     void reload(Lock& lock);
     void setPeriod(std::chrono::milliseconds period, Lock& lock);
     void scheduleAt(const time::UnixTime& when);
-    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isRunning() const noexcept { return thread_.isRunning(); }
     void terminate() { thread_.terminate(); }
     [[nodiscard]] std::mutex& mutex() const noexcept { return thread_.mutex(); }
 

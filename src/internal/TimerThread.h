@@ -28,8 +28,9 @@ class TimerThread {
 
     [[nodiscard]] std::mutex& mutex() const noexcept { return mutex_; }
 
-    /// The rest is for callers that hold the mutex, except terminate().
     [[nodiscard]] bool isRunning() const noexcept { return running_; }
+
+    /// The rest is for callers that hold the mutex, except terminate().
     void arm();
     void disarm();
     void wake() { changed_.notify_all(); }
@@ -45,8 +46,8 @@ class TimerThread {
     std::atomic<bool> terminated_ = false;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    bool running_ = false;   // guarded by mutex_
-    bool exitLoop_ = false;  // guarded by mutex_
+    std::atomic<bool> running_ = false;  // written under mutex_
+    bool exitLoop_ = false;              // guarded by mutex_
     std::thread thread_;
 };
 

@@ -11,7 +11,10 @@ ClockAlignedTimer::ClockAlignedTimer(Callback callback, std::chrono::millisecond
     : core_(std::make_unique<internal::ClockAlignedTimerCore>(std::move(callback), period,
                                                               std::move(origin), recurrence)) {}
 
-ClockAlignedTimer::~ClockAlignedTimer() = default;
+ClockAlignedTimer::~ClockAlignedTimer() {
+    // Before the pointer goes: a running callback may still use its timer.
+    core_->terminate();
+}
 
 ClockAlignedTimer::TimePoint ClockAlignedTimer::Midnight(TimePoint t) {
     return internal::ClockAlignedTimerCore::midnight(t);

@@ -10,7 +10,10 @@ Timer::Timer(std::function<void()> callback, std::chrono::milliseconds period,
              Recurrence recurrence)
     : core_(std::make_unique<internal::TimerCore>(std::move(callback), period, recurrence)) {}
 
-Timer::~Timer() = default;
+Timer::~Timer() {
+    // Before the pointer goes: a running callback may still use its timer.
+    core_->terminate();
+}
 
 void Timer::start() {
     std::unique_lock lock(mutex());

@@ -1,13 +1,18 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <future>
 #include <set>
@@ -95,7 +100,7 @@ Listed listDescriptors() {
     return result;
 }
 
-TEST(ExecutableChild, ClosesDescriptors3To4095ExceptItsFourPipeEnds) {
+TEST(ExecutableChild, DeliberateClosesOnly3To4095AndKeepsItsFourPipeEnds) {
     const int source = ::open("/dev/null", O_RDONLY);
     for (const int fd : {3, 4, 60, 61, 200, 1000, 4094, 4095, 4096, 5000}) {
         if (::fcntl(fd, F_GETFD) == -1) {
@@ -118,6 +123,51 @@ TEST(ExecutableChild, ClosesDescriptors3To4095ExceptItsFourPipeEnds) {
     }
     EXPECT_EQ(nullDevices, (std::set<int>{4096, 5000}));
     EXPECT_EQ(pipeEnds, std::set<int>(std::begin(listed.ends), std::end(listed.ends)));
+}
+
+/// Makes close_range fail like a kernel before Linux 5.9, for this process and its children.
+bool forgetCloseRange() {
+    constexpr unsigned kCloseRange = 436;
+    sock_filter code[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kCloseRange, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{static_cast<unsigned short>(std::size(code)), code};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0 &&
+           ::syscall(kCloseRange, 4090, 4090, 0) == -1 && errno == ENOSYS;
+}
+
+TEST(ExecutableChild, ClosesDescriptorsOneByOneOnAnOldKernel) {
+    if (helpers::kEmulated) {
+        GTEST_SKIP() << "an emulator does not run programs that filter system calls";
+    }
+    const auto result = helpers::runInChild([](const auto& report) {
+        if (!forgetCloseRange()) {
+            return 90;
+        }
+        const int source = ::open("/dev/zero", O_RDONLY);
+        for (const int fd : {60, 1000, 4094, 4095, 4096}) {
+            ::dup2(source, fd);
+        }
+        const auto listed = listDescriptors();
+        for (const auto& [fd, target] : listed.descriptors) {
+            if (target == "/dev/zero") {
+                report(std::to_string(fd) + " ");
+            }
+        }
+        for (const int end : listed.ends) {
+            report(listed.descriptors.count(end) == 1 ? "kept " : "closed ");
+        }
+        return 0;
+    });
+    if (result.exitCode == 90) {
+        GTEST_SKIP() << "needs a kernel with filters for system calls (seccomp)";
+    }
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.report, "4096 kept kept kept kept ");
 }
 
 TEST(ExecutableChild, OutputsAreItsPipesAndInputIsInherited) {
@@ -272,6 +322,25 @@ TEST(ExecutableChild, EntersItsRoot) {
     const helpers::FakeRoot root(directory.path());
     EXPECT_EQ(outputOf(shell("pwd; echo /*"), {.chrootDir = root.path().string()}),
               "/\n/bin /tmp /usr\n");
+}
+
+TEST(ExecutableChild, DeliberateARelativeRootIsLookedUpInsideItself) {
+    VORN_REQUIRE_FAKE_ROOT();
+    const helpers::TempDir directory;
+    const helpers::FakeRoot outer(directory.path() / "jail");
+    const auto list = [&](const auto& report) {
+        if (::chdir(directory.path().c_str()) != 0) {
+            return 90;
+        }
+        Executable program(shell("pwd; echo /*"), {.chrootDir = "jail", .environment = kTools});
+        program.execSync();
+        report(*program.readFromStdOut());
+        return program.getExitCode().value_or(91);
+    };
+    EXPECT_EQ(helpers::runInChild(list).exitCode, 1);
+    const helpers::FakeRoot inner(outer.path() / "jail");
+    std::ofstream(inner.path() / "inside") << "x";
+    EXPECT_EQ(helpers::runInChild(list).report, "/\n/bin /inside /tmp /usr\n");
 }
 
 TEST(ExecutableChild, AnEmptyRootMeansTmpChroot) {

@@ -148,6 +148,26 @@ class HeldCollector {
     std::promise<void> release_;
 };
 
+TEST(ExecutableManager, LooksEveryHalfSecond) {
+    using Clock = std::chrono::steady_clock;
+    Scripted::Log logs[2];
+    Clock::time_point first;
+    std::promise<Clock::time_point> second;
+    ExecutableManager manager(1);
+    manager.execAsync(holderOf(logs[0]), Uuid(0ULL), "",
+                      [&](const IExecutable&, const Uuid&, const std::string&) {
+                          manager.execAsync(
+                              holderOf(logs[1]), Uuid(0ULL), "",
+                              [&](const IExecutable&, const Uuid&, const std::string&) {
+                                  second.set_value(Clock::now());
+                              });
+                          logs[1].status = IExecutable::Exited;
+                          first = Clock::now();
+                      });
+    logs[0].status = IExecutable::Exited;
+    EXPECT_GE(second.get_future().get() - first, 500ms);
+}
+
 TEST(ExecutableManager, DeliberateEndedOnesCountUntilTheyAreCollected) {
     const Uuid uuid(0ULL);
     Scripted::Log log;

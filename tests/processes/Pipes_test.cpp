@@ -83,6 +83,10 @@ TEST(Pipes, CloseClosesBothReadOrBothWriteEnds) {
     }
 }
 
+TEST(PipesDeathTest, OnlyReadAndWriteEndsCanBeClosed) {
+    EXPECT_DEATH(Pipes().close(2), "src/executable/Pipes.*close.*which < 2");
+}
+
 TEST(Pipes, DestructorClosesWhatIsOpen) {
     int ends[4];
     {

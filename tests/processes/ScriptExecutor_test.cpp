@@ -201,6 +201,7 @@ TEST(ScriptExecutor, DeliberateAnActiveIdentifierIsDroppedSilently) {
     auto second = scriptNamed("2");
     second.uuid = first.uuid;
     EXPECT_TRUE(executor.execute(first, &observer, SecondsDuration::INFINITE));
+    held.waitForStarts(1);
     EXPECT_TRUE(executor.execute(second, &observer, SecondsDuration::INFINITE));
     EXPECT_TRUE(executor.execute(scriptNamed("3"), &observer, SecondsDuration::INFINITE));
     held.waitForStarts(2);
@@ -251,8 +252,10 @@ TEST(ScriptExecutor, DeliberateTimeoutsRepeatUntilTheRoutineReturns) {
     Observer observer;
     ScriptExecutor executor(1, held.routine());
     executor.start();
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(executor.execute(scriptNamed("5"), &observer, SecondsDuration(0)));
     ASSERT_TRUE(observer.waitForTimeouts(2));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 2s) << "each look lasts a second";
     held.release();
     ASSERT_TRUE(observer.waitForEnds(1));
     const auto texts = observer.texts();
@@ -352,19 +355,53 @@ TEST(ScriptExecutor, AWakeUpNeverRunsAsAScript) {
 }
 
 TEST(ScriptExecutor, QueuedRequestsWaitForTheNextStart) {
+    /// Queues a request and holds the loop until terminate has begun. What it executes to find that
+    /// out has an active identifier, so it is dropped.
+    struct Queueing : Observer {
+        void onScriptTimeout(const Script& script) override {
+            EXPECT_TRUE(executor->execute(scriptNamed("2"), this, SecondsDuration::INFINITE));
+            Observer::onScriptTimeout(script);
+            EXPECT_TRUE(helpers::waitUntil(
+                [&] { return !executor->execute(script, this, SecondsDuration::INFINITE); }));
+            held->release();
+        }
+        ScriptExecutor* executor = nullptr;
+        Held* held = nullptr;
+    } observer;
+    Held held;
+    ScriptExecutor executor(3, held.routine());
+    observer.executor = &executor;
+    observer.held = &held;
+    executor.start();
+    EXPECT_TRUE(executor.execute(scriptNamed("1"), &observer, SecondsDuration(0)));
+    ASSERT_TRUE(observer.waitForTimeouts(1));
+    executor.terminate();
+    EXPECT_EQ(held.started(), std::vector<std::string>{"1"});
+    executor.start();
+    ASSERT_TRUE(observer.waitForEnds(2));
+    executor.terminate();
+    EXPECT_EQ(held.started(), (std::vector<std::string>{"1", "2"}));
+}
+
+TEST(ScriptExecutor, DeliberateScriptsAreLookedAtOneAfterTheOther) {
     Held held;
     Observer observer;
-    ScriptExecutor executor(1, held.routine());
+    const auto holding = held.routine();
+    ScriptExecutor executor(3, [&](ScriptContext* context) {
+        return context->request.script.description == "1" ? holding(context) : immediately(context);
+    });
     executor.start();
-    // Accepted while nothing runs yet, or refused when the first has begun: try with fresh ones.
-    EXPECT_TRUE(executor.execute(scriptNamed("1"), &observer, SecondsDuration::INFINITE));
-    const bool queued = executor.execute(scriptNamed("2"), &observer, SecondsDuration::INFINITE);
+    EXPECT_TRUE(executor.execute(scriptNamed("1"), &observer, SecondsDuration(3600)));
     held.waitForStarts(1);
+    // Each is reached only after a look of a second at the first, which is within its limit.
+    EXPECT_TRUE(executor.execute(scriptNamed("2"), &observer, SecondsDuration::INFINITE));
+    EXPECT_TRUE(observer.waitForEnds(1));
+    EXPECT_TRUE(executor.execute(scriptNamed("3"), &observer, SecondsDuration::INFINITE));
+    EXPECT_TRUE(observer.waitForEnds(2));
+    EXPECT_EQ(observer.texts(), (std::vector<std::string>{"2 finished 2", "3 finished 3"}));
     held.release();
-    executor.terminate();
-    executor.start();
-    ASSERT_TRUE(observer.waitForEnds(queued ? 2 : 1));
-    EXPECT_EQ(observer.texts().front(), "1 finished 1");
+    EXPECT_TRUE(observer.waitForEnds(3));
+    EXPECT_EQ(observer.texts().back(), "1 finished 1");
 }
 
 TEST(ScriptExecutor, DeliberateAnExceptionEndsTheProcessingSilently) {

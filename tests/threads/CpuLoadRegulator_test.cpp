@@ -10,8 +10,10 @@
 #include <memory>
 #include <stdexcept>
 #include <type_traits>
+#include <vector>
 
 #include "helpers/expect_throw.h"
+#include "interposed.h"
 
 namespace {
 
@@ -74,6 +76,48 @@ TEST(Cooldown, PassesItsArgumentsToTheRegulator) {
     EXPECT_THROW_TEXT(CpuLoadLoopCooldown(10, 10001ms), std::out_of_range, kRest);
     EXPECT_NO_THROW(CpuLoadLoopCooldown(100, 10000ms));
     static_assert(std::is_abstract_v<Cooldown> && std::has_virtual_destructor_v<Cooldown>);
+}
+
+void letTheWallClockPass(milliseconds duration) {
+    const auto start = std::chrono::system_clock::now();
+    while (std::chrono::system_clock::now() - start < duration) {
+    }
+}
+
+using Sleeps = std::vector<std::chrono::nanoseconds>;
+
+TEST(CpuLoadRegulator, AllowsTenPercentAndRestsOfASecondByDefault) {
+    interposed::CpuClock cpu;
+    CpuLoadRegulator regulator;
+    cpu.advance(100s);
+    letTheWallClockPass(2ms);
+    regulator.getSomeRest();
+    EXPECT_EQ(cpu.takeSleeps(), Sleeps{1000ms});
+
+    // 90 ms are worth 900 ms, less the time that has passed; on a busy machine that may be much.
+    Sleeps sleeps;
+    for (int attempt = 0; attempt < 100 && (sleeps.empty() || sleeps[0] < 840ms); ++attempt) {
+        regulator.reset();
+        cpu.advance(90ms);
+        letTheWallClockPass(2ms);
+        regulator.getSomeRest();
+        sleeps = cpu.takeSleeps();
+    }
+    ASSERT_EQ(sleeps.size(), 1u);
+    EXPECT_GE(sleeps[0], 840ms);
+    EXPECT_LT(sleeps[0], 900ms);
+}
+
+TEST(Cooldown, GivesTheRegulatorItsMaximumRestAndInterval) {
+    interposed::CpuClock cpu;
+    CpuLoadCooldown bounded(50, 123);
+    CpuLoadLoopCooldown interval(50, 1ms);
+    cpu.advance(100s);
+    letTheWallClockPass(2ms);
+    interval.cooldown();
+    EXPECT_EQ(cpu.takeSleeps(), Sleeps());
+    bounded.cooldown();
+    EXPECT_EQ(cpu.takeSleeps(), Sleeps{123ms});
 }
 
 /// Keeps one core busy until the process has used so much more CPU time.

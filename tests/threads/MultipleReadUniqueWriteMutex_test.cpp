@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <future>
 #include <mutex>
 #include <shared_mutex>
@@ -13,6 +14,7 @@
 #include "helpers/Actor.h"
 #include "helpers/environment.h"
 #include "helpers/thread_state.h"
+#include "interposed.h"
 
 namespace {
 
@@ -101,6 +103,56 @@ TEST(MultipleReadUniqueWriteMutex, ThrowsWhenTheWriterLocksAgain) {
     EXPECT_FALSE(mutex.try_lock_shared());
     mutex.unlock();
     EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
+}
+
+TEST(MultipleReadUniqueWriteMutex, RepeatsASharedLockWhileThereAreTooManyReaders) {
+    MultipleReadUniqueWriteMutex mutex;
+    Actor other;
+    interposed::failReadWriteLocks(EAGAIN, 3);
+    mutex.lock_shared();
+    EXPECT_EQ(interposed::readWriteLockFailuresLeft(), 0);
+    EXPECT_FALSE(other.run([&] { return canLock(mutex); }));
+    mutex.unlock_shared();
+    EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
+}
+
+TEST(MultipleReadUniqueWriteMutex, ThrowsForADeadlockAndNoOtherErrorAndPassesTheGate) {
+    MultipleReadUniqueWriteMutex mutex;
+    Actor other;
+    for (const bool exclusive : {true, false}) {
+        for (const int failure : {EDEADLK, EINVAL, EBUSY}) {
+            SCOPED_TRACE(testing::Message() << exclusive << ", error " << failure);
+            interposed::failReadWriteLocks(failure, 1);
+            int thrown = 0;
+            try {
+                exclusive ? mutex.lock() : mutex.lock_shared();
+            } catch (const std::system_error& error) {
+                thrown = error.code().value();
+            }
+            EXPECT_EQ(thrown, failure == EDEADLK ? EDEADLK : 0);
+            EXPECT_EQ(interposed::readWriteLockFailuresLeft(), 0);
+            EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
+        }
+    }
+}
+
+TEST(MultipleReadUniqueWriteMutex, ItsTryFormsFailForABusyLockAndForTooManyReadersOnly) {
+    struct Row {
+        int error;
+        bool locks;
+        bool shares;
+    };
+    for (const auto& row : {Row{EBUSY, false, false}, Row{EAGAIN, true, false},
+                            Row{EDEADLK, true, true}, Row{EINVAL, true, true}}) {
+        SCOPED_TRACE(row.error);
+        MultipleReadUniqueWriteMutex mutex;
+        Actor other;
+        interposed::failReadWriteLocks(row.error, 2);
+        EXPECT_EQ(mutex.try_lock(), row.locks);
+        EXPECT_EQ(mutex.try_lock_shared(), row.shares);
+        EXPECT_EQ(interposed::readWriteLockFailuresLeft(), 0);
+        EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
+    }
 }
 
 TEST(MultipleReadUniqueWriteMutex, AWaitingWriterKeepsNewcomersOut) {

@@ -61,6 +61,33 @@ TEST(RecursiveSharedMutex, WaitersEnterWhenWhatKeptThemOutIsReleased) {
     }
 }
 
+TEST(RecursiveSharedMutex, AllWaitingReadersEnterWhenTheExclusiveLockEnds) {
+    for (const bool ownerShares : {false, true}) {
+        SCOPED_TRACE(ownerShares);
+        RecursiveSharedMutex mutex;
+        std::vector<Actor> readers(3);
+        std::vector<std::future<void>> entered;
+        mutex.lock();
+        if (ownerShares) {
+            mutex.lock_shared();
+        }
+        for (auto& reader : readers) {
+            entered.push_back(reader.post([&] { mutex.lock_shared(); }));
+            ASSERT_TRUE(waitUntilAsleep(reader.tid()));
+        }
+        mutex.unlock();
+        for (auto& one : entered) {
+            one.get();
+        }
+        for (auto& reader : readers) {
+            reader.run([&] { mutex.unlock_shared(); });
+        }
+        if (ownerShares) {
+            mutex.unlock_shared();
+        }
+    }
+}
+
 TEST(RecursiveSharedMutex, EveryNestedLockIsReleasedBeforeOthersEnter) {
     RecursiveSharedMutex mutex;
     Actor reader;

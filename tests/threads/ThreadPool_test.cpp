@@ -211,24 +211,6 @@ TEST(ThreadPool, ClearQueueDropsWhatNoWorkerHasTaken) {
     EXPECT_EQ(ran, 0);
 }
 
-TEST(ThreadPool, ClearQueueTellsWaitersForTheQueue) {
-    ThreadPool pool(1);
-    Blockers blockers(pool, 1);
-    pool._emplaceTask([] {});
-    auto cleared = std::async(std::launch::async, [&] {
-        std::unique_lock lock(pool.mutex());
-        pool.stateChanged().wait(lock, [&] {
-            lock.unlock();
-            const bool empty = pool.tasks().first == 0;
-            lock.lock();
-            return empty;
-        });
-    });
-    pool.clearQueue();
-    cleared.wait();
-    blockers.release();
-}
-
 TEST(ThreadPool, DestroysDiscardedAndFinishedTasksWithoutItsMutex) {
     ThreadPool pool(1);
     std::atomic<int> destroyed = 0;

@@ -3,16 +3,44 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
+#include <sched.h>
+#include <sys/times.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace {
 
 std::atomic<long> allocationCount = 0;
+std::atomic<long> yieldCount = 0;
 std::atomic<int> creationsLeft = std::numeric_limits<int>::max();
+
+thread_local int lockError = 0;
+thread_local int lockFailures = 0;
+
+thread_local bool cpuClockStands = false;
+thread_local std::chrono::milliseconds cpuTime;
+thread_local std::vector<std::chrono::nanoseconds> sleeps;
+
+template <class Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+using LockFunction = int(pthread_rwlock_t*);
+
+int lockUnlessFailing(LockFunction* function, pthread_rwlock_t* lock) {
+    if (lockFailures > 0) {
+        --lockFailures;
+        return lockError;
+    }
+    return function(lock);
+}
 
 }  // namespace
 
@@ -20,6 +48,10 @@ namespace interposed {
 
 long allocations() {
     return allocationCount;
+}
+
+long yields() {
+    return yieldCount;
 }
 
 void failThreadCreationAfter(int successes) {
@@ -30,6 +62,33 @@ void allowThreadCreation() {
     creationsLeft = std::numeric_limits<int>::max();
 }
 
+void failReadWriteLocks(int error, int times) {
+    lockError = error;
+    lockFailures = times;
+}
+
+int readWriteLockFailuresLeft() {
+    return lockFailures;
+}
+
+CpuClock::CpuClock() {
+    cpuClockStands = true;
+    cpuTime = std::chrono::seconds(1);
+    sleeps.clear();
+}
+
+CpuClock::~CpuClock() {
+    cpuClockStands = false;
+}
+
+void CpuClock::advance(std::chrono::milliseconds duration) {
+    cpuTime += duration;
+}
+
+std::vector<std::chrono::nanoseconds> CpuClock::takeSleeps() {
+    return std::exchange(sleeps, {});
+}
+
 }  // namespace interposed
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
@@ -37,9 +96,55 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     if (creationsLeft.fetch_sub(1) <= 0) {
         return EAGAIN;
     }
-    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-    static const auto create = reinterpret_cast<Create>(::dlsym(RTLD_NEXT, "pthread_create"));
+    using Create = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto create = next<Create>("pthread_create");
     return create(thread, attributes, routine, argument);
+}
+
+extern "C" int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept {
+    static const auto function = next<LockFunction>("pthread_rwlock_rdlock");
+    return lockUnlessFailing(function, lock);
+}
+
+extern "C" int pthread_rwlock_tryrdlock(pthread_rwlock_t* lock) noexcept {
+    static const auto function = next<LockFunction>("pthread_rwlock_tryrdlock");
+    return lockUnlessFailing(function, lock);
+}
+
+extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
+    static const auto function = next<LockFunction>("pthread_rwlock_wrlock");
+    return lockUnlessFailing(function, lock);
+}
+
+extern "C" int pthread_rwlock_trywrlock(pthread_rwlock_t* lock) noexcept {
+    static const auto function = next<LockFunction>("pthread_rwlock_trywrlock");
+    return lockUnlessFailing(function, lock);
+}
+
+extern "C" int sched_yield() noexcept {
+    static const auto yield = next<int()>("sched_yield");
+    yieldCount.fetch_add(1, std::memory_order_relaxed);
+    return yield();
+}
+
+extern "C" clock_t times(tms* used) noexcept {
+    static const auto read = next<clock_t(tms*)>("times");
+    if (!cpuClockStands) {
+        return read(used);
+    }
+    *used = {};
+    used->tms_utime = static_cast<clock_t>(cpuTime.count() * ::sysconf(_SC_CLK_TCK) / 1000);
+    return 1;
+}
+
+extern "C" int nanosleep(const timespec* request, timespec* left) {
+    static const auto sleep = next<int(const timespec*, timespec*)>("nanosleep");
+    if (!cpuClockStands) {
+        return sleep(request, left);
+    }
+    sleeps.push_back(std::chrono::seconds(request->tv_sec) +
+                     std::chrono::nanoseconds(request->tv_nsec));
+    return 0;
 }
 
 void* operator new(std::size_t size) {

@@ -174,6 +174,7 @@ TEST(ClockAlignedTimer, OneShotFiresOnceAndItsOperationsCombineUnderItsMutex) {
     {
         std::unique_lock lock(timer.mutex());
         timer.start(lock);
+        EXPECT_TRUE(timer.isRunning());
         timer.setPeriod(5ms, lock);
         timer.reload(lock);
     }
@@ -201,6 +202,28 @@ TEST(ClockAlignedTimer, DestructionWaitsForTheCallback) {
         called.wait();
     }
     EXPECT_TRUE(finished);
+}
+
+TEST(ClockAlignedTimer, MayBeUsedByItsCallbackWhileItIsBeingDestroyed) {
+    std::latch called(1);
+    bool armedAgain = true;
+    ClockAlignedTimer* self = nullptr;
+    {
+        ClockAlignedTimer timer(
+            [&](TimePoint) {
+                called.count_down();
+                while (self->isRunning()) {
+                    std::this_thread::yield();
+                }
+                self->start();
+                armedAgain = self->isRunning();
+            },
+            1ms);
+        self = &timer;
+        timer.start();
+        called.wait();
+    }
+    EXPECT_FALSE(armedAgain);
 }
 
 TEST(ClockAlignedTimer, MayBeDestroyedRightAfterItsConstruction) {

@@ -87,6 +87,7 @@ TEST(Timer, CombinesOperationsUnderItsMutex) {
         std::unique_lock lock(timer.mutex());
         timer.setPeriod(0ms, lock);
         timer.reload(lock);
+        EXPECT_TRUE(timer.isRunning());
     }
     ASSERT_TRUE(waitUntil([&] { return calls >= 3; }));
     {
@@ -169,6 +170,28 @@ TEST(Timer, TerminateAndDestructionWaitForTheCallback) {
         });
         EXPECT_TRUE(finished);
     }
+}
+
+TEST(Timer, MayBeUsedByItsCallbackWhileItIsBeingDestroyed) {
+    std::latch called(1);
+    bool armedAgain = true;
+    Timer* self = nullptr;
+    {
+        Timer timer(
+            [&] {
+                called.count_down();
+                while (self->isRunning()) {
+                    std::this_thread::yield();
+                }
+                self->restart();
+                armedAgain = self->isRunning();
+            },
+            1ms);
+        self = &timer;
+        timer.start();
+        called.wait();
+    }
+    EXPECT_FALSE(armedAgain);
 }
 
 TEST(Timer, DoesNothingOnceTerminated) {

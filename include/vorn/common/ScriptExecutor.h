@@ -29,7 +29,8 @@ struct Script {
     Uuid uuid{};                ///< runs with the same identifier are never active together
     std::string description{};  ///< free text for logs
     std::string content{};      ///< the shell text
-    /// When present, the script's root directory; an empty text means /tmp/chroot.
+    /// When present, the script's root directory; an empty text means /tmp/chroot. Give an absolute
+    /// path: a relative one is looked up inside itself.
     std::optional<std::string> chroot{};
     /// When present, /usr/bin/cgexec runs the script with "-g", entry for each entry.
     std::optional<std::vector<std::string>> cgroups{};

@@ -68,6 +68,8 @@ class VORN_GW_COMMON_EXPORT Executable
         std::optional<std::vector<std::string>> cgroups{};
         /// When present, the child's root directory; an empty text means /tmp/chroot. Needs the
         /// privilege to change it. Default: the root of the service.
+        /// Deliberate: the child first changes to it and then takes it as its root, so a relative
+        /// path is looked up inside itself; give an absolute one.
         std::optional<std::string> chrootDir{};
         /// The complete environment, entries "NAME=value". Nothing is inherited. Default: empty.
         std::vector<std::string> environment{};
@@ -92,7 +94,8 @@ class VORN_GW_COMMON_EXPORT Executable
         Pipes(const Pipes&) = delete;
         Pipes& operator=(const Pipes&) = delete;
 
-        /// Closes both read ends (0) or both write ends (1), where they are open.
+        /// Closes both read ends (0) or both write ends (1), where they are open. Any other value
+        /// fails an assertion.
         void close(unsigned which);
         /// Closes both write ends.
         void closeWriting();

@@ -21,12 +21,12 @@ namespace vorn::common::thread {
 ///     link.start();
 ///     link.sendMessage(thread::Message(kLink, kConnected));
 ///
-/// | State       | start                  | sendMessage | terminate     | waitForTerminate |
-/// |-------------|------------------------|-------------|---------------|--------------------------|
-/// | created     | started                | queued      | no effect     | returns at once | |
-/// started     | no effect              | handled     | terminating   | joins when terminated    |
-/// | terminating | ends the process       | queued      | no effect     | returns at once | |
-/// joined      | started                | queued      | no effect     | returns at once          |
+/// | State       | start            | sendMessage | terminate   | waitForTerminate      |
+/// |-------------|------------------|-------------|-------------|-----------------------|
+/// | created     | started          | queued      | no effect   | returns at once       |
+/// | started     | no effect        | handled     | terminating | joins when terminated |
+/// | terminating | ends the process | queued      | no effect   | returns at once       |
+/// | joined      | started          | queued      | no effect   | returns at once       |
 ///
 /// Terminating lasts until a waitForTerminate() that was entered before terminate(), or the
 /// destructor, has joined the thread. After terminate the first message that the thread takes ends

@@ -83,7 +83,7 @@ class VORN_GW_COMMON_EXPORT ClockAlignedTimer {
     /// reload() or start().
     void setPeriod(std::chrono::milliseconds period, std::unique_lock<std::mutex>& lock);
 
-    /// Whether the timer is armed.
+    /// Whether the timer is armed. Takes no lock: a caller that holds mutex() may ask too.
     [[nodiscard]] bool isRunning() const;
 
     /// Ends the thread for good, after a callback that is running. Later calls do nothing; of two

@@ -28,11 +28,12 @@ namespace vorn::common::time {
 /// Deliberate: periods missed while the callback ran are caught up by one call each, at once;
 /// ClockAlignedTimer skips them instead.
 ///
-/// | State      | start, restart, scheduleAt | stop     | reload           | deadline passes |
-/// |------------|----------------------------|----------|------------------|------------------------|
-/// | disarmed   | armed                      | disarmed | disarmed         | - | | armed      |
-/// armed, anew from now       | disarmed | armed, from now  | callback; a one-shot   | | | | | |
-/// timer is then disarmed | | terminated | no effect                  | no effect| no effect | - |
+/// | State      | start, restart, scheduleAt | stop      | reload          | deadline passes    |
+/// |------------|----------------------------|-----------|-----------------|--------------------|
+/// | disarmed   | armed                      | disarmed  | disarmed        | -                  |
+/// | armed      | armed, anew from now       | disarmed  | armed, from now | callback; one-shot |
+/// |            |                            |           |                 | disarmed before it |
+/// | terminated | no effect                  | no effect | no effect       | -                  |
 ///
 /// Threads: everything may be called from any thread, and start, stop, restart and scheduleAt from
 /// the callback too. The callback runs without the timer's mutex. It must not throw (that ends the
@@ -84,7 +85,7 @@ class VORN_GW_COMMON_EXPORT Timer {
     /// Deliberate: the delay replaces the period, and stays after the timer has fired.
     void scheduleAt(const UnixTime& when);
 
-    /// Whether the timer is armed.
+    /// Whether the timer is armed. Takes no lock: a caller that holds mutex() may ask too.
     [[nodiscard]] bool isRunning() const;
 
     /// Ends the thread for good, after a callback that is running. Later calls do nothing.

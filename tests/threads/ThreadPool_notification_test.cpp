@@ -1,0 +1,150 @@
+#include <vorn/common/ThreadPool.h>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <latch>
+#include <mutex>
+#include <vector>
+
+#include "helpers/Actor.h"
+#include "helpers/thread_state.h"
+#include "helpers/wait_until.h"
+#include "interposed.h"
+
+namespace {
+
+using vorn::common::ThreadPool;
+
+void waitUntilIdle(ThreadPool& pool) {
+    std::unique_lock lock(pool.mutex());
+    pool.stateChanged().wait(lock, [&] { return pool._isIdle(lock); });
+}
+
+/// A task that keeps its worker until it is released.
+class Blocker {
+  public:
+    void operator()() {
+        started_.count_down();
+        released_.wait();
+    }
+    void waitForStart() const { started_.wait(); }
+    void release() { released_.count_down(); }
+
+  private:
+    std::latch started_{1};
+    std::latch released_{1};
+};
+
+/// Somebody who waits on the pool's condition variable for its next notification.
+class Listener {
+  public:
+    explicit Listener(ThreadPool& pool) : pool_(pool) {}
+
+    /// Whether `step` notifies the one who waits.
+    template <class Step>
+    [[nodiscard]] bool hears(Step step) {
+        auto heard = waiter_.post([this] {
+            std::unique_lock lock(pool_.mutex());
+            pool_.stateChanged().wait(lock);
+        });
+        const bool waits = helpers::waitUntilAsleep(waiter_.tid());
+        step();
+        const bool told = heard.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+        if (!told) {
+            pool_.stateChanged().notify_all();
+        }
+        heard.get();
+        return waits && told;
+    }
+
+  private:
+    ThreadPool& pool_;
+    helpers::Actor waiter_;
+};
+
+TEST(ThreadPool, NotifiesWaitersOfEachStepByItself) {
+    ThreadPool pool(1);
+    Listener listener(pool);
+    Blocker first;
+    Blocker second;
+    pool._emplaceTask([&] { first(); });
+    first.waitForStart();
+    EXPECT_TRUE(listener.hears([&] { pool._emplaceTask([&] { second(); }); })) << "a task is added";
+    EXPECT_TRUE(listener.hears([&] { first.release(); })) << "the last queued task is taken";
+    second.waitForStart();
+    pool._emplaceTask([] {});
+    EXPECT_TRUE(listener.hears([&] { pool.clearQueue(); })) << "the queue is cleared";
+    EXPECT_TRUE(listener.hears([&] { second.release(); })) << "the worker is free";
+    EXPECT_TRUE(pool.isIdle());
+}
+
+bool waitUntilAllAsleep(const std::vector<pid_t>& threads) {
+    int looks = 0;
+    return helpers::waitUntil([&] {
+        looks = std::all_of(threads.begin(), threads.end(), helpers::isSleeping) ? looks + 1 : 0;
+        return looks == 10;
+    });
+}
+
+std::vector<long> sleepsOf(const std::vector<pid_t>& threads) {
+    std::vector<long> sleeps;
+    for (const auto thread : threads) {
+        sleeps.push_back(helpers::sleepsOf(thread));
+    }
+    return sleeps;
+}
+
+TEST(ThreadPool, WakesAtMostOneWorkerForATask) {
+    constexpr int kWorkers = 6;
+    constexpr int kTasks = 10;
+    ThreadPool pool(kWorkers);
+    std::mutex mutex;
+    std::vector<pid_t> workers;
+    std::latch met(kWorkers);
+    for (int i = 0; i < kWorkers; ++i) {
+        pool._emplaceTask([&] {
+            {
+                const std::lock_guard lock(mutex);
+                workers.push_back(::gettid());
+            }
+            met.arrive_and_wait();
+        });
+    }
+    waitUntilIdle(pool);
+    ASSERT_TRUE(waitUntilAllAsleep(workers));
+    int woken = 0;
+    for (int task = 0; task < kTasks; ++task) {
+        const auto before = sleepsOf(workers);
+        ASSERT_GE(before[0], 0);
+        pool._emplaceTask([] {});
+        waitUntilIdle(pool);
+        ASSERT_TRUE(waitUntilAllAsleep(workers));
+        const auto after = sleepsOf(workers);
+        for (int i = 0; i < kWorkers; ++i) {
+            woken += after[i] != before[i] ? 1 : 0;
+        }
+    }
+    EXPECT_GE(woken, kTasks);
+    // Leaves room for a wake-up without a reason now and then.
+    EXPECT_LT(woken, 2 * kTasks);
+}
+
+TEST(ThreadPool, YieldsTheProcessorAfterEachTaskButNotAfterAnEmptyOne) {
+    ThreadPool pool(1);
+    const auto before = interposed::yields();
+    pool._emplaceTask({});
+    waitUntilIdle(pool);
+    EXPECT_EQ(interposed::yields() - before, 0);
+    for (int i = 0; i < 3; ++i) {
+        pool._emplaceTask([] {});
+    }
+    pool._emplaceTask({});
+    waitUntilIdle(pool);
+    EXPECT_EQ(interposed::yields() - before, 3);
+}
+
+}  // namespace
