@@ -34,9 +34,9 @@ void TestLauncher::printStatistics() const {
     const std::uint64_t total = std::uint64_t{passed} + failed;
     const std::uint64_t percent = total == 0 ? 0 : std::uint64_t{passed} * 100 / total;
     std::cout << kRule << std::endl
-              << "Test passed: " << passed << std::endl
-              << "Test failed: " << failed << std::endl
-              << "Success ratio: " << percent << "%" << std::endl;
+              << "Test passed: " << std::to_string(passed) << std::endl
+              << "Test failed: " << std::to_string(failed) << std::endl
+              << "Success ratio: " << std::to_string(percent) << "%" << std::endl;
     if (!failedTests.empty()) {
         std::cout << "List of failed tests:" << std::endl << failedTests;
     }

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <thread>
+#include <utility>
 
 #include "helpers/expect_throw.h"
 
@@ -59,7 +60,12 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
     Journal() : BinderDb(kOwner) {}
 
     Binder::Error onBindRequest(Bindable& client) override {
-        return note("bind " + client.interface()), answer;
+        note("bind " + client.interface());
+        if (const auto action = std::exchange(then, nullptr)) {
+            action(client);
+        }
+        lastInterface = client.interface();
+        return answer;
     }
     void onUnbindRequest(Bindable& client) override {
         note("unbind " + client.interface());
@@ -77,6 +83,7 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
     void getClientsList(BinderClientsList&) override { note("read"); }
     void updateClientsList(const BinderClientsList& list) override {
         note("stored [" + namesIn(list) + "]");
+        EXPECT_EQ(list.capacity(), list.size());
         stored = list;
     }
 
@@ -84,7 +91,7 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
 
     BinderAdaptor* adaptor = nullptr;
     Binder::Error answer = Binder::BINDER_SUCCESS;
-    std::function<void(Bindable&)> then;  ///< done once, in the next unbind request
+    std::function<void(Bindable&)> then;  ///< done once, in the next request
     std::vector<std::string> calls;
     BinderClientsList stored;
     std::string lastInterface;
@@ -131,6 +138,34 @@ TEST(BinderAdaptor, ARefusalLeavesEverythingUntouched) {
         EXPECT_FALSE(adaptor.isRegistered(uuidOf("a")));
         EXPECT_THAT(journal.take(), ElementsAre("bind a"));
     }
+}
+
+TEST(BinderAdaptor, TheListenerMayGiveUpItsPointerToTheClientThatItIsAskedAbout) {
+    Journal journal;
+    Adaptor adaptor(journal, &journal, 5);
+    auto asking = party("a");
+    journal.then = [&](Bindable&) { asking.reset(); };
+    EXPECT_EQ(adaptor.addClient(asking), Binder::BINDER_SUCCESS);
+    EXPECT_EQ(journal.lastInterface, "a");
+    EXPECT_TRUE(adaptor.isRegistered(uuidOf("a")));
+    EXPECT_THAT(journal.take(), ElementsAre("bind a", "stored [a]", "changed [a]"));
+}
+
+TEST(BinderAdaptor, AListenerThatThrowsWhenAskedLeavesEverythingAsItWas) {
+    Journal journal;
+    Adaptor adaptor(journal, &journal, 5);
+    const auto fail = [](Bindable&) { throw std::runtime_error("undecided"); };
+    journal.then = fail;
+    EXPECT_THROW_TEXT(adaptor.addClient(party("a")), std::runtime_error, "undecided");
+    EXPECT_FALSE(adaptor.isRegistered(uuidOf("a")));
+    EXPECT_THAT(journal.take(), ElementsAre("bind a"));
+
+    adaptor.addClient(party("a"));
+    journal.take();
+    journal.then = fail;
+    EXPECT_THROW_TEXT(adaptor.removeClient(uuidOf("a")), std::runtime_error, "undecided");
+    EXPECT_TRUE(adaptor.isRegistered(uuidOf("a")));
+    EXPECT_THAT(journal.take(), ElementsAre("unbind a"));
 }
 
 TEST(BinderAdaptor, AKnownClientIsAlreadyBound) {
@@ -324,7 +359,7 @@ TEST(BinderAdaptor, TerminateStopsNothingButASecondTerminate) {
     EXPECT_THAT(journal.take(), ElementsAre("bind a", "stored [a]", "changed [a]"));
 }
 
-TEST(BinderAdaptor, AFailingDatabaseLeavesTheClientBound) {
+TEST(BinderAdaptor, AFailingDatabaseDoesNotUndoTheChange) {
     class FullDb : public BinderStubDb {
       public:
         using BinderStubDb::BinderStubDb;
@@ -333,9 +368,13 @@ TEST(BinderAdaptor, AFailingDatabaseLeavesTheClientBound) {
         }
     };
     FullDb db(kOwner);
-    Adaptor adaptor(db, nullptr, 5);
+    Journal journal;
+    Adaptor adaptor(db, &journal, 5);
     EXPECT_THROW_TEXT(adaptor.addClient(party("a")), std::runtime_error, "no space");
     EXPECT_TRUE(adaptor.isRegistered(uuidOf("a")));
+    EXPECT_THROW_TEXT(adaptor.removeClient(uuidOf("a")), std::runtime_error, "no space");
+    EXPECT_FALSE(adaptor.isRegistered(uuidOf("a")));
+    EXPECT_THAT(journal.take(), ElementsAre("bind a", "unbind a"));
 }
 
 TEST(BinderAdaptor, TheListenerMayBeReplacedFromAnotherThread) {

@@ -114,6 +114,36 @@ TEST(BinderProxy, BecomingBoundWhileAlreadyOkReportsNoStatus) {
     EXPECT_FALSE(recorder.calledUnderTheMutex);
 }
 
+TEST(BinderProxy, AnUnbindingLeavesTheCommunicationStateWhileTheBindingStays) {
+    Recorder recorder;
+    Proxy proxy(&recorder);
+    bind(proxy);
+    std::unique_lock lock(proxy.mutex());
+    proxy.setCommunicationState(ComState::Lost, lock);
+    const auto before = proxy.communicationStatus();
+    recorder.take();
+
+    proxy.startUnbinding();
+    EXPECT_TRUE(proxy.communicationStatus() == before);
+    proxy.endUnbinding(Binder::BINDER_ERROR_TIMEOUT);
+    EXPECT_TRUE(proxy.communicationStatus() == before);
+    proxy.endBinding(Binder::BINDER_SUCCESS);
+    EXPECT_TRUE(proxy.communicationStatus() == before);
+    EXPECT_THAT(recorder.take(), ElementsAre("unbound server true BINDER_ERROR_TIMEOUT",
+                                             "bound nil false BINDER_SUCCESS"));
+    proxy.endUnbinding(Binder::BINDER_SUCCESS);
+    EXPECT_EQ(proxy.communicationStatus().state(), ComState::None);
+    EXPECT_THAT(recorder.take(), ElementsAre("unbound server false BINDER_SUCCESS"));
+}
+
+TEST(BinderProxy, TerminateDuringAStepSilencesTheRestOfIt) {
+    Recorder recorder;
+    Proxy proxy(&recorder);
+    recorder.then = [&] { proxy.terminate(); };
+    bind(proxy);
+    EXPECT_THAT(recorder.take(), ElementsAre("status server ok"));
+}
+
 TEST(BinderProxy, TerminateUnregistersTheListenerOnce) {
     Recorder recorder;
     Proxy proxy(&recorder);

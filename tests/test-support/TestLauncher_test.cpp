@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iostream>
 #include <type_traits>
 
 namespace {
@@ -113,6 +114,20 @@ TEST(TestLauncher, RatioIsCutToWholePercent) {
                   std::string::npos)
             << row.percent;
     }
+}
+
+TEST(TestLauncher, FlagsOfTheStreamDoNotChangeTheNumbers) {
+    TestLauncher launcher;
+    launcher.passed = 1234;
+    launcher.failed = 26;
+    const auto flags = std::cout.flags();
+    const auto text = printedBy([&] {
+        std::cout << std::hex << std::showbase << std::showpos;
+        launcher.printStatistics();
+        std::cout.flags(flags);
+    });
+    EXPECT_EQ(text,
+              kRule + "\nTest passed: 1234\nTest failed: 26\nSuccess ratio: 97%\n" + kRule + "\n");
 }
 
 TEST(TestError, CarriesTheFixedMessage) {

@@ -21,11 +21,20 @@ TEST(NormalizeJson, WritesTheIndentedLayout) {
         {"{\"a\":1,\"b\":\"x\"}", "{\n  \"a\": 1,\n  \"b\": \"x\"\n}"},
         {"{\"a\":{\"b\":1}}", "{\n  \"a\":\n  {\n    \"b\": 1\n  }\n}"},
         {"[1,2]", "[\n  1,\n  2\n]"},
+        {"[]", "[\n]"},
+        {"{\"a\":[ ]}", "{\n  \"a\":\n  [\n  ]\n}"},
         {"{\"a\":\"\\u0041\\n\\\"\"}", "{\n  \"a\": \"\\u0041\\n\\\"\"\n}"},
     };
     for (const auto& row : kRows) {
         EXPECT_EQ(normalizeJson(row.text), row.normalized) << row.text;
     }
+}
+
+/// Deliberate: this is how the writer copies a tree.
+TEST(NormalizeJson, AnEmptyObjectBecomesNull) {
+    EXPECT_EQ(normalizeJson("{}"), "null");
+    EXPECT_EQ(normalizeJson(" { } "), "null");
+    EXPECT_EQ(normalizeJson("{\"a\":{},\"b\":[{}]}"), normalizeJson("{\"a\":null,\"b\":[null]}"));
 }
 
 TEST(NormalizeJson, MakesDocumentsThatDifferInLayoutEqual) {

@@ -77,7 +77,8 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
     /// passes; the client is bound when it comes from storing or announcing the list.
     Binder::Error addClient(const std::shared_ptr<Bindable>& client);
 
-    /// Ends a client's binding, as in the table above, after telling the listener.
+    /// Ends a client's binding, as in the table above, after telling the listener. An exception of
+    /// the database or a listener passes; the client stays bound only when onUnbindRequest throws.
     Binder::Error removeClient(const Uuid& client);
 
     [[nodiscard]] bool isRegistered(const Uuid& client) const;

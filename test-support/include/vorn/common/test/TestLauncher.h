@@ -36,7 +36,8 @@ class VORN_GW_COMMON_EXPORT TestLauncher {
     void checkTestResult(int expected, int actual, const std::string& outJson);
 
     /// Prints the counts, the share of successes in whole percent (rounded down, 0 when nothing was
-    /// judged) and the names of the failed cases, between two rules of 64 '#'.
+    /// judged) and the names of the failed cases, between two rules of 64 '#'. The numbers are
+    /// plain decimals, whatever flags and locale the test left in std::cout.
     void printStatistics() const;
 
     std::uint32_t failed = 0;  ///< results that were not successful

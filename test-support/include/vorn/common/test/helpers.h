@@ -25,6 +25,9 @@ VORN_GW_COMMON_EXPORT void pressKey();
 /// Returns a JSON text in the indented layout, so that two documents that differ in layout only
 /// become the same text. The text is read with the default options. The reader's exceptions pass:
 /// std::runtime_error and std::invalid_argument with the place and kind of the mistake.
+///
+/// Deliberate: an empty object is written as `null`, as the writer copies every tree, so that `{}`
+/// and `null` cannot be told apart afterwards; an empty array stays an array.
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::string normalizeJson(const std::string& text);
 
 /// Sleeps for the whole time, whatever signals arrive; returns at once for 0.
