@@ -12,7 +12,7 @@ namespace vorn::common::fs {
 namespace {
 
 constexpr auto kNever = std::chrono::steady_clock::time_point::max();
-constexpr std::chrono::milliseconds kPollPeriod(100);
+constexpr std::chrono::milliseconds kAppearancePollPeriod(100);
 constexpr std::filesystem::perms kWaiterPermissions{0660};
 
 [[noreturn]] void failLocked(const std::string& path) {
@@ -85,7 +85,7 @@ void LockedFile::waitForDataFile(std::chrono::steady_clock::time_point deadline)
             if (lock_.owns_lock()) {
                 lock_.unlock();
             }
-            internal::sleepFor(kPollPeriod);
+            internal::sleepFor(kAppearancePollPeriod);
         } while (!lock_.try_lock_until(deadline));
     }
 }

@@ -5,6 +5,9 @@
 
 namespace gateway {
 
+/// Seconds that a script or program may take when `--timeout` is not given.
+inline constexpr unsigned kDefaultTimeout = 60;
+
 // Each command takes its own options and operands, speaks to the service and returns gwctl's exit
 // code. They throw `UsageError` before they connect, and what `Session` throws.
 

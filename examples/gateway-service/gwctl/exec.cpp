@@ -8,9 +8,7 @@ namespace gateway {
 
 namespace {
 
-constexpr unsigned kDefaultTimeout = 60;
-
-std::string requestFrom(Arguments& arguments) {
+std::string execRequest(Arguments& arguments) {
     JsonLine request;
     request.text("request", "exec");
     request.number("timeout", arguments.number("--timeout").value_or(kDefaultTimeout));
@@ -44,7 +42,7 @@ void showOutput(const Reply& result) {
 }  // namespace
 
 int execCommand(const std::string& socket, bool json, Arguments& arguments) {
-    const std::string request = requestFrom(arguments);
+    const std::string request = execRequest(arguments);
     Session session(socket, json);
     const Reply accepted = session.ask(request);
     const Reply result = session.next();

@@ -10,9 +10,7 @@ namespace gateway {
 
 namespace {
 
-constexpr unsigned kDefaultTimeout = 60;
-
-std::string requestFrom(Arguments& arguments) {
+std::string runRequest(Arguments& arguments) {
     JsonLine request;
     request.text("request", "run");
     request.number("timeout", arguments.number("--timeout").value_or(kDefaultTimeout));
@@ -42,7 +40,7 @@ std::string requestFrom(Arguments& arguments) {
 
 int runCommand(const std::string& socket, bool json, Arguments& arguments) {
     const bool wait = arguments.flag("--wait");
-    const std::string request = requestFrom(arguments);
+    const std::string request = runRequest(arguments);
     Session session(socket, json);
     const Reply accepted = session.ask(request);
     const std::string uuid = accepted.text({"uuid"});
