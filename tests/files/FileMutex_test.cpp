@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "files/interpose.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
 #include "helpers/wait_until.h"
@@ -149,6 +150,41 @@ TEST(FileMutex, APastDeadlineMakesOneAttempt) {
         EXPECT_FALSE(other.try_lock_until(deadline));
         mutex.unlock();
     }
+}
+
+TEST(FileMutex, NumberOfAttempts) {
+    const TempDir dir;
+    dir.write("lock", "");
+    FileMutex mutex(dir.file("lock"));
+    struct Row {
+        std::function<bool()> call;
+        int least;
+        int most;
+    };
+    const std::vector<Row> rows{
+        {[&] { return mutex.try_lock(); }, 1, 1},
+        {[&] { return mutex.try_lock_until(Clock::now()); }, 1, 1},
+        {[&] { return mutex.try_lock_until(Clock::now() - 1h); }, 1, 1},
+        {[&] { return mutex.try_lock_until(Clock::time_point::min()); }, 1, 1},
+        // At the start, after each pause of 100 ms, and at the deadline.
+        {[&] { return mutex.try_lock_until(Clock::now() + 350ms); }, 2, 5},
+    };
+    for (const auto& row : rows) {
+        const interpose::Scope scope;
+        EXPECT_FALSE(row.call());
+        EXPECT_GE(scope->opens, row.least);
+        EXPECT_LE(scope->opens, row.most);
+    }
+}
+
+TEST(FileMutex, AnInterruptedAttemptIsRepeated) {
+    const TempDir dir;
+    FileMutex mutex(dir.file("lock"));
+    const interpose::Scope scope;
+    scope->interruptOpens = true;
+    EXPECT_TRUE(mutex.try_lock());
+    EXPECT_EQ(scope->opens, 2);
+    mutex.unlock();
 }
 
 TEST(FileMutex, WaitsForTheDeadline) {

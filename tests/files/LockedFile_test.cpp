@@ -60,6 +60,28 @@ TEST(LockedFile, HoldsTheLockWhileItLives) {
     EXPECT_EQ(contentOf(path), "one,two") << "the default mode appends";
 }
 
+TEST(LockedFile, ClosesTheStreamBeforeItReleasesTheLock) {
+    const TempDir dir;
+    const auto path = dir.file("data");
+    const int watch = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    {
+        auto file = LockedFile::create(path);
+        file.stream() << "not flushed";
+        ASSERT_NE(::inotify_add_watch(watch, dir.path().c_str(), IN_CLOSE_WRITE | IN_DELETE), -1);
+    }
+    alignas(inotify_event) char events[4096];
+    const auto size = ::read(watch, events, sizeof events);
+    ::close(watch);
+    std::string log;
+    for (ssize_t at = 0; at < size;) {
+        const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+        log += ((event->mask & IN_DELETE) != 0 ? "removed " : "closed ") +
+               std::string(event->name) + "; ";
+        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+    EXPECT_EQ(log, "closed data; closed data.lck; removed data.lck; ");
+}
+
 TEST(LockedFile, ANewFileGetsExactlyThePermissions) {
     const TempDir dir;
     for (const mode_t mask : {0000U, 0022U, 0077U}) {

@@ -206,6 +206,8 @@ TEST(FileOutput, MakesTheFileDurableBeforeTheSwap) {
     EXPECT_EQ(scope->contentSyncs, 1);
     EXPECT_EQ(scope->exchanges, 1);
     EXPECT_EQ(scope->directorySyncs, 1);
+    EXPECT_EQ(scope->contentSyncsBeforeExchange, 1);
+    EXPECT_EQ(scope->directorySyncsBeforeExchange, 0) << "the names, once they are exchanged";
     store("x", dir.file("b"));
     EXPECT_EQ(scope->contentSyncs, 2);
     EXPECT_EQ(scope->directorySyncs, 2);

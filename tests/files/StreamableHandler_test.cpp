@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 #include <vorn/common/stream/StreamableHandler.h>
 
+#include <atomic>
 #include <chrono>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -150,6 +152,25 @@ TEST(StreamableHandler, RunWritesNothingWhileTheObjectIsLocked) {
         EXPECT_EQ(fixture.builds, 0);
     }
     EXPECT_EQ(fixture.handler->run(), kIdle);
+    EXPECT_EQ(fixture.builds, 1);
+}
+
+TEST(StreamableHandler, RunHoldsTheObjectWhileItWrites) {
+    Fixture fixture;
+    std::atomic<bool> writing{false};
+    std::thread user;
+    fixture.text->onSerialize = [&] {
+        writing = true;
+        user = std::thread([&] {
+            const auto locked = fixture.handler->lock();
+            EXPECT_FALSE(writing);
+        });
+        std::this_thread::sleep_for(20ms);
+        writing = false;
+    };
+    fixture.handler->lock().write(0ms);
+    EXPECT_EQ(fixture.handler->run(), kIdle);
+    user.join();
     EXPECT_EQ(fixture.builds, 1);
 }
 
@@ -301,6 +322,20 @@ TEST(StreamableHandlerLoad, ReadsTheObject) {
     EXPECT_EQ(textOf(fixture.handler->lock()).content, "loaded");
     EXPECT_EQ(fixture.handler->run(), kIdle) << "nothing is pending";
     EXPECT_EQ(fixture.observer.count, 0);
+}
+
+TEST(StreamableHandlerLoad, HoldsTheObjectWhileItReads) {
+    Fixture fixture;
+    fixture.handler->lock().write(0ms);
+    fixture.text->onDeserialize = [&] {
+        std::thread runner([&] { EXPECT_LE(fixture.handler->run(), Clock::now()); });
+        runner.join();
+    };
+    std::istringstream in("text:loaded");
+    EXPECT_TRUE(fixture.handler->load(make_istreamBuilder(in)));
+    EXPECT_EQ(fixture.builds, 0);
+    EXPECT_EQ(fixture.handler->run(), kIdle);
+    EXPECT_EQ(fixture.out.str(), "text:loaded");
 }
 
 TEST(StreamableHandlerLoad, ReportsEveryFailureByFalse) {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 #include <new>
 
@@ -39,6 +40,15 @@ Settings& beforeChange() {
     return current;
 }
 
+int openCounted(const char* path, int flags, unsigned mode) {
+    auto& current = settings();
+    ++current.opens;
+    if (current.interruptOpens && current.opens % 2 == 1) {
+        return failWith(EINTR);
+    }
+    return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
+}
+
 }  // namespace
 
 void failEveryExchange(int error) {
@@ -53,11 +63,35 @@ void countChangesIn(std::atomic<long>* counter) {
 
 extern "C" {
 
+// Under names of their own, because the C library's headers may declare `open` as `open64`.
+__attribute__((visibility("default"))) int interposedOpen(const char* path, int flags,
+                                                          ...) __asm__("open");
+__attribute__((visibility("default"))) int interposedOpen64(const char* path, int flags,
+                                                            ...) __asm__("open64");
+
+int interposedOpen(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0U;
+    va_end(arguments);
+    return interpose::openCounted(path, flags, mode);
+}
+
+int interposedOpen64(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0U;
+    va_end(arguments);
+    return interpose::openCounted(path, flags, mode);
+}
+
 __attribute__((visibility("default"))) int renameat2(int oldDirectory, const char* oldPath,
                                                      int newDirectory, const char* newPath,
                                                      unsigned flags) noexcept {
     auto& current = interpose::beforeChange();
     ++current.exchanges;
+    current.contentSyncsBeforeExchange = current.contentSyncs;
+    current.directorySyncsBeforeExchange = current.directorySyncs;
     const int everywhere = interpose::exchangeErrorOfAll;
     if (current.exchangeError != 0 || everywhere != 0) {
         return interpose::failWith(everywhere != 0 ? everywhere : current.exchangeError);

@@ -172,6 +172,9 @@ TEST(SwapFiles, DeliberatelyReportsNothing) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(contentOf(b), "content of b") << "a failed copy stops the ones after it";
     EXPECT_FALSE(std::filesystem::exists(dir.file("missing")));
+    EXPECT_NO_THROW(swapFiles(dir.file("missing"), dir.file("fresh")));
+    EXPECT_TRUE(std::filesystem::is_empty(dir.file("fresh"))) << "created before the exchange";
+    EXPECT_FALSE(std::filesystem::exists(dir.file("missing")));
 }
 
 TEST(SwapFiles, AFailedCopyOverwritesNothing) {

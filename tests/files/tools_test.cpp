@@ -9,6 +9,7 @@
 #include <atomic>
 #include <thread>
 
+#include "files/interpose.h"
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
@@ -128,6 +129,14 @@ TEST(CreateTemporary, HonoursTmpdir) {
     ::unsetenv("TMPDIR");
 }
 
+TEST(CreateTemporary, TmpdirThatIsNoDirectory) {
+    const TempDir dir;
+    ::setenv("TMPDIR", dir.file("missing").c_str(), 1);
+    EXPECT_THROW(createTemporaryFile(""), std::filesystem::filesystem_error);
+    EXPECT_THROW(createTemporaryFolder(""), std::filesystem::filesystem_error);
+    ::unsetenv("TMPDIR");
+}
+
 TEST(CreateTemporary, FailureTexts) {
     EXPECT_THROW_TEXT(createTemporaryFile("no/such"), std::runtime_error,
                       "Failed to create temporary file: No such file or directory");
@@ -154,6 +163,16 @@ TEST(ReadFile, FailureTexts) {
     EXPECT_THROW_TEXT(readFile(""), std::invalid_argument, "Could not open file: ");
     EXPECT_THROW_TEXT(readFile(dir.path()), std::runtime_error,
                       "Could not determine file size: " + dir.path().string());
+}
+
+TEST(ReadFile, AnInterruptedOpeningIsRepeated) {
+    const TempDir dir;
+    const auto path = dir.write("a", "content\n");
+    const interpose::Scope scope;
+    scope->interruptOpens = true;
+    EXPECT_EQ(readFile(path), "content\n");
+    EXPECT_THAT(readFileLinesToArray(path, {}), ElementsAre("content"));
+    EXPECT_TRUE(createFile(path, "new").is_open());
 }
 
 TEST(ReadFile, OfAPipeHasNoSize) {

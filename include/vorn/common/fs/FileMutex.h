@@ -27,9 +27,10 @@ namespace vorn::common::fs {
 ///
 /// Deliberate: a lock file that a dead process left is never detected; the mutex stays taken until
 /// somebody removes the file. Remove stale lock files when the system starts, or keep them on
-/// tmpfs. Deliberate: destroying a held object leaves its lock file (and its descriptor), so that a
-/// holder who forgot to unlock keeps others out rather than letting them in. Not guaranteed:
-/// fairness; exclusion when somebody else removes the lock file of a living holder.
+/// tmpfs.
+/// Deliberate: destroying a held object leaves its lock file (and its descriptor), so that a holder
+/// who forgot to unlock keeps others out rather than letting them in.
+/// Not guaranteed: fairness; exclusion when somebody else removes the lock file of a living holder.
 class VORN_GW_COMMON_EXPORT FileMutex {
   public:
     /// Takes nothing and creates nothing.

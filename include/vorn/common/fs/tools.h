@@ -44,11 +44,13 @@ VORN_GW_COMMON_EXPORT std::ofstream createFile(const std::string& path, const st
 /// Creates an empty file of mode 0600 in the system's temporary directory (TMPDIR, else /tmp) and
 /// returns its path: `prefix` ("tempfile" when that is empty), "-", and six random characters.
 /// The caller removes it; TemporaryFile does it by itself. Throws std::runtime_error "Failed to
-/// create temporary file: " and the system's reason.
+/// create temporary file: " and the system's reason; std::filesystem::filesystem_error when TMPDIR
+/// names no directory.
 VORN_GW_COMMON_EXPORT std::string createTemporaryFile(const std::string& prefix);
 
 /// The same for a directory of mode 0700; the default prefix is "tempfolder". Throws
-/// std::runtime_error "Failed to create temporary directory: " and the system's reason.
+/// std::runtime_error "Failed to create temporary directory: " and the system's reason; for TMPDIR
+/// as above.
 VORN_GW_COMMON_EXPORT std::string createTemporaryFolder(const std::string& prefix);
 
 /// Returns all bytes of a file. Of a file that grows meanwhile it returns as many as there were, of

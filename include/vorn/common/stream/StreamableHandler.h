@@ -20,13 +20,15 @@ namespace vorn::common::stream {
 ///     static_cast<Settings&>(locked.get()).name = "gateway";
 ///     locked.write();                                  // after the default delay
 ///
-/// | State   | write(delay)                      | flush               | run, not due | run, due |
-/// destruction         |
-/// |---------|-----------------------------------|---------------------|--------------|--------------------|---------------------|
-/// | idle    | -> pending, observer told         | -> idle             | -> idle      | (not
-/// possible)     | nothing             | | pending | earlier: moved, observer told;    | writes, ->
-/// idle,    | -> pending   | writes, -> idle    | writes, observer    | |         | else unchanged,
-/// not told          | observer told       |              | (locked: pending)  | not told |
+/// | Operation            | idle                      | pending                               |
+/// |----------------------|---------------------------|---------------------------------------|
+/// | write(delay)         | -> pending, observer told | earlier: moved, observer told;        |
+/// |                      |                           | else unchanged, not told              |
+/// | flush                | nothing                   | writes, -> idle, observer told        |
+/// | run, not due         | nothing                   | nothing                               |
+/// | run, due             | (not possible)            | writes, -> idle, observer not told    |
+/// | run, due, and locked | (not possible)            | nothing                               |
+/// | destruction          | nothing                   | writes, observer not told             |
 ///
 /// A write calls the output builder, serializes the object into the accessor's stream and commits.
 /// The state is idle before that starts, so that a write scheduled meanwhile is not lost. Standard
