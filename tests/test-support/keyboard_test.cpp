@@ -9,6 +9,7 @@
 #include <vorn/common/test/helpers.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -218,22 +219,37 @@ TEST(Getch, IsNotEndedByASignal) {
 }
 
 TEST(Getch, FlushesTheOutputBeforeItWaits) {
-    const Terminal terminal;
-    int prompts[2];
-    ASSERT_EQ(::pipe(prompts), 0);
-    Child child(terminal.line, [&] {
-        ::dup2(prompts[1], STDOUT_FILENO);
-        std::cout << "key? ";
-        return keyCode();
-    });
-    char prompt[6] = {};
-    ASSERT_EQ(::read(prompts[0], prompt, 5), 5);
-    EXPECT_STREQ(prompt, "key? ");
-    ASSERT_TRUE(terminal.waitForRawMode());
-    terminal.press('x');
-    child.finish();
-    ::close(prompts[0]);
-    ::close(prompts[1]);
+    const std::function<void()> kPrompts[] = {
+        [] { std::cout << "key? "; },
+        [] {
+            std::ios::sync_with_stdio(false);
+            std::cout << "key? ";
+        },
+        [] {
+            std::ios::sync_with_stdio(false);
+            std::fputs("key? ", stdout);
+        },
+    };
+    for (const auto& print : kPrompts) {
+        const Terminal terminal;
+        int prompts[2];
+        ASSERT_EQ(::pipe(prompts), 0);
+        Child child(terminal.line, [&] {
+            ::dup2(prompts[1], STDOUT_FILENO);
+            print();
+            return keyCode();
+        });
+        ASSERT_TRUE(terminal.waitForRawMode());
+        pollfd printed{prompts[0], POLLIN, 0};
+        EXPECT_EQ(::poll(&printed, 1, 0), 1);
+        terminal.press('x');
+        child.finish();
+        char prompt[6] = {};
+        EXPECT_EQ(::read(prompts[0], prompt, 5), 5);
+        EXPECT_STREQ(prompt, "key? ");
+        ::close(prompts[0]);
+        ::close(prompts[1]);
+    }
 }
 
 TEST(Getch, ReportsEachSettingsStepWhenTheInputIsNoTerminal) {
