@@ -6,7 +6,7 @@ Db::Db(const Uuid& owner) : owner_(owner) {}
 
 Db::~Db() = default;
 
-const Uuid& Db::uuid() const {
+Uuid Db::uuid() const {
     return owner_;
 }
 

@@ -14,8 +14,8 @@ class VORN_GW_COMMON_EXPORT Db {
     explicit Db(const Uuid& owner);
     virtual ~Db();
 
-    /// The owner's uuid, valid for as long as the database lives.
-    [[nodiscard]] virtual const Uuid& uuid() const;
+    /// The owner's uuid (a copy that shares its texts).
+    [[nodiscard]] virtual Uuid uuid() const;
 
   private:
     Uuid owner_;

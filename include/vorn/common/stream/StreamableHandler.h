@@ -97,6 +97,9 @@ class VORN_GW_COMMON_EXPORT StreamableHandler {
     /// a LockedStreamable of another thread. The source is then empty: `load` gives false, `run`
     /// time_point::max(), `lock` is an assertion.
     StreamableHandler(StreamableHandler&& other);
+    /// The same while the caller holds the source's object lock through `otherLock`; for the move
+    /// constructors of deriving classes, which alone can come by that lock.
+    StreamableHandler(StreamableHandler&& other, const std::unique_lock<std::mutex>& otherLock);
 
     StreamableHandler(const StreamableHandler&) = delete;
     StreamableHandler& operator=(const StreamableHandler&) = delete;
@@ -120,7 +123,6 @@ class VORN_GW_COMMON_EXPORT StreamableHandler {
     [[nodiscard]] LockedStreamable lock();
 
   private:
-    StreamableHandler(StreamableHandler&& other, const std::unique_lock<std::mutex>& otherLock);
     void bindNotifier();
 
     std::mutex objectMutex_;
