@@ -1,9 +1,15 @@
-add_library(example_plugins_greeting_plugin MODULE plugins/greeting_plugin.cpp)
-target_link_libraries(example_plugins_greeting_plugin PRIVATE vorn::gw-common)
-# So that closing the library unloads it.
-target_compile_options(example_plugins_greeting_plugin PRIVATE
-    $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
-vorn_warnings(example_plugins_greeting_plugin)
+# example_plugin(NAME): builds <name>.cpp as a plug-in.
+function(example_plugin name)
+    add_library(example_plugins_${name} MODULE plugins/${name}.cpp)
+    target_link_libraries(example_plugins_${name} PRIVATE vorn::gw-common)
+    # So that closing the library unloads it.
+    target_compile_options(example_plugins_${name} PRIVATE
+        $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+    vorn_warnings(example_plugins_${name})
+endfunction()
+
+example_plugin(greeting_plugin)
+example_plugin(reversing_plugin)
 
 set(configuration "${CMAKE_CURRENT_BINARY_DIR}/plugins_$<CONFIG>.conf")
 file(GENERATE OUTPUT "${configuration}" CONTENT
@@ -15,6 +21,10 @@ file(GENERATE OUTPUT "${configuration}" CONTENT
 vorn_add_example(plugins load_plugin)
 vorn_add_example(plugins load_configured_plugins)
 vorn_add_example(plugins keep_secret)
+vorn_add_example(plugins find_cipher)
+target_compile_definitions(example_plugins_find_cipher PRIVATE
+    PLUGIN_PATH="$<TARGET_FILE:example_plugins_reversing_plugin>")
+add_dependencies(example_plugins_find_cipher example_plugins_reversing_plugin)
 target_compile_definitions(example_plugins_load_plugin PRIVATE
     PLUGIN_PATH="$<TARGET_FILE:example_plugins_greeting_plugin>")
 target_compile_definitions(example_plugins_load_configured_plugins PRIVATE
