@@ -8,7 +8,7 @@ namespace vorn::common {
 BinderClient::BinderClient(const Bindable& party) : BinderClient(party.uuid(), party.interface()) {}
 
 BinderClient::BinderClient(Uuid uuid, std::string interface)
-    : uuid_(std::move(uuid)), interface_(std::move(interface)) {}
+    : uuid_(uuid), interface_(std::move(interface)) {}
 
 bool operator==(const BinderClient& left, const BinderClient& right) {
     return left.uuid() == right.uuid() && left.interface() == right.interface();

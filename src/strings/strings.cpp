@@ -38,7 +38,8 @@ void trim(std::string& text) {
 std::size_t heap_size(const std::string& text) noexcept {
     const auto* const begin = reinterpret_cast<const char*>(&text);
     const std::less<const char*> before;
-    const bool isInside = !before(text.data(), begin) && before(text.data(), begin + sizeof text);
+    const bool isInside =
+        !before(text.data(), begin) && before(text.data(), begin + sizeof(std::string));
     return isInside ? 0 : text.capacity();
 }
 
