@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <vorn/common/fs/LockedFile.h>
 
+#include <cstring>
 #include <thread>
 #include <type_traits>
 
@@ -69,15 +70,17 @@ TEST(LockedFile, ClosesTheStreamBeforeItReleasesTheLock) {
         file.stream() << "not flushed";
         ASSERT_NE(::inotify_add_watch(watch, dir.path().c_str(), IN_CLOSE_WRITE | IN_DELETE), -1);
     }
-    alignas(inotify_event) char events[4096];
+    char events[4096];
     const auto size = ::read(watch, events, sizeof events);
     ::close(watch);
     std::string log;
     for (ssize_t at = 0; at < size;) {
-        const auto* event = reinterpret_cast<const inotify_event*>(events + at);
-        log += ((event->mask & IN_DELETE) != 0 ? "removed " : "closed ") +
-               std::string(event->name) + "; ";
-        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+        inotify_event event{};
+        std::memcpy(&event, events + at, sizeof event);
+        at += static_cast<ssize_t>(sizeof event);
+        log += ((event.mask & IN_DELETE) != 0 ? "removed " : "closed ") + std::string(events + at) +
+               "; ";
+        at += static_cast<ssize_t>(event.len);
     }
     EXPECT_EQ(log, "closed data; closed data.lck; removed data.lck; ");
 }
