@@ -2,7 +2,7 @@
 #include <vorn/common/time/now.h>
 
 #include "internal/EnumTexts.h"
-#include "internal/timeBase.h"
+#include "timeBase.h"
 
 namespace vorn::common {
 namespace {

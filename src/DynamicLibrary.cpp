@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "internal/pluginConfiguration.h"
+#include "pluginConfiguration.h"
 
 namespace vorn::common {
 namespace {

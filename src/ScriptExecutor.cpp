@@ -7,10 +7,10 @@
 #include <system_error>
 #include <utility>
 
-#include "internal/BlockedSignals.h"
-#include "internal/ExecImage.h"
-#include "internal/childEnd.h"
-#include "internal/startChild.h"
+#include "posix/BlockedSignals.h"
+#include "posix/ExecImage.h"
+#include "posix/childEnd.h"
+#include "posix/startChild.h"
 
 namespace vorn::common {
 namespace {

@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "internal/cLocale.h"
-#include "internal/flatten.h"
+#include "lwjson/flatten.h"
 
 namespace vorn::common {
 namespace {

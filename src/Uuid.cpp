@@ -1,9 +1,9 @@
 #include <vorn/common/Uuid.h>
 
 #include "internal/assert.h"
-#include "internal/base64.h"
-#include "internal/hex.h"
-#include "internal/uuidBase64.h"
+#include "encoding/base64.h"
+#include "encoding/hex.h"
+#include "encoding/uuidBase64.h"
 
 #include <vorn/common/sha1.h>
 

@@ -1,6 +1,6 @@
 #include <vorn/common/encoding/Base64.h>
 
-#include "internal/base64.h"
+#include "encoding/base64.h"
 
 #include <algorithm>
 #include <stdexcept>

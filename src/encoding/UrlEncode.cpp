@@ -1,6 +1,6 @@
 #include <vorn/common/encoding/UrlEncode.h>
 
-#include "internal/hex.h"
+#include "encoding/hex.h"
 
 #include <cctype>
 #include <stdexcept>

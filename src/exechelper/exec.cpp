@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "internal/ExecImage.h"
+#include "posix/ExecImage.h"
 
 namespace vorn::common {
 

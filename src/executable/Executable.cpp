@@ -11,11 +11,11 @@
 
 #include <vorn/common/exechelper/exec.h>
 
-#include "internal/BlockedSignals.h"
-#include "internal/ExecImage.h"
+#include "posix/BlockedSignals.h"
+#include "posix/ExecImage.h"
 #include "internal/assert.h"
-#include "internal/childEnd.h"
-#include "internal/startChild.h"
+#include "posix/childEnd.h"
+#include "posix/startChild.h"
 #include "internal/waitReady.h"
 
 namespace vorn::common::executable {

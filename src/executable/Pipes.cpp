@@ -8,7 +8,7 @@
 #include <vorn/common/executable/Executable.h>
 
 #include "internal/assert.h"
-#include "internal/readToEnd.h"
+#include "posix/readToEnd.h"
 
 namespace vorn::common::executable {
 namespace {

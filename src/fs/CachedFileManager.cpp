@@ -6,7 +6,7 @@
 #include <utility>
 
 #include <vorn/common/stream/StreamAccessors.h>
-#include "internal/wakeUpTime.h"
+#include "fs/wakeUpTime.h"
 
 namespace vorn::common::fs {
 

@@ -5,8 +5,8 @@
 
 #include <system_error>
 
-#include "internal/openFile.h"
-#include "internal/sleep.h"
+#include "posix/openFile.h"
+#include "posix/sleep.h"
 
 namespace vorn::common::fs {
 namespace {

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "internal/openFile.h"
+#include "posix/openFile.h"
 
 namespace vorn::common::fs {
 namespace {

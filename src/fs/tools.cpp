@@ -16,10 +16,10 @@
 #include <utility>
 
 #include <vorn/common/strings/strings.h>
-#include "internal/errorText.h"
-#include "internal/exchangeFiles.h"
-#include "internal/openFile.h"
-#include "internal/transfer.h"
+#include "posix/errorText.h"
+#include "posix/exchangeFiles.h"
+#include "posix/openFile.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::fs::tools {
 namespace {

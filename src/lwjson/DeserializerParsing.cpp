@@ -2,7 +2,7 @@
 #include <array>
 #include <cstdint>
 
-#include "internal/scan.h"
+#include "lwjson/scan.h"
 #include "vorn/common/lwjson/Deserializer.h"
 
 namespace vorn::common::lwjson {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "internal/Detached.h"
+#include "lwjson/Detached.h"
 
 namespace vorn::common::lwjson {
 namespace {

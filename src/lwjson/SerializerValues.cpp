@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <limits>
 
-#include "internal/Detached.h"
+#include "lwjson/Detached.h"
 #include "internal/cLocale.h"
-#include "internal/scan.h"
+#include "lwjson/scan.h"
 #include "vorn/common/lwjson/Serializer.h"
 
 namespace vorn::common::lwjson {

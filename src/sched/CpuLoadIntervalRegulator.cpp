@@ -1,6 +1,6 @@
 #include <vorn/common/sched/CpuLoadIntervalRegulator.h>
 
-#include "internal/CpuLoad.h"
+#include "sched/CpuLoad.h"
 
 namespace vorn::common::sched {
 

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "internal/CpuTimeReader.h"
+#include "sched/CpuTimeReader.h"
 
 namespace vorn::common::sched {
 

@@ -7,11 +7,11 @@
 #include <iostream>
 #include <system_error>
 
-#include "internal/SideFile.h"
-#include "internal/durable.h"
-#include "internal/exchangeFiles.h"
-#include "internal/openFile.h"
-#include "internal/transfer.h"
+#include "posix/SideFile.h"
+#include "posix/durable.h"
+#include "posix/exchangeFiles.h"
+#include "posix/openFile.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::stream {
 namespace {

@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "internal/MessageQueue.h"
+#include "thread/MessageQueue.h"
 
 namespace vorn::common::thread {
 namespace {

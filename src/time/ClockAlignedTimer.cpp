@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "internal/ClockAlignedTimerCore.h"
+#include "time/ClockAlignedTimerCore.h"
 
 namespace vorn::common::time {
 

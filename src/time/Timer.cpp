@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "internal/TimerCore.h"
+#include "time/TimerCore.h"
 
 namespace vorn::common::time {
 

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <utility>
 
-#include "internal/retry.h"
-#include "internal/sleep.h"
+#include "posix/retry.h"
+#include "posix/sleep.h"
 
 namespace vorn::common::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "internal/timeBase.h"
+#include "timeBase.h"
 
 #include <gtest/gtest.h>
 

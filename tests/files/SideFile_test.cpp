@@ -1,4 +1,4 @@
-#include "internal/SideFile.h"
+#include "posix/SideFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

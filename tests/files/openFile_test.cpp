@@ -1,4 +1,4 @@
-#include "internal/openFile.h"
+#include "posix/openFile.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

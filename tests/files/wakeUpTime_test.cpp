@@ -1,4 +1,4 @@
-#include "internal/wakeUpTime.h"
+#include "fs/wakeUpTime.h"
 
 #include <gtest/gtest.h>
 

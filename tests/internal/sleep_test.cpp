@@ -1,4 +1,4 @@
-#include "internal/sleep.h"
+#include "posix/sleep.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

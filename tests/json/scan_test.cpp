@@ -1,4 +1,4 @@
-#include "internal/scan.h"
+#include "lwjson/scan.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "internal/Detached.h"
+#include "lwjson/Detached.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "internal/childEnd.h"
+#include "posix/childEnd.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

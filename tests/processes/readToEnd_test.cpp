@@ -1,4 +1,4 @@
-#include "internal/readToEnd.h"
+#include "posix/readToEnd.h"
 
 #include <gtest/gtest.h>
 

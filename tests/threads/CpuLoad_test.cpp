@@ -1,4 +1,4 @@
-#include "internal/CpuLoad.h"
+#include "sched/CpuLoad.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "internal/CpuTimeReader.h"
+#include "sched/CpuTimeReader.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "internal/MessageQueue.h"
+#include "thread/MessageQueue.h"
 
 #include <gtest/gtest.h>
 

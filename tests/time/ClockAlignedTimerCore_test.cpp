@@ -1,4 +1,4 @@
-#include "internal/ClockAlignedTimerCore.h"
+#include "time/ClockAlignedTimerCore.h"
 
 #include <gtest/gtest.h>
 

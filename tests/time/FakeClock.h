@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "helpers/wait_until.h"
-#include "internal/Clock.h"
+#include "time/Clock.h"
 
 namespace helpers {
 

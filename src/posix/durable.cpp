@@ -1,12 +1,12 @@
-#include "internal/durable.h"
+#include "posix/durable.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "internal/openFile.h"
-#include "internal/retry.h"
+#include "posix/openFile.h"
+#include "posix/retry.h"
 
 namespace vorn::common::internal {
 

@@ -1,4 +1,4 @@
-#include "internal/TimerThread.h"
+#include "time/TimerThread.h"
 
 #include <algorithm>
 #include <exception>

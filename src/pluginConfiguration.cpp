@@ -1,4 +1,4 @@
-#include "internal/pluginConfiguration.h"
+#include "pluginConfiguration.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,9 +11,9 @@
 #include <system_error>
 #include <utility>
 
-#include "internal/Descriptor.h"
-#include "internal/flatten.h"
-#include "internal/retry.h"
+#include "posix/Descriptor.h"
+#include "lwjson/flatten.h"
+#include "posix/retry.h"
 
 namespace vorn::common::internal {
 namespace {

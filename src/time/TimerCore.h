@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "internal/TimerThread.h"
+#include "time/TimerThread.h"
 
 namespace vorn::common::internal {
 

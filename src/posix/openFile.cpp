@@ -1,4 +1,4 @@
-#include "internal/openFile.h"
+#include "posix/openFile.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <utility>
 
-#include "internal/retry.h"
+#include "posix/retry.h"
 
 #ifdef __GLIBCXX__
 #include <ext/stdio_filebuf.h>

@@ -1,4 +1,4 @@
-#include "internal/SideFile.h"
+#include "posix/SideFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,10 +10,10 @@
 #include <vector>
 
 #include <vorn/common/fs/tools.h>
-#include "internal/durable.h"
-#include "internal/openFile.h"
-#include "internal/retry.h"
-#include "internal/transfer.h"
+#include "posix/durable.h"
+#include "posix/openFile.h"
+#include "posix/retry.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::internal {
 namespace {

@@ -1,11 +1,11 @@
-#include "internal/CpuLoad.h"
+#include "sched/CpuLoad.h"
 
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
 
 #include "internal/saturate.h"
-#include "internal/sleep.h"
+#include "posix/sleep.h"
 
 namespace vorn::common::internal {
 namespace {

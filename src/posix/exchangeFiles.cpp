@@ -1,4 +1,4 @@
-#include "internal/exchangeFiles.h"
+#include "posix/exchangeFiles.h"
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "internal/SideFile.h"
-#include "internal/openFile.h"
+#include "posix/SideFile.h"
+#include "posix/openFile.h"
 
 namespace vorn::common::internal {
 namespace {

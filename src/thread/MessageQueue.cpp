@@ -1,4 +1,4 @@
-#include "internal/MessageQueue.h"
+#include "thread/MessageQueue.h"
 
 namespace vorn::common::internal {
 

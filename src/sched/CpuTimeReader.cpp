@@ -1,4 +1,4 @@
-#include "internal/CpuTimeReader.h"
+#include "sched/CpuTimeReader.h"
 
 #include <cerrno>
 #include <cstdio>

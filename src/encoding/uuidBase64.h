@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "internal/base64.h"
+#include "encoding/base64.h"
 
 namespace vorn::common::internal {
 

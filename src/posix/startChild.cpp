@@ -1,4 +1,4 @@
-#include "internal/startChild.h"
+#include "posix/startChild.h"
 
 #include <fcntl.h>
 #include <sched.h>
@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "internal/BlockedSignals.h"
-#include "internal/ExecImage.h"
+#include "posix/BlockedSignals.h"
+#include "posix/ExecImage.h"
 
 // clone under the name that sanitizers do not intercept: they would take the child for a forked one
 // and release their own locks twice, in memory that it shares with the parent.

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "internal/retry.h"
+#include "posix/retry.h"
 
 namespace vorn::common::internal {
 

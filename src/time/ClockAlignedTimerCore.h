@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "internal/TimerThread.h"
+#include "time/TimerThread.h"
 
 namespace vorn::common::internal {
 

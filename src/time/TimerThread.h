@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "internal/Clock.h"
+#include "time/Clock.h"
 
 namespace vorn::common::internal {
 

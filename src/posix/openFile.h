@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "internal/Descriptor.h"
+#include "posix/Descriptor.h"
 
 namespace vorn::common::internal {
 

@@ -1,4 +1,4 @@
-#include "internal/ExecImage.h"
+#include "posix/ExecImage.h"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "internal/childEnd.h"
+#include "posix/childEnd.h"
 
 #include <poll.h>
 #include <sys/syscall.h>
@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <thread>
 
-#include "internal/Descriptor.h"
-#include "internal/retry.h"
+#include "posix/Descriptor.h"
+#include "posix/retry.h"
 #include "internal/waitReady.h"
 
 #ifndef SYS_pidfd_open

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "internal/Descriptor.h"
+#include "posix/Descriptor.h"
 
 namespace vorn::common::internal {
 

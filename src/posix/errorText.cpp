@@ -1,4 +1,4 @@
-#include "internal/errorText.h"
+#include "posix/errorText.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "internal/TimerCore.h"
+#include "time/TimerCore.h"
 
 #include <vorn/common/time/Timer.h>
 

@@ -1,4 +1,4 @@
-#include "internal/Clock.h"
+#include "time/Clock.h"
 
 namespace vorn::common::internal {
 namespace {

@@ -1,11 +1,11 @@
-#include "internal/readToEnd.h"
+#include "posix/readToEnd.h"
 
 #include <unistd.h>
 
 #include <memory>
 #include <stdexcept>
 
-#include "internal/retry.h"
+#include "posix/retry.h"
 
 namespace vorn::common::internal {
 

@@ -1,4 +1,4 @@
-#include "internal/uuidBase64.h"
+#include "encoding/uuidBase64.h"
 
 #include <algorithm>
 #include <stdexcept>
