@@ -1,8 +1,9 @@
-#include <benchmark/benchmark.h>
-#include <vorn/common/TypedArgs.h>
-
 #include <charconv>
 #include <string>
+
+#include <benchmark/benchmark.h>
+
+#include <vorn/common/TypedArgs.h>
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include <benchmark/benchmark.h>
+
 #include <vorn/common/BinderAdaptor.h>
 #include <vorn/common/BinderProxy.h>
 #include <vorn/common/BinderStubDb.h>

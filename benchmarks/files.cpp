@@ -1,11 +1,3 @@
-#include <vorn/common/fs/CachedFileManager.h>
-#include <vorn/common/fs/FileMutex.h>
-#include <vorn/common/fs/TemporaryDirectory.h>
-#include <vorn/common/fs/tools.h>
-#include <vorn/common/settings/JsonSettings.h>
-#include <vorn/common/stream/StreamAccessors.h>
-
-#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -16,6 +8,15 @@
 #include <sstream>
 #include <string>
 #include <utility>
+
+#include <benchmark/benchmark.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
+#include <vorn/common/fs/FileMutex.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
+#include <vorn/common/fs/tools.h>
+#include <vorn/common/settings/JsonSettings.h>
+#include <vorn/common/stream/StreamAccessors.h>
 
 #ifdef VORN_PEER_BOOST
 #include <boost/interprocess/sync/file_lock.hpp>

@@ -1,12 +1,12 @@
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
 #include <vorn/common/Crc16Computer.h>
 #include <vorn/common/Uuid.h>
 #include <vorn/common/encoding/Base64.h>
 #include <vorn/common/time/UnixTime.h>
-
-#include <benchmark/benchmark.h>
-
-#include <string>
-#include <vector>
 
 #ifdef VORN_PEER_BOOST
 #include <boost/crc.hpp>

@@ -1,8 +1,3 @@
-#include <vorn/common/lwjson/Deserializer.h>
-#include <vorn/common/lwjson/Serializer.h>
-
-#include <benchmark/benchmark.h>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -10,6 +5,11 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/lwjson/Serializer.h>
 
 #ifdef VORN_PEER_RAPIDJSON
 #include <rapidjson/document.h>

@@ -1,9 +1,9 @@
-#include <benchmark/benchmark.h>
-
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 namespace {
 

@@ -1,9 +1,10 @@
-#include <benchmark/benchmark.h>
-#include <vorn/common/DynamicLibrary.h>
-#include <vorn/common/cipher/helper.h>
-
 #include <map>
 #include <mutex>
+
+#include <benchmark/benchmark.h>
+
+#include <vorn/common/DynamicLibrary.h>
+#include <vorn/common/cipher/helper.h>
 
 namespace {
 

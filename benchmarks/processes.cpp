@@ -1,6 +1,5 @@
 // Starting a program, collecting its output, waiting for its end. The argument of StartAndCollect
 // is the memory that the service has touched before, in MiB: a plain fork copies its page tables.
-#include <benchmark/benchmark.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,6 +7,8 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include <vorn/common/Thread.h>
 #include <vorn/common/executable/Executable.h>

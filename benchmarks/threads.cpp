@@ -1,11 +1,11 @@
 // Pools: a batch from submission to the end of its last task, and one task there and back.
 // Messages: one way from sender to handler.
 
-#include <benchmark/benchmark.h>
-
 #include <atomic>
 #include <functional>
 #include <semaphore>
+
+#include <benchmark/benchmark.h>
 
 #include <vorn/common/ThreadPool.h>
 #include <vorn/common/thread/MessageThread.h>
@@ -15,20 +15,20 @@
 #include <boost/asio/thread_pool.hpp>
 #endif
 #ifdef VORN_PEER_POCO
+#include <thread>
+
 #include <Poco/Notification.h>
 #include <Poco/NotificationQueue.h>
 #include <Poco/Runnable.h>
 #include <Poco/ThreadPool.h>
-
-#include <thread>
 #endif
 #ifdef VORN_PEER_TBB
 #include <oneapi/tbb/task_arena.h>
 #endif
 #ifdef VORN_PEER_GLIB
-#include <glib.h>
-
 #include <thread>
+
+#include <glib.h>
 #endif
 
 namespace {

@@ -1,8 +1,8 @@
 // Locks: taken and released by one thread alone, and by two readers at once.
 
-#include <benchmark/benchmark.h>
-
 #include <shared_mutex>
+
+#include <benchmark/benchmark.h>
 
 #include <vorn/common/RecursiveSharedMutex.h>
 #include <vorn/common/locking/MultipleReadUniqueWriteMutex.h>

@@ -1,11 +1,11 @@
 // Timers: how late a call comes, how far 500 periods drift, and what arming costs.
 
-#include <benchmark/benchmark.h>
-
 #include <chrono>
 #include <functional>
 #include <semaphore>
 #include <thread>
+
+#include <benchmark/benchmark.h>
 
 #include <vorn/common/time/ClockAlignedTimer.h>
 #include <vorn/common/time/Timer.h>

@@ -1,4 +1,4 @@
-#include <vorn/common/BinaryDeserializer.h>
+#include "vorn/common/BinaryDeserializer.h"
 
 #include <algorithm>
 #include <cstddef>

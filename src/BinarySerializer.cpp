@@ -1,4 +1,4 @@
-#include <vorn/common/BinarySerializer.h>
+#include "vorn/common/BinarySerializer.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,4 +1,5 @@
-#include <vorn/common/Binder.h>
+#include "vorn/common/Binder.h"
+
 #include <vorn/common/time/now.h>
 
 #include "internal/EnumTexts.h"

@@ -1,4 +1,4 @@
-#include <vorn/common/BinderAdaptor.h>
+#include "vorn/common/BinderAdaptor.h"
 
 #include <stdexcept>
 

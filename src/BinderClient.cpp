@@ -1,4 +1,4 @@
-#include <vorn/common/BinderClient.h>
+#include "vorn/common/BinderClient.h"
 
 #include <ostream>
 #include <utility>

@@ -1,4 +1,4 @@
-#include <vorn/common/BinderDb.h>
+#include "vorn/common/BinderDb.h"
 
 #include <string_view>
 #include <utility>

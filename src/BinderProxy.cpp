@@ -1,4 +1,4 @@
-#include <vorn/common/BinderProxy.h>
+#include "vorn/common/BinderProxy.h"
 
 namespace vorn::common {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/BinderStubDb.h>
+#include "vorn/common/BinderStubDb.h"
 
 namespace vorn::common {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/Crc16Computer.h>
+#include "vorn/common/Crc16Computer.h"
 
 namespace vorn::common {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/Db.h>
+#include "vorn/common/Db.h"
 
 namespace vorn::common {
 

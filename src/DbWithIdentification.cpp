@@ -1,4 +1,4 @@
-#include <vorn/common/DbWithIdentification.h>
+#include "vorn/common/DbWithIdentification.h"
 
 namespace vorn::common {
 

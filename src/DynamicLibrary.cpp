@@ -1,4 +1,4 @@
-#include <vorn/common/DynamicLibrary.h>
+#include "vorn/common/DynamicLibrary.h"
 
 #include <dlfcn.h>
 

@@ -1,4 +1,4 @@
-#include <vorn/common/IdentificationDb.h>
+#include "vorn/common/IdentificationDb.h"
 
 namespace vorn::common {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/IdentificationStubDb.h>
+#include "vorn/common/IdentificationStubDb.h"
 
 namespace vorn::common {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/RecursiveSharedMutex.h>
+#include "vorn/common/RecursiveSharedMutex.h"
 
 #include <stdexcept>
 #include <utility>

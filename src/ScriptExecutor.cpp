@@ -1,4 +1,4 @@
-#include <vorn/common/ScriptExecutor.h>
+#include "vorn/common/ScriptExecutor.h"
 
 #include <signal.h>
 

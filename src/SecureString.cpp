@@ -1,4 +1,4 @@
-#include <vorn/common/SecureString.h>
+#include "vorn/common/SecureString.h"
 
 #include <string.h>
 

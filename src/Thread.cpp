@@ -1,4 +1,4 @@
-#include <vorn/common/Thread.h>
+#include "vorn/common/Thread.h"
 
 #include <future>
 #include <thread>

@@ -1,4 +1,4 @@
-#include <vorn/common/ThreadPool.h>
+#include "vorn/common/ThreadPool.h"
 
 #include <algorithm>
 #include <exception>

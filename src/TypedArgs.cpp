@@ -1,4 +1,4 @@
-#include <vorn/common/TypedArgs.h>
+#include "vorn/common/TypedArgs.h"
 
 #include <stdlib.h>
 

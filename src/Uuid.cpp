@@ -1,11 +1,4 @@
-#include <vorn/common/Uuid.h>
-
-#include "internal/assert.h"
-#include "encoding/base64.h"
-#include "encoding/hex.h"
-#include "encoding/uuidBase64.h"
-
-#include <vorn/common/sha1.h>
+#include "vorn/common/Uuid.h"
 
 #include <algorithm>
 #include <atomic>
@@ -14,6 +7,13 @@
 #include <random>
 #include <stdexcept>
 #include <string_view>
+
+#include <vorn/common/sha1.h>
+
+#include "encoding/base64.h"
+#include "encoding/hex.h"
+#include "encoding/uuidBase64.h"
+#include "internal/assert.h"
 
 namespace vorn::common {
 

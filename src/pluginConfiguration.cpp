@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <vorn/common/lwjson/Deserializer.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,8 +10,10 @@
 #include <system_error>
 #include <utility>
 
-#include "posix/Descriptor.h"
+#include <vorn/common/lwjson/Deserializer.h>
+
 #include "lwjson/flatten.h"
+#include "posix/Descriptor.h"
 #include "posix/retry.h"
 
 namespace vorn::common::internal {

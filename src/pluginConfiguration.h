@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/DynamicLibrary.h>
-
 #include <string>
 #include <vector>
+
+#include <vorn/common/DynamicLibrary.h>
 
 namespace vorn::common::internal {
 

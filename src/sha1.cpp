@@ -1,4 +1,4 @@
-#include <vorn/common/sha1.h>
+#include "vorn/common/sha1.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,9 +1,9 @@
-#include <vorn/common/strlcpy.h>
-
-#include "internal/assert.h"
+#include "vorn/common/strlcpy.h"
 
 #include <algorithm>
 #include <cstring>
+
+#include "internal/assert.h"
 
 namespace vorn::common {
 

@@ -1,9 +1,9 @@
 // Reads a service's arguments from JSON into typed values.
 
-#include <vorn/common/TypedArgs.h>
-
 #include <iostream>
 #include <stdexcept>
+
+#include <vorn/common/TypedArgs.h>
 
 int main() {
     using namespace vorn::common;

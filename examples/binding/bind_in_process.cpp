@@ -1,14 +1,14 @@
 // A client binds to a server in the same process: the smallest transport calls the other end's
 // functions. Between processes the two calls would be messages.
 
-#include <vorn/common/BinderAdaptor.h>
-#include <vorn/common/BinderProxy.h>
-#include <vorn/common/BinderStubDb.h>
-
 #include <iostream>
 #include <memory>
 #include <string>
 #include <utility>
+
+#include <vorn/common/BinderAdaptor.h>
+#include <vorn/common/BinderProxy.h>
+#include <vorn/common/BinderStubDb.h>
 
 using namespace vorn::common;
 

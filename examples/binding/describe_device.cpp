@@ -1,10 +1,10 @@
 // Keeps what a service tells about its device, under the uuid of the owner.
 
+#include <iostream>
+
 #include <vorn/common/DbWithIdentification.h>
 #include <vorn/common/IdentificationStubDb.h>
 #include <vorn/common/conv/ConnectorType.h>
-
-#include <iostream>
 
 int main() {
     vorn::common::IdentificationStubDb storage(vorn::common::Uuid::VORN_NAMESPACE);

@@ -1,9 +1,9 @@
 // Keeps a server's clients list as two texts. The reader takes the last character off every piece
 // that a '|' follows, so a store for several clients adds one to each piece but the last.
 
-#include <vorn/common/BinderDb.h>
-
 #include <iostream>
+
+#include <vorn/common/BinderDb.h>
 
 using namespace vorn::common;
 

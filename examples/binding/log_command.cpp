@@ -1,8 +1,8 @@
 // Logs the way of a command to a device in the services' own words.
 
-#include <vorn/common/command/CommandResults.h>
-
 #include <iostream>
+
+#include <vorn/common/command/CommandResults.h>
 
 using namespace vorn::common::command;
 

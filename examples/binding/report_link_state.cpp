@@ -1,8 +1,8 @@
 // Follows a link and reports it only when something changed.
 
-#include <vorn/common/communication/CommunicationStatus.h>
-
 #include <iostream>
+
+#include <vorn/common/communication/CommunicationStatus.h>
 
 using namespace vorn::common::communication;
 using vorn::common::time::UnixTime;

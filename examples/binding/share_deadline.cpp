@@ -1,9 +1,9 @@
 // Two services whose clocks differ agree on a deadline through the time base of the server.
 
+#include <iostream>
+
 #include <vorn/common/Binder.h>
 #include <vorn/common/time/now.h>
-
-#include <iostream>
 
 using namespace vorn::common;
 

@@ -1,10 +1,10 @@
 // Two users of one device exclude each other by a lock file; in the field they are two processes.
-#include <vorn/common/fs/FileMutex.h>
-#include <vorn/common/fs/TemporaryDirectory.h>
-
 #include <chrono>
 #include <iostream>
 #include <mutex>
+
+#include <vorn/common/fs/FileMutex.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
 
 using vorn::common::fs::FileMutex;
 using namespace std::chrono_literals;

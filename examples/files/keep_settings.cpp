@@ -1,13 +1,13 @@
 // A service's settings: loaded at start-up, changed in memory, written back lazily with a backup.
-#include <vorn/common/fs/CachedFileManager.h>
-#include <vorn/common/fs/TemporaryDirectory.h>
-#include <vorn/common/fs/tools.h>
-#include <vorn/common/settings/JsonSettings.h>
-
 #include <iostream>
 #include <memory>
 #include <string>
 #include <utility>
+
+#include <vorn/common/fs/CachedFileManager.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
+#include <vorn/common/fs/tools.h>
+#include <vorn/common/settings/JsonSettings.h>
 
 namespace fs = vorn::common::fs;
 using namespace vorn::common;

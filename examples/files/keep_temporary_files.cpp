@@ -1,11 +1,11 @@
 // Prepares a report in a temporary file and keeps it only when it is complete.
-#include <vorn/common/fs/TemporaryDirectory.h>
-#include <vorn/common/fs/TemporaryFile.h>
-#include <vorn/common/fs/tools.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+
+#include <vorn/common/fs/TemporaryDirectory.h>
+#include <vorn/common/fs/TemporaryFile.h>
+#include <vorn/common/fs/tools.h>
 
 namespace fs = vorn::common::fs;
 

@@ -1,9 +1,9 @@
 // Reads a list of hosts line by line, stores it sorted, and puts the new list in place in one step.
-#include <vorn/common/fs/TemporaryDirectory.h>
-#include <vorn/common/fs/tools.h>
-
 #include <algorithm>
 #include <iostream>
+
+#include <vorn/common/fs/TemporaryDirectory.h>
+#include <vorn/common/fs/tools.h>
 
 namespace tools = vorn::common::fs::tools;
 

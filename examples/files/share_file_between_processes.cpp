@@ -1,13 +1,13 @@
 // One process produces a file, another waits for it; neither ever sees half of it.
-#include <vorn/common/fs/LockedFile.h>
-#include <vorn/common/fs/TemporaryDirectory.h>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <iostream>
 #include <string>
+
+#include <vorn/common/fs/LockedFile.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
 
 using vorn::common::fs::LockedFile;
 

@@ -1,10 +1,10 @@
 // A counter that is written to a stream of the caller's, driven by hand instead of by a manager.
-#include <vorn/common/stream/StreamableHandler.h>
-
 #include <chrono>
 #include <iostream>
 #include <memory>
 #include <sstream>
+
+#include <vorn/common/stream/StreamableHandler.h>
 
 namespace stream = vorn::common::stream;
 using namespace std::chrono_literals;

@@ -1,12 +1,12 @@
 // Base64 of both kinds, URL encoding, byte-order marks, and splitting at unescaped commas.
+#include <algorithm>
+#include <iostream>
+#include <stdexcept>
+
 #include <vorn/common/encoding/Base64.h>
 #include <vorn/common/encoding/UrlEncode.h>
 #include <vorn/common/encoding/utf/BOM.h>
 #include <vorn/common/strings/strings.h>
-
-#include <algorithm>
-#include <iostream>
-#include <stdexcept>
 
 using namespace vorn::common;
 using encoding::Base64;

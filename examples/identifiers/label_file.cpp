@@ -1,11 +1,11 @@
 // Labels a content with its SHA-1 digest, cut to what a fixed field of a device's record holds.
 
-#include <vorn/common/sha1.h>
-#include <vorn/common/strlcpy.h>
-
 #include <cstdint>
 #include <iostream>
 #include <string>
+
+#include <vorn/common/sha1.h>
+#include <vorn/common/strlcpy.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Gives a device an identifier that is the same after every restart, and reads one from a request.
-#include <vorn/common/Uuid.h>
-
 #include <iostream>
 #include <stdexcept>
+
+#include <vorn/common/Uuid.h>
 
 using namespace vorn::common;
 

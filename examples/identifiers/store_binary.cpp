@@ -1,11 +1,11 @@
 // Keeps a record as bytes behind a check sum, and reads it back.
-#include <vorn/common/BinaryDeserializer.h>
-#include <vorn/common/BinarySerializer.h>
-#include <vorn/common/Crc16Computer.h>
-
 #include <iomanip>
 #include <iostream>
 #include <stdexcept>
+
+#include <vorn/common/BinaryDeserializer.h>
+#include <vorn/common/BinarySerializer.h>
+#include <vorn/common/Crc16Computer.h>
 
 using namespace vorn::common;
 

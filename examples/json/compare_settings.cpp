@@ -1,8 +1,8 @@
 // Tells what changed between two settings texts, whatever the order of their members.
 
-#include <vorn/common/lwjson/Deserializer.h>
-
 #include <iostream>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 using vorn::common::lwjson::Deserializer;
 

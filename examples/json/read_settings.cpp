@@ -1,9 +1,9 @@
 // Reads a settings text: required and optional members, defaults, lists, and what a mistake says.
 
-#include <vorn/common/lwjson/Deserializer.h>
-
 #include <iostream>
 #include <stdexcept>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 using vorn::common::lwjson::Deserializer;
 using vorn::common::time::SecondsDuration;

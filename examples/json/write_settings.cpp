@@ -1,10 +1,10 @@
 // Writes an object with a list and an object inside, once for people and once for a wire.
 
-#include <vorn/common/lwjson/Serializer.h>
-
 #include <iostream>
 #include <string>
 #include <vector>
+
+#include <vorn/common/lwjson/Serializer.h>
 
 using vorn::common::lwjson::Serializer;
 

@@ -1,9 +1,9 @@
 // Finds ciphers by library and name. The library is loaded once, at the first question, and stays.
 
-#include <vorn/common/cipher/helper.h>
-
 #include <iostream>
 #include <stdexcept>
+
+#include <vorn/common/cipher/helper.h>
 
 namespace {
 

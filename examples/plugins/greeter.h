@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/IPlugin.h>
-
 #include <string>
+
+#include <vorn/common/IPlugin.h>
 
 /// What this program and its plug-ins agree on beyond the library's own interface.
 class Greeter : public vorn::common::IPlugin {

@@ -1,11 +1,11 @@
 // Keeps a password enciphered in memory. The cipher here is a toy; real ones come from a plug-in,
 // through cipher::getCipherFromLib.
 
-#include <vorn/common/SecureString.h>
-
 #include <algorithm>
 #include <iostream>
 #include <memory>
+
+#include <vorn/common/SecureString.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Loads every plug-in of a configuration file; the bad ones are reported and left out.
 
-#include <vorn/common/DynamicLibrary.h>
-
 #include <iostream>
+
+#include <vorn/common/DynamicLibrary.h>
 
 #include "greeter.h"
 

@@ -1,8 +1,8 @@
 // Loads one plug-in and uses it through an interface of the program's own.
 
-#include <vorn/common/DynamicLibrary.h>
-
 #include <iostream>
+
+#include <vorn/common/DynamicLibrary.h>
 
 #include "greeter.h"
 

@@ -1,10 +1,10 @@
 // A plug-in with one cipher, "reverse": no protection at all, but short. See secretbox_plugin.cpp
 // for one of real use.
 
+#include <memory>
+
 #include <vorn/common/IPlugin.h>
 #include <vorn/common/export.h>
-
-#include <memory>
 
 namespace {
 

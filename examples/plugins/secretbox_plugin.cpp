@@ -6,15 +6,16 @@
 //
 // An enciphered text is the Base64 form of a random nonce followed by the box, so equal texts look
 // different each time, and a changed text or a wrong key is noticed.
-#include <sodium.h>
-
-#include <vorn/common/IPlugin.h>
 #include <array>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <vector>
+
+#include <sodium.h>
+
+#include <vorn/common/IPlugin.h>
 
 namespace {
 

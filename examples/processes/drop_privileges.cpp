@@ -2,9 +2,10 @@
 // shows how the refusal looks.
 
 #include <unistd.h>
-#include <vorn/common/service/ProcessAttributes.h>
 
 #include <iostream>
+
+#include <vorn/common/service/ProcessAttributes.h>
 
 int main() {
     using namespace vorn::common;

@@ -1,8 +1,8 @@
 // Reports what a service is doing and how well, as text and as JSON.
 
-#include <vorn/common/service/ServiceStatus.h>
-
 #include <iostream>
+
+#include <vorn/common/service/ServiceStatus.h>
 
 int main() {
     using namespace vorn::common::service;

@@ -1,7 +1,7 @@
+#include <iostream>
+
 #include <vorn/common/executable/Script.h>
 #include <vorn/common/lwjson/Deserializer.h>
-
-#include <iostream>
 
 int main() {
     const vorn::common::lwjson::Deserializer request(R"({"text": "echo hello, $WHO; exit 3"})");

@@ -1,11 +1,11 @@
 // Reads a cache and, when it is stale, upgrades the reader's lock to refresh it.
 
-#include <vorn/common/RecursiveSharedMutex.h>
-
 #include <iostream>
 #include <mutex>
 #include <optional>
 #include <shared_mutex>
+
+#include <vorn/common/RecursiveSharedMutex.h>
 
 namespace {
 

@@ -1,9 +1,9 @@
 // Counts events on a message thread: the counter belongs to the handler, so it needs no lock.
 
-#include <vorn/common/thread/MessageThread.h>
-
 #include <future>
 #include <iostream>
+
+#include <vorn/common/thread/MessageThread.h>
 
 using vorn::common::thread::Message;
 using vorn::common::thread::MessageThread;

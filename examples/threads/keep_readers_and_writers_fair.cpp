@@ -1,12 +1,12 @@
 // Writes settings that other threads read without a pause: the writer gets its turn all the same.
 
-#include <vorn/common/locking/MultipleReadUniqueWriteMutex.h>
-
 #include <atomic>
 #include <iostream>
 #include <mutex>
 #include <shared_mutex>
 #include <thread>
+
+#include <vorn/common/locking/MultipleReadUniqueWriteMutex.h>
 
 int main() {
     vorn::common::locking::MultipleReadUniqueWriteMutex mutex;

@@ -1,9 +1,9 @@
 // Works for a while with a quarter of one core, resting at most 50 ms at a time.
 
-#include <vorn/common/sched/Cooldown.h>
-
 #include <chrono>
 #include <iostream>
+
+#include <vorn/common/sched/Cooldown.h>
 
 using namespace std::chrono_literals;
 namespace sched = vorn::common::sched;

@@ -1,9 +1,9 @@
 // Shares work among a pool's threads and waits until all of it is done.
 
-#include <vorn/common/ThreadPool.h>
-
 #include <atomic>
 #include <iostream>
+
+#include <vorn/common/ThreadPool.h>
 
 int main() {
     std::atomic<int> sum = 0;

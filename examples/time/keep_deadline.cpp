@@ -1,12 +1,12 @@
 // Instants as text, a deadline that is moved, and a wait that ends at it.
-#include <vorn/common/time/SecondsDuration.h>
-#include <vorn/common/time/UnixTime.h>
-#include <vorn/common/time/now.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <iostream>
 #include <mutex>
+
+#include <vorn/common/time/SecondsDuration.h>
+#include <vorn/common/time/UnixTime.h>
+#include <vorn/common/time/now.h>
 
 using vorn::common::SecondsDuration;
 using vorn::common::UnixTime;

@@ -1,9 +1,9 @@
 // Sends three heartbeats, 20 ms apart, then doubles the rate for two more.
 
-#include <vorn/common/time/Timer.h>
-
 #include <iostream>
 #include <semaphore>
+
+#include <vorn/common/time/Timer.h>
 
 using namespace std::chrono_literals;
 

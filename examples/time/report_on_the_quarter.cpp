@@ -1,9 +1,9 @@
 // Tells when a report every quarter of an hour comes next, and runs one every 50 ms for real.
 
-#include <vorn/common/time/ClockAlignedTimer.h>
-
 #include <iostream>
 #include <semaphore>
+
+#include <vorn/common/time/ClockAlignedTimer.h>
 
 using namespace std::chrono_literals;
 using vorn::common::time::ClockAlignedTimer;

@@ -1,10 +1,10 @@
 // Runs something once, at an instant of the wall clock one second ahead.
 
-#include <vorn/common/time/Timer.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <iostream>
 #include <semaphore>
+
+#include <vorn/common/time/Timer.h>
+#include <vorn/common/time/UnixTime.h>
 
 using namespace std::chrono_literals;
 using vorn::common::time::Recurrence;

@@ -1,4 +1,4 @@
-#include <vorn/common/cipher/CipherProxy.h>
+#include "vorn/common/cipher/CipherProxy.h"
 
 #include <utility>
 

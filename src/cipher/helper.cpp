@@ -1,13 +1,13 @@
-#include <vorn/common/cipher/helper.h>
-
-#include <vorn/common/DynamicLibrary.h>
-#include <vorn/common/IPlugin.h>
+#include "vorn/common/cipher/helper.h"
 
 #include <atomic>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <string>
+
+#include <vorn/common/DynamicLibrary.h>
+#include <vorn/common/IPlugin.h>
 
 namespace vorn::common::cipher {
 namespace {

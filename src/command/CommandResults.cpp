@@ -1,4 +1,4 @@
-#include <vorn/common/command/CommandResults.h>
+#include "vorn/common/command/CommandResults.h"
 
 #include "internal/EnumTexts.h"
 

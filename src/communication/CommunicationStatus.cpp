@@ -1,4 +1,4 @@
-#include <vorn/common/communication/CommunicationStatus.h>
+#include "vorn/common/communication/CommunicationStatus.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include <vorn/common/conv/ConnectorType.h>
+#include "vorn/common/conv/ConnectorType.h"
 
 #include "internal/EnumTexts.h"
 

@@ -1,4 +1,4 @@
-#include <vorn/common/conv/Identification.h>
+#include "vorn/common/conv/Identification.h"
 
 #include <ostream>
 #include <utility>

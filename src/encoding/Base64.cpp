@@ -1,9 +1,9 @@
-#include <vorn/common/encoding/Base64.h>
-
-#include "encoding/base64.h"
+#include "vorn/common/encoding/Base64.h"
 
 #include <algorithm>
 #include <stdexcept>
+
+#include "encoding/base64.h"
 
 namespace vorn::common::encoding {
 

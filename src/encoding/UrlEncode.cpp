@@ -1,10 +1,10 @@
-#include <vorn/common/encoding/UrlEncode.h>
-
-#include "encoding/hex.h"
+#include "vorn/common/encoding/UrlEncode.h"
 
 #include <cctype>
 #include <stdexcept>
 #include <string_view>
+
+#include "encoding/hex.h"
 
 namespace vorn::common::encoding {
 

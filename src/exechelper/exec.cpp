@@ -1,4 +1,4 @@
-#include <vorn/common/exechelper/exec.h>
+#include "vorn/common/exechelper/exec.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include <vorn/common/executable/Executable.h>
+#include "vorn/common/executable/Executable.h"
 
 #include <signal.h>
 
@@ -11,12 +11,12 @@
 
 #include <vorn/common/exechelper/exec.h>
 
+#include "internal/assert.h"
+#include "internal/waitReady.h"
 #include "posix/BlockedSignals.h"
 #include "posix/ExecImage.h"
-#include "internal/assert.h"
 #include "posix/childEnd.h"
 #include "posix/startChild.h"
-#include "internal/waitReady.h"
 
 namespace vorn::common::executable {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/executable/ExecutableManager.h>
+#include "vorn/common/executable/ExecutableManager.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include <vorn/common/executable/Script.h>
+#include "vorn/common/executable/Script.h"
 
 namespace vorn::common::executable {
 namespace {

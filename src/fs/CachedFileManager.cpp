@@ -1,4 +1,4 @@
-#include <vorn/common/fs/CachedFileManager.h>
+#include "vorn/common/fs/CachedFileManager.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <vorn/common/stream/StreamAccessors.h>
+
 #include "fs/wakeUpTime.h"
 
 namespace vorn::common::fs {

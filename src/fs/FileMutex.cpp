@@ -1,4 +1,4 @@
-#include <vorn/common/fs/FileMutex.h>
+#include "vorn/common/fs/FileMutex.h"
 
 #include <fcntl.h>
 

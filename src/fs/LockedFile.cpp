@@ -1,4 +1,4 @@
-#include <vorn/common/fs/LockedFile.h>
+#include "vorn/common/fs/LockedFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

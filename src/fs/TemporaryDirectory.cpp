@@ -1,4 +1,4 @@
-#include <vorn/common/fs/TemporaryDirectory.h>
+#include "vorn/common/fs/TemporaryDirectory.h"
 
 #include <stdlib.h>
 #include <sys/stat.h>

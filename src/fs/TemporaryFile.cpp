@@ -1,4 +1,4 @@
-#include <vorn/common/fs/TemporaryFile.h>
+#include "vorn/common/fs/TemporaryFile.h"
 
 #include <cerrno>
 #include <system_error>

@@ -1,4 +1,4 @@
-#include <vorn/common/fs/tools.h>
+#include "vorn/common/fs/tools.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -16,6 +16,7 @@
 #include <utility>
 
 #include <vorn/common/strings/strings.h>
+
 #include "posix/errorText.h"
 #include "posix/exchangeFiles.h"
 #include "posix/openFile.h"

@@ -1,4 +1,4 @@
-#include <vorn/common/locking/MultipleReadUniqueWriteMutex.h>
+#include "vorn/common/locking/MultipleReadUniqueWriteMutex.h"
 
 #include <cerrno>
 #include <system_error>

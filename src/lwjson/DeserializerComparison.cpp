@@ -1,11 +1,11 @@
+#include "vorn/common/lwjson/Deserializer.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
-
-#include "vorn/common/lwjson/Deserializer.h"
 
 namespace vorn::common::lwjson {
 namespace {

@@ -1,3 +1,5 @@
+#include "vorn/common/lwjson/Deserializer.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -7,7 +9,6 @@
 #include <type_traits>
 
 #include "internal/cLocale.h"
-#include "vorn/common/lwjson/Deserializer.h"
 
 namespace vorn::common::lwjson {
 namespace {

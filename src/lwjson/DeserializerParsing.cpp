@@ -1,9 +1,10 @@
+#include "vorn/common/lwjson/Deserializer.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
 #include "lwjson/scan.h"
-#include "vorn/common/lwjson/Deserializer.h"
 
 namespace vorn::common::lwjson {
 namespace {

@@ -1,6 +1,6 @@
-#include <algorithm>
-
 #include "vorn/common/lwjson/Serializer.h"
+
+#include <algorithm>
 
 namespace vorn::common::lwjson {
 

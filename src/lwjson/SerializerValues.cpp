@@ -1,3 +1,5 @@
+#include "vorn/common/lwjson/Serializer.h"
+
 #include <locale.h>
 
 #include <array>
@@ -5,10 +7,9 @@
 #include <cstdio>
 #include <limits>
 
-#include "lwjson/Detached.h"
 #include "internal/cLocale.h"
+#include "lwjson/Detached.h"
 #include "lwjson/scan.h"
-#include "vorn/common/lwjson/Serializer.h"
 
 namespace vorn::common::lwjson {
 namespace {

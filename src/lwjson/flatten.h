@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/lwjson/Deserializer.h>
-
 #include <string>
 #include <unordered_map>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 namespace vorn::common::internal {
 

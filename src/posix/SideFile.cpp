@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <vorn/common/fs/tools.h>
+
 #include "posix/durable.h"
 #include "posix/openFile.h"
 #include "posix/retry.h"

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <thread>
 
+#include "internal/waitReady.h"
 #include "posix/Descriptor.h"
 #include "posix/retry.h"
-#include "internal/waitReady.h"
 
 #ifndef SYS_pidfd_open
 #define SYS_pidfd_open 434

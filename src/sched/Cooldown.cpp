@@ -1,4 +1,4 @@
-#include <vorn/common/sched/Cooldown.h>
+#include "vorn/common/sched/Cooldown.h"
 
 #include <algorithm>
 #include <limits>

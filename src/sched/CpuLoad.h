@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/sched/CpuTime.h>
-
 #include <chrono>
 #include <cstdint>
+
+#include <vorn/common/sched/CpuTime.h>
 
 namespace vorn::common::internal {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/sched/CpuLoadIntervalRegulator.h>
+#include "vorn/common/sched/CpuLoadIntervalRegulator.h"
 
 #include "sched/CpuLoad.h"
 

@@ -1,4 +1,4 @@
-#include <vorn/common/sched/CpuLoadRegulator.h>
+#include "vorn/common/sched/CpuLoadRegulator.h"
 
 #include "sched/CpuLoad.h"
 

@@ -1,4 +1,4 @@
-#include <vorn/common/sched/CpuTime.h>
+#include "vorn/common/sched/CpuTime.h"
 
 #include <unistd.h>
 

@@ -4,10 +4,11 @@
 #include <pwd.h>
 #include <sys/capability.h>
 #include <sys/types.h>
-#include <vorn/common/service/ProcessAttributes.h>
 
 #include <cstddef>
 #include <string>
+
+#include <vorn/common/service/ProcessAttributes.h>
 
 namespace vorn::common::service::internal {
 

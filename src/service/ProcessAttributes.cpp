@@ -1,4 +1,4 @@
-#include <vorn/common/service/ProcessAttributes.h>
+#include "vorn/common/service/ProcessAttributes.h"
 
 #include <sys/prctl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include <vorn/common/service/ServiceError.h>
+#include "vorn/common/service/ServiceError.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include <vorn/common/service/ServiceStatus.h>
+#include "vorn/common/service/ServiceStatus.h"
 
 #include "internal/EnumTexts.h"
 

@@ -1,4 +1,4 @@
-#include <vorn/common/settings/JsonSettings.h>
+#include "vorn/common/settings/JsonSettings.h"
 
 #include <iterator>
 #include <stdexcept>

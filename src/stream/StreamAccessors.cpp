@@ -1,4 +1,4 @@
-#include <vorn/common/stream/StreamAccessors.h>
+#include "vorn/common/stream/StreamAccessors.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

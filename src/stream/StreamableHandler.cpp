@@ -1,4 +1,4 @@
-#include <vorn/common/stream/StreamableHandler.h>
+#include "vorn/common/stream/StreamableHandler.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,4 +1,4 @@
-#include <vorn/common/strings/strings.h>
+#include "vorn/common/strings/strings.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include <vorn/common/thread/Message.h>
+#include "vorn/common/thread/Message.h"
 
 namespace vorn::common::thread {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <vorn/common/thread/Message.h>
-
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <mutex>
 #include <optional>
+
+#include <vorn/common/thread/Message.h>
 
 namespace vorn::common::internal {
 

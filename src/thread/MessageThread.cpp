@@ -1,4 +1,4 @@
-#include <vorn/common/thread/MessageThread.h>
+#include "vorn/common/thread/MessageThread.h"
 
 #include <exception>
 #include <limits>

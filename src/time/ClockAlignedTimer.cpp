@@ -1,4 +1,4 @@
-#include <vorn/common/time/ClockAlignedTimer.h>
+#include "vorn/common/time/ClockAlignedTimer.h"
 
 #include <utility>
 

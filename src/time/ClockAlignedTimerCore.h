@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/time/ClockAlignedTimer.h>
-
 #include <chrono>
+
+#include <vorn/common/time/ClockAlignedTimer.h>
 
 #include "time/TimerThread.h"
 

@@ -1,4 +1,4 @@
-#include <vorn/common/time/SecondsDuration.h>
+#include "vorn/common/time/SecondsDuration.h"
 
 #include <ostream>
 #include <string>

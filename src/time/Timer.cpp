@@ -1,4 +1,4 @@
-#include <vorn/common/time/Timer.h>
+#include "vorn/common/time/Timer.h"
 
 #include <utility>
 

@@ -1,12 +1,12 @@
 #include "time/TimerCore.h"
 
-#include <vorn/common/time/Timer.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
 #include <utility>
+
+#include <vorn/common/time/Timer.h>
 
 #include "internal/saturate.h"
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <vorn/common/time/Recurrence.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <chrono>
 #include <cstdint>
 #include <functional>
+
+#include <vorn/common/time/Recurrence.h>
+#include <vorn/common/time/UnixTime.h>
 
 #include "time/TimerThread.h"
 

@@ -1,4 +1,4 @@
-#include <vorn/common/time/UnixTime.h>
+#include "vorn/common/time/UnixTime.h"
 
 #include <algorithm>
 #include <cfenv>

@@ -1,7 +1,3 @@
-#include <vorn/common/time/UnixTime.h>
-
-#include "internal/cLocale.h"
-
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -11,6 +7,10 @@
 #include <locale>
 #include <optional>
 #include <sstream>
+
+#include <vorn/common/time/UnixTime.h>
+
+#include "internal/cLocale.h"
 
 namespace vorn::common::time {
 

@@ -1,4 +1,4 @@
-#include <vorn/common/time/now.h>
+#include "vorn/common/time/now.h"
 
 #include <chrono>
 

@@ -1,4 +1,4 @@
-#include <vorn/common/test/TestLauncher.h>
+#include "vorn/common/test/TestLauncher.h"
 
 #include <iostream>
 

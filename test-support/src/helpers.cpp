@@ -1,15 +1,16 @@
-#include <vorn/common/test/helpers.h>
+#include "vorn/common/test/helpers.h"
 
 #include <termios.h>
 #include <unistd.h>
-#include <vorn/common/lwjson/Deserializer.h>
-#include <vorn/common/lwjson/Serializer.h>
 
 #include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <string_view>
 #include <utility>
+
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/lwjson/Serializer.h>
 
 #include "posix/retry.h"
 #include "posix/sleep.h"

@@ -1,11 +1,12 @@
-#include <gtest/gtest.h>
-#include <vorn/common/TypedArgs.h>
-
 #include <cerrno>
 #include <cmath>
 #include <limits>
 #include <optional>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/TypedArgs.h>
 
 #include "helpers/CommaLocale.h"
 #include "helpers/expect_throw.h"

@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
-#include <vorn/common/TypedArgs.h>
-
 #include <map>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/TypedArgs.h>
 
 namespace {
 

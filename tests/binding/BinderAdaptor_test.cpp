@@ -1,12 +1,12 @@
-#include <vorn/common/BinderAdaptor.h>
-#include <vorn/common/BinderStubDb.h>
+#include <functional>
+#include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <thread>
-#include <utility>
+#include <vorn/common/BinderAdaptor.h>
+#include <vorn/common/BinderStubDb.h>
 
 #include "helpers/expect_throw.h"
 

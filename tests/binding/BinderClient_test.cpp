@@ -1,9 +1,9 @@
-#include <vorn/common/BinderClient.h>
+#include <sstream>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-#include <type_traits>
+#include <vorn/common/BinderClient.h>
 
 namespace {
 

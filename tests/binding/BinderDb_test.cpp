@@ -1,9 +1,9 @@
-#include <vorn/common/BinderDb.h>
-#include <vorn/common/BinderStubDb.h>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
+#include <vorn/common/BinderDb.h>
+#include <vorn/common/BinderStubDb.h>
 
 #include "helpers/expect_throw.h"
 

@@ -1,7 +1,7 @@
+#include <optional>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <optional>
 
 #include "binding/proxy.h"
 

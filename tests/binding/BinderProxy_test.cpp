@@ -1,9 +1,9 @@
-#include <vorn/common/BinderProxy.h>
+#include <atomic>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <vorn/common/BinderProxy.h>
 
 #include "binding/proxy.h"
 #include "helpers/wait_until.h"

@@ -1,9 +1,9 @@
-#include <vorn/common/Binder.h>
-#include <vorn/common/time/now.h>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
+#include <vorn/common/Binder.h>
+#include <vorn/common/time/now.h>
 
 namespace {
 

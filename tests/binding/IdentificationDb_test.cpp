@@ -1,10 +1,10 @@
-#include <vorn/common/DbWithIdentification.h>
-#include <vorn/common/IdentificationDb.h>
-#include <vorn/common/IdentificationStubDb.h>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
+#include <vorn/common/DbWithIdentification.h>
+#include <vorn/common/IdentificationDb.h>
+#include <vorn/common/IdentificationStubDb.h>
 
 namespace {
 

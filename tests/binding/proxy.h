@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/BinderProxy.h>
-
 #include <functional>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <vorn/common/BinderProxy.h>
 
 namespace binding {
 

@@ -1,10 +1,11 @@
+#include <cstring>
+
 #include <gtest/gtest.h>
+
 #include <vorn/common/BinderAdaptor.h>
 #include <vorn/common/BinderProxy.h>
 #include <vorn/common/BinderStubDb.h>
 #include <vorn/common/IdentificationStubDb.h>
-
-#include <cstring>
 
 namespace {
 

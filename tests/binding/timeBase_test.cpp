@@ -1,6 +1,6 @@
-#include "timeBase.h"
-
 #include <gtest/gtest.h>
+
+#include "timeBase.h"
 
 namespace {
 

@@ -1,6 +1,3 @@
-#include <gtest/gtest.h>
-#include <vorn/common/fs/CachedFileManager.h>
-
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -9,6 +6,10 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
 
 #include "files/streamables.h"
 #include "helpers/TempDir.h"

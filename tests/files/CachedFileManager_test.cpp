@@ -1,11 +1,12 @@
-#include <gtest/gtest.h>
-#include <vorn/common/fs/CachedFileManager.h>
-
 #include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
 
 #include "files/interpose.h"
 #include "files/streamables.h"

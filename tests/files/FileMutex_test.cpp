@@ -1,7 +1,5 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <vorn/common/fs/FileMutex.h>
 
 #include <atomic>
 #include <chrono>
@@ -12,6 +10,10 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/FileMutex.h>
 
 #include "files/interpose.h"
 #include "helpers/TempDir.h"

@@ -1,12 +1,13 @@
-#include <gtest/gtest.h>
-#include <vorn/common/fs/CachedFileManager.h>
-#include <vorn/common/settings/JsonSettings.h>
-
 #include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
+#include <vorn/common/settings/JsonSettings.h>
 
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"

@@ -1,11 +1,13 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vorn/common/fs/LockedFile.h>
 
 #include <cerrno>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/LockedFile.h>
 
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"

@@ -1,13 +1,15 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vorn/common/fs/LockedFile.h>
 
 #include <cstring>
 #include <thread>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/LockedFile.h>
 
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"

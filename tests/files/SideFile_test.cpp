@@ -1,9 +1,9 @@
-#include "posix/SideFile.h"
-
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <gtest/gtest.h>
+
 #include "helpers/TempDir.h"
+#include "posix/SideFile.h"
 
 namespace vorn::common::internal {
 namespace {

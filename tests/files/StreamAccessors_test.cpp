@@ -1,12 +1,14 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vorn/common/stream/StreamAccessors.h>
 
 #include <cerrno>
 #include <sstream>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/stream/StreamAccessors.h>
 
 #include "files/interpose.h"
 #include "helpers/TempDir.h"

@@ -1,6 +1,3 @@
-#include <gtest/gtest.h>
-#include <vorn/common/stream/StreamableHandler.h>
-
 #include <atomic>
 #include <chrono>
 #include <optional>
@@ -9,6 +6,10 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/stream/StreamableHandler.h>
 
 #include "files/streamables.h"
 #include "helpers/TempDir.h"

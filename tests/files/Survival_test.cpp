@@ -1,10 +1,8 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vorn/common/fs/CachedFileManager.h>
 
 #include <atomic>
 #include <cerrno>
@@ -17,6 +15,10 @@
 #include <random>
 #include <string>
 #include <thread>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
 
 #include "files/interpose.h"
 #include "helpers/TempDir.h"

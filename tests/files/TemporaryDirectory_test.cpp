@@ -1,9 +1,11 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <vorn/common/fs/TemporaryDirectory.h>
 
 #include <system_error>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/TemporaryDirectory.h>
 
 #include "helpers/TempDir.h"
 #include "helpers/child.h"

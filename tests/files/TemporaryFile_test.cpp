@@ -1,9 +1,11 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <vorn/common/fs/TemporaryFile.h>
 
 #include <memory>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/TemporaryFile.h>
 
 #include "helpers/TempDir.h"
 

@@ -1,13 +1,15 @@
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <vorn/common/fs/CachedFileManager.h>
-#include <vorn/common/fs/tools.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
+#include <vorn/common/fs/tools.h>
 
 #include "files/interpose.h"
 #include "files/streamables.h"

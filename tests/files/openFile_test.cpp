@@ -1,12 +1,12 @@
-#include "posix/openFile.h"
-
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <fstream>
 
+#include <gtest/gtest.h>
+
 #include "helpers/TempDir.h"
+#include "posix/openFile.h"
 
 namespace vorn::common::internal {
 namespace {

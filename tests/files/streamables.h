@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/stream/StreamableHandler.h>
-
 #include <atomic>
 #include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
+
+#include <vorn/common/stream/StreamableHandler.h>
 
 namespace files {
 

@@ -1,10 +1,12 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vorn/common/fs/tools.h>
 
 #include <cerrno>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/tools.h>
 
 #include "files/interpose.h"
 #include "helpers/TempDir.h"

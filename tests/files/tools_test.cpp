@@ -1,13 +1,15 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vorn/common/fs/tools.h>
 
 #include <algorithm>
 #include <atomic>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/tools.h>
 
 #include "files/interpose.h"
 #include "helpers/TempDir.h"

@@ -1,6 +1,6 @@
-#include "fs/wakeUpTime.h"
-
 #include <gtest/gtest.h>
+
+#include "fs/wakeUpTime.h"
 
 namespace vorn::common::internal {
 namespace {

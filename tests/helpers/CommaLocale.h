@@ -1,10 +1,10 @@
 #pragma once
 
-#include "helpers/TempDir.h"
-
 #include <clocale>
 #include <cstdlib>
 #include <string>
+
+#include "helpers/TempDir.h"
 
 namespace helpers {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <typeinfo>
+
+#include <gtest/gtest.h>
 
 namespace helpers {
 

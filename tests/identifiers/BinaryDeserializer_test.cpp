@@ -1,15 +1,15 @@
-#include <vorn/common/BinaryDeserializer.h>
-#include <vorn/common/BinarySerializer.h>
-
-#include "helpers/expect_throw.h"
-
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/BinaryDeserializer.h>
+#include <vorn/common/BinarySerializer.h>
+
+#include "helpers/expect_throw.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
-#include <vorn/common/BinarySerializer.h>
-
-#include "helpers/expect_throw.h"
-
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/BinarySerializer.h>
+
+#include "helpers/expect_throw.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include <vorn/common/Crc16Computer.h>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <vorn/common/Crc16Computer.h>
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include <vorn/common/StronglyTyped.h>
+#include <memory>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <type_traits>
+#include <vorn/common/StronglyTyped.h>
 
 namespace {
 

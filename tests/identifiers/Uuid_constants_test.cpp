@@ -1,12 +1,12 @@
-#include <vorn/common/Uuid.h>
-
-#include "identifiers/Uuid_statics.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/Uuid.h>
+
+#include "identifiers/Uuid_statics.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include <vorn/common/Uuid.h>
-
-#include "helpers/expect_throw.h"
+#include <set>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
-#include <set>
-#include <stdexcept>
+#include <vorn/common/Uuid.h>
+
+#include "helpers/expect_throw.h"
 
 namespace {
 

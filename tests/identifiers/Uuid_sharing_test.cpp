@@ -1,10 +1,10 @@
-#include <vorn/common/Uuid.h>
-
-#include "identifiers/allocations.h"
+#include <utility>
 
 #include <gtest/gtest.h>
 
-#include <utility>
+#include <vorn/common/Uuid.h>
+
+#include "identifiers/allocations.h"
 
 namespace {
 

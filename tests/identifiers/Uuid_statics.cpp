@@ -1,8 +1,8 @@
 #include "identifiers/Uuid_statics.h"
 
-#include <vorn/common/Uuid.h>
-
 #include <cstdio>
+
+#include <vorn/common/Uuid.h>
 
 namespace statics {
 

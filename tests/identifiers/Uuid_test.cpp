@@ -1,15 +1,15 @@
-#include <vorn/common/Uuid.h>
-
-#include "helpers/expect_throw.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <type_traits>
 #include <unordered_set>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/Uuid.h>
+
+#include "helpers/expect_throw.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include <vorn/common/sha1.h>
-
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstring>
 #include <limits>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/sha1.h>
 
 namespace {
 

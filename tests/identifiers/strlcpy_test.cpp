@@ -1,8 +1,8 @@
-#include <vorn/common/strlcpy.h>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <vorn/common/strlcpy.h>
 
 namespace {
 

@@ -1,7 +1,8 @@
-#include "posix/Descriptor.h"
-
 #include <fcntl.h>
+
 #include <gtest/gtest.h>
+
+#include "posix/Descriptor.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "internal/EnumTexts.h"
-
 #include <gtest/gtest.h>
+
+#include "internal/EnumTexts.h"
 
 namespace {
 

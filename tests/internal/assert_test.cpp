@@ -1,6 +1,6 @@
-#include "internal/assert.h"
-
 #include <gtest/gtest.h>
+
+#include "internal/assert.h"
 
 namespace {
 

@@ -1,8 +1,9 @@
-#include "posix/sleep.h"
-
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/time.h>
+
+#include <gtest/gtest.h>
+
+#include "posix/sleep.h"
 
 namespace {
 

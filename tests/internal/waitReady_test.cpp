@@ -1,6 +1,6 @@
-#include "internal/waitReady.h"
-
 #include <gtest/gtest.h>
+
+#include "internal/waitReady.h"
 
 namespace {
 

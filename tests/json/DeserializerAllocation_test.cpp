@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "dump.h"
 

@@ -1,12 +1,13 @@
-#include <gtest/gtest.h>
+#include "vorn/common/lwjson/Deserializer.h"
 
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "helpers/expect_throw.h"
-#include "vorn/common/lwjson/Deserializer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include "vorn/common/lwjson/Deserializer.h"
 
 #include <cerrno>
 #include <cfloat>
@@ -8,9 +8,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "helpers/CommaLocale.h"
 #include "helpers/expect_throw.h"
-#include "vorn/common/lwjson/Deserializer.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <memory>
 #include <random>
 #include <string>
 #include <string_view>
+
+#include <gtest/gtest.h>
 
 #include "ReferenceReader.h"
 #include "dump.h"

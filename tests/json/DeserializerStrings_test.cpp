@@ -1,13 +1,14 @@
-#include <gtest/gtest.h>
+#include "vorn/common/lwjson/Deserializer.h"
 
 #include <array>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
-#include "vorn/common/lwjson/Deserializer.h"
 
 namespace {
 

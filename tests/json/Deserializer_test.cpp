@@ -1,15 +1,14 @@
-#include "vorn/common/lwjson/Deserializer.h"
-
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
+#include <gtest/gtest.h>
+
 #include "dump.h"
 #include "helpers/expect_throw.h"
+#include "vorn/common/lwjson/Deserializer.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
-#include <gtest/gtest.h>
+#include "vorn/common/lwjson/Serializer.h"
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "helpers/expect_throw.h"
-#include "vorn/common/lwjson/Serializer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include "vorn/common/lwjson/Serializer.h"
 
 #include <cfloat>
 #include <clocale>
@@ -12,8 +12,9 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "helpers/CommaLocale.h"
-#include "vorn/common/lwjson/Serializer.h"
 
 namespace {
 

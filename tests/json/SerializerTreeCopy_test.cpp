@@ -1,11 +1,11 @@
-#include <gtest/gtest.h>
+#include "vorn/common/lwjson/Serializer.h"
 
 #include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "vorn/common/lwjson/Serializer.h"
+#include <gtest/gtest.h>
 
 namespace {
 

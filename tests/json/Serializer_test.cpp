@@ -1,13 +1,12 @@
-#include "vorn/common/lwjson/Serializer.h"
-
-#include <gtest/gtest.h>
-
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "helpers/expect_throw.h"
+#include "vorn/common/lwjson/Serializer.h"
 
 namespace {
 

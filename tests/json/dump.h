@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/lwjson/Deserializer.h>
-
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 /// A short text of a tree: scalars as written, null as "null!", undefined nodes as "?", objects as
 /// {key=value;...}, arrays as [value;...].

@@ -1,14 +1,13 @@
-#include "lwjson/scan.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <memory>
 #include <random>
 #include <string>
 #include <string_view>
 
+#include <gtest/gtest.h>
+
 #include "lwjson/Detached.h"
+#include "lwjson/scan.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include <vorn/common/cipher/CipherProxy.h>
+#include <optional>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <optional>
-#include <type_traits>
+#include <vorn/common/cipher/CipherProxy.h>
 
 #include "TestCipher.h"
 #include "helpers/expect_throw.h"

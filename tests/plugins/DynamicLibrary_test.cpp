@@ -1,9 +1,9 @@
-#include <vorn/common/DynamicLibrary.h>
+#include <optional>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <optional>
-#include <type_traits>
+#include <vorn/common/DynamicLibrary.h>
 
 #include "helpers/expect_throw.h"
 #include "modules.h"

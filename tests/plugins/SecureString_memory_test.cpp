@@ -1,12 +1,14 @@
-#include <gtest/gtest.h>
 #include <malloc.h>
-#include <vorn/common/SecureString.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <new>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/SecureString.h>
 
 #include "TestCipher.h"
 

@@ -1,8 +1,8 @@
-#include <vorn/common/SecureString.h>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
+#include <vorn/common/SecureString.h>
 
 #include "TestCipher.h"
 #include "helpers/expect_throw.h"

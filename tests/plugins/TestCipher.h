@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/cipher/CipherProxy.h>
-
 #include <memory>
 #include <stdexcept>
 #include <string>
+
+#include <vorn/common/cipher/CipherProxy.h>
 
 /// What the test ciphers of one test have done.
 struct CipherLog {

@@ -1,12 +1,14 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
-#include <vorn/common/cipher/helper.h>
 
 #include <atomic>
 #include <barrier>
 #include <regex>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/cipher/helper.h>
 
 #include "helpers/expect_throw.h"
 #include "helpers/thread_state.h"

@@ -1,10 +1,12 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <vorn/common/DynamicLibrary.h>
 
 #include <cstring>
 #include <map>
 #include <system_error>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/DynamicLibrary.h>
 
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"

@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
-#include <vorn/common/DynamicLibrary.h>
-
 #include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/DynamicLibrary.h>
 
 #include "helpers/environment.h"
 #include "modules.h"

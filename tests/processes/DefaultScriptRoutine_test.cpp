@@ -1,11 +1,12 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include <vorn/common/ScriptExecutor.h>
 

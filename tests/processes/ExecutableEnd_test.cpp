@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -8,6 +7,8 @@
 #include <csignal>
 #include <future>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include <vorn/common/executable/Executable.h>
 

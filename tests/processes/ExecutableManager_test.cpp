@@ -1,6 +1,3 @@
-#include <vorn/common/executable/ExecutableManager.h>
-
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -10,6 +7,9 @@
 #include <thread>
 #include <type_traits>
 
+#include <gtest/gtest.h>
+
+#include <vorn/common/executable/ExecutableManager.h>
 #include <vorn/common/executable/Script.h>
 
 #include "helpers/expect_throw.h"

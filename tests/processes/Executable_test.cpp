@@ -1,6 +1,3 @@
-#include <vorn/common/executable/Executable.h>
-
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +7,10 @@
 #include <stdexcept>
 #include <system_error>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/executable/Executable.h>
 
 #include "helpers/NoMoreThreads.h"
 #include "helpers/child.h"

@@ -1,12 +1,11 @@
-#include "service/IdentityCalls.h"
+#include <optional>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <optional>
-
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
+#include "service/IdentityCalls.h"
 
 namespace {
 

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -9,6 +8,8 @@
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include <vorn/common/executable/Executable.h>
 

@@ -1,7 +1,9 @@
-#include <gtest/gtest.h>
 #include <linux/securebits.h>
 #include <sys/prctl.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
 #include <vorn/common/service/ProcessAttributes.h>
 
 #include "helpers/environment.h"

@@ -1,9 +1,10 @@
-#include <vorn/common/service/ProcessAttributes.h>
-
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/service/ProcessAttributes.h>
 
 #include "helpers/environment.h"
 #include "identity.h"

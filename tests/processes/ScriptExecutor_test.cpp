@@ -1,7 +1,3 @@
-#include <vorn/common/ScriptExecutor.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +7,11 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vorn/common/ScriptExecutor.h>
 
 #include "helpers/NoMoreThreads.h"
 #include "helpers/child.h"

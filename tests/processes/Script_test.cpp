@@ -1,8 +1,8 @@
-#include <vorn/common/executable/Script.h>
+#include <csignal>
 
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <vorn/common/executable/Script.h>
 
 #include "helpers/environment.h"
 #include "helpers/processes.h"

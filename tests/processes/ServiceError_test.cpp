@@ -1,8 +1,8 @@
-#include <vorn/common/service/ServiceError.h>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
+#include <vorn/common/service/ServiceError.h>
 
 namespace {
 

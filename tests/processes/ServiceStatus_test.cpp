@@ -1,9 +1,9 @@
-#include <vorn/common/service/ServiceStatus.h>
+#include <sstream>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-#include <type_traits>
+#include <vorn/common/service/ServiceStatus.h>
 
 namespace {
 

@@ -1,11 +1,12 @@
-#include "posix/childEnd.h"
-
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
+
+#include <gtest/gtest.h>
+
+#include "posix/childEnd.h"
 
 namespace {
 

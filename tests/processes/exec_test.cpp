@@ -1,11 +1,12 @@
-#include <vorn/common/exechelper/exec.h>
-
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/exechelper/exec.h>
 
 #include "helpers/TempDir.h"
 #include "helpers/child.h"

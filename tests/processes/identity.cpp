@@ -4,12 +4,13 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
-#include <vorn/common/service/ServiceError.h>
 
 #include <cerrno>
 #include <cstring>
 #include <set>
 #include <sstream>
+
+#include <vorn/common/service/ServiceError.h>
 
 namespace identity {
 namespace {

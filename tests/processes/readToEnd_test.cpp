@@ -1,11 +1,10 @@
-#include "posix/readToEnd.h"
-
-#include <gtest/gtest.h>
-
 #include <limits>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
 #include "helpers/expect_throw.h"
+#include "posix/readToEnd.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include <vorn/common/test/TestLauncher.h>
+#include <iostream>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <iostream>
-#include <type_traits>
+#include <vorn/common/test/TestLauncher.h>
 
 namespace {
 

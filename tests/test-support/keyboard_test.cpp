@@ -1,18 +1,20 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
-#include <vorn/common/test/helpers.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <functional>
 #include <iostream>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/test/helpers.h>
 
 #include "helpers/wait_until.h"
 

@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
-#include <vorn/common/test/helpers.h>
-
 #include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/test/helpers.h>
 
 namespace {
 

@@ -1,10 +1,12 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/time.h>
-#include <vorn/common/test/helpers.h>
 
 #include <chrono>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/test/helpers.h>
 
 namespace {
 

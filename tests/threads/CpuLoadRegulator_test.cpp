@@ -1,9 +1,3 @@
-#include <vorn/common/sched/Cooldown.h>
-#include <vorn/common/sched/CpuLoadIntervalRegulator.h>
-#include <vorn/common/sched/CpuLoadRegulator.h>
-
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <functional>
 #include <limits>
@@ -11,6 +5,12 @@
 #include <stdexcept>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/sched/Cooldown.h>
+#include <vorn/common/sched/CpuLoadIntervalRegulator.h>
+#include <vorn/common/sched/CpuLoadRegulator.h>
 
 #include "helpers/expect_throw.h"
 #include "interposed.h"

@@ -1,9 +1,9 @@
-#include "sched/CpuLoad.h"
+#include <limits>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <limits>
-#include <vector>
+#include "sched/CpuLoad.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include <vorn/common/sched/CpuTime.h>
+#include <cerrno>
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include <vorn/common/sched/CpuTime.h>
 
 #include "sched/CpuTimeReader.h"
 

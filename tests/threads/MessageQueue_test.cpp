@@ -1,14 +1,13 @@
-#include "thread/MessageQueue.h"
-
-#include <gtest/gtest.h>
-
 #include <future>
 #include <optional>
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "helpers/Actor.h"
 #include "helpers/thread_state.h"
+#include "thread/MessageQueue.h"
 
 namespace {
 

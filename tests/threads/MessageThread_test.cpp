@@ -1,6 +1,3 @@
-#include <vorn/common/thread/MessageThread.h>
-
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <future>
@@ -10,6 +7,10 @@
 #include <system_error>
 #include <typeinfo>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/thread/MessageThread.h>
 
 #include "helpers/Actor.h"
 #include "helpers/thread_state.h"

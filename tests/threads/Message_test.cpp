@@ -1,9 +1,9 @@
-#include <vorn/common/thread/Message.h>
+#include <type_traits>
+#include <typeinfo>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
-#include <typeinfo>
+#include <vorn/common/thread/Message.h>
 
 namespace {
 

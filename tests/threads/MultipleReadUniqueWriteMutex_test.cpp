@@ -1,7 +1,3 @@
-#include <vorn/common/locking/MultipleReadUniqueWriteMutex.h>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cerrno>
 #include <future>
@@ -10,6 +6,10 @@
 #include <system_error>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/locking/MultipleReadUniqueWriteMutex.h>
 
 #include "helpers/Actor.h"
 #include "helpers/environment.h"

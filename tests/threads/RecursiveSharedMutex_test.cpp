@@ -1,12 +1,12 @@
-#include <vorn/common/RecursiveSharedMutex.h>
-
-#include <gtest/gtest.h>
-
 #include <mutex>
 #include <shared_mutex>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/RecursiveSharedMutex.h>
 
 #include "helpers/Actor.h"
 #include "helpers/expect_throw.h"

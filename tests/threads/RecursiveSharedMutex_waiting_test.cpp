@@ -1,7 +1,3 @@
-#include <vorn/common/RecursiveSharedMutex.h>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
 #include <latch>
@@ -10,6 +6,10 @@
 #include <shared_mutex>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/RecursiveSharedMutex.h>
 
 #include "helpers/Actor.h"
 #include "helpers/thread_state.h"

@@ -1,10 +1,11 @@
-#include <vorn/common/ThreadPool.h>
-
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <stdexcept>
 #include <system_error>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/ThreadPool.h>
 
 #include "helpers/wait_until.h"
 #include "interposed.h"

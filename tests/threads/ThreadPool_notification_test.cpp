@@ -1,6 +1,3 @@
-#include <vorn/common/ThreadPool.h>
-
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +6,10 @@
 #include <latch>
 #include <mutex>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/ThreadPool.h>
 
 #include "helpers/Actor.h"
 #include "helpers/thread_state.h"

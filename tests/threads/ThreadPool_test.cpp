@@ -1,7 +1,3 @@
-#include <vorn/common/ThreadPool.h>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
 #include <latch>
@@ -9,6 +5,10 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/ThreadPool.h>
 
 #include "helpers/Actor.h"
 #include "helpers/expect_throw.h"

@@ -1,7 +1,3 @@
-#include <vorn/common/Thread.h>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -9,6 +5,10 @@
 #include <system_error>
 #include <thread>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/Thread.h>
 
 #include "helpers/NoMoreThreads.h"
 

@@ -1,12 +1,11 @@
-#include "time/ClockAlignedTimerCore.h"
-
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <mutex>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "FakeClock.h"
+#include "time/ClockAlignedTimerCore.h"
 
 namespace {
 

@@ -1,6 +1,3 @@
-#include <vorn/common/time/ClockAlignedTimer.h>
-
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <atomic>
@@ -11,6 +8,10 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/time/ClockAlignedTimer.h>
 
 #include "helpers/wait_until.h"
 

@@ -1,11 +1,11 @@
-#include <vorn/common/time/SecondsDuration.h>
-
-#include <gtest/gtest.h>
-
 #include <iomanip>
 #include <locale>
 #include <sstream>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/time/SecondsDuration.h>
 
 namespace {
 

@@ -1,13 +1,12 @@
-#include "time/TimerCore.h"
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <functional>
 #include <limits>
 
+#include <gtest/gtest.h>
+
 #include "FakeClock.h"
 #include "helpers/expect_throw.h"
+#include "time/TimerCore.h"
 
 namespace {
 

@@ -1,6 +1,3 @@
-#include <vorn/common/time/Timer.h>
-
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <time.h>
 
@@ -11,6 +8,10 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/time/Timer.h>
 
 #include "helpers/Actor.h"
 #include "helpers/environment.h"

@@ -1,8 +1,8 @@
-#include <vorn/common/time/UnixTime.h>
+#include <limits>
 
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <vorn/common/time/UnixTime.h>
 
 namespace {
 

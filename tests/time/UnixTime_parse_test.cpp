@@ -1,7 +1,3 @@
-#include <vorn/common/time/UnixTime.h>
-
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <chrono>
 #include <ctime>
@@ -10,6 +6,10 @@
 #include <random>
 #include <sstream>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/time/UnixTime.h>
 
 namespace {
 

@@ -1,13 +1,13 @@
-#include <vorn/common/time/UnixTime.h>
-
-#include <gtest/gtest.h>
-
 #include <cfenv>
 #include <chrono>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/time/UnixTime.h>
 
 namespace {
 

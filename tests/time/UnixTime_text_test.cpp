@@ -1,11 +1,11 @@
-#include <vorn/common/time/UnixTime.h>
-
-#include <gtest/gtest.h>
-
 #include <iomanip>
 #include <limits>
 #include <locale>
 #include <sstream>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/time/UnixTime.h>
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include <vorn/common/time/now.h>
+#include <chrono>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <type_traits>
+#include <vorn/common/time/now.h>
 
 namespace {
 

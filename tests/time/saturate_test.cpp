@@ -1,6 +1,6 @@
-#include "internal/saturate.h"
-
 #include <gtest/gtest.h>
+
+#include "internal/saturate.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <functional>
 #include <iosfwd>
 #include <string>
 #include <vector>
+
+#include <vorn/common/export.h>
+#include <vorn/common/time/UnixTime.h>
 
 namespace vorn::common {
 

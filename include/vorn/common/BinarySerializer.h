@@ -1,8 +1,5 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <functional>
 #include <iosfwd>
 #include <optional>
@@ -10,6 +7,9 @@
 #include <string_view>
 #include <type_traits>
 #include <vector>
+
+#include <vorn/common/export.h>
+#include <vorn/common/time/UnixTime.h>
 
 namespace vorn::common {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <string>
+
 #include <vorn/common/export.h>
 #include <vorn/common/time/SecondsDuration.h>
-
-#include <string>
 
 namespace vorn::common {
 

@@ -1,18 +1,18 @@
 #pragma once
 
-#include <vorn/common/Bindable.h>
-#include <vorn/common/Binder.h>
-#include <vorn/common/BinderClient.h>
-#include <vorn/common/BinderDb.h>
-#include <vorn/common/Uuid.h>
-#include <vorn/common/export.h>
-
 #include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+
+#include <vorn/common/Bindable.h>
+#include <vorn/common/Binder.h>
+#include <vorn/common/BinderClient.h>
+#include <vorn/common/BinderDb.h>
+#include <vorn/common/Uuid.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/Bindable.h>
-#include <vorn/common/Uuid.h>
-#include <vorn/common/export.h>
-
 #include <iosfwd>
 #include <string>
 #include <vector>
+
+#include <vorn/common/Bindable.h>
+#include <vorn/common/Uuid.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

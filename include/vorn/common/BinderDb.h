@@ -1,10 +1,10 @@
 #pragma once
 
+#include <string>
+
 #include <vorn/common/BinderClient.h>
 #include <vorn/common/Db.h>
 #include <vorn/common/export.h>
-
-#include <string>
 
 namespace vorn::common {
 

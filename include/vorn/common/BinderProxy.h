@@ -1,11 +1,11 @@
 #pragma once
 
+#include <mutex>
+
 #include <vorn/common/Binder.h>
 #include <vorn/common/Uuid.h>
 #include <vorn/common/communication/CommunicationStatus.h>
 #include <vorn/common/export.h>
-
-#include <mutex>
 
 namespace vorn::common {
 

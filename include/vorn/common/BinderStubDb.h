@@ -1,9 +1,9 @@
 #pragma once
 
+#include <string>
+
 #include <vorn/common/BinderDb.h>
 #include <vorn/common/export.h>
-
-#include <string>
 
 namespace vorn::common {
 

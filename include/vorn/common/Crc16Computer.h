@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <vector>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <vorn/common/IPlugin.h>
-#include <vorn/common/export.h>
-
 #include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
+
+#include <vorn/common/IPlugin.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/cipher/CipherProxy.h>
-#include <vorn/common/export.h>
-
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+
+#include <vorn/common/cipher/CipherProxy.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

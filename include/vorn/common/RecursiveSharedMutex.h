@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <thread>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

@@ -13,9 +13,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <queue>
 #include <string>
 #include <vector>
+
+#include <queue>
 
 #include <vorn/common/Thread.h>
 #include <vorn/common/Uuid.h>

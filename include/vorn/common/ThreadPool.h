@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -10,6 +8,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

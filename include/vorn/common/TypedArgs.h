@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/lwjson/Deserializer.h>
-
 #include <concepts>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+
+#include <vorn/common/export.h>
+#include <vorn/common/lwjson/Deserializer.h>
 
 namespace vorn::common {
 

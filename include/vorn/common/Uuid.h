@@ -1,8 +1,5 @@
 #pragma once
 
-#include <vorn/common/StronglyTyped.h>
-#include <vorn/common/export.h>
-
 #include <array>
 #include <compare>
 #include <cstddef>
@@ -11,6 +8,9 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <vorn/common/StronglyTyped.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
+
+#include <vorn/common/export.h>
 
 /// SHA-1 with the interface of RFC 3174 (algorithm: FIPS 180). These names are global.
 ///

@@ -1,9 +1,9 @@
-#include <vorn/common/encoding/utf/BOM.h>
-
-#include "internal/EnumTexts.h"
+#include "vorn/common/encoding/utf/BOM.h"
 
 #include <array>
 #include <string_view>
+
+#include "internal/EnumTexts.h"
 
 namespace vorn::common::encoding::utf {
 

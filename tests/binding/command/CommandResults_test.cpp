@@ -1,8 +1,8 @@
-#include <vorn/common/command/CommandResults.h>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
+#include <vorn/common/command/CommandResults.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include <vorn/common/communication/CommunicationStatus.h>
-
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
 #include <sstream>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/communication/CommunicationStatus.h>
 
 namespace {
 

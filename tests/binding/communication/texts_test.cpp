@@ -1,9 +1,10 @@
-#include <gtest/gtest.h>
-#include <vorn/common/communication/CommunicationStatus.h>
-#include <vorn/common/service/ServiceStatus.h>
-
 #include <sstream>
 #include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/communication/CommunicationStatus.h>
+#include <vorn/common/service/ServiceStatus.h>
 
 namespace {
 

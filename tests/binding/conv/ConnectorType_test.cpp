@@ -1,6 +1,6 @@
-#include <vorn/common/conv/ConnectorType.h>
-
 #include <gtest/gtest.h>
+
+#include <vorn/common/conv/ConnectorType.h>
 
 namespace {
 

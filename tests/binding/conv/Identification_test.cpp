@@ -1,9 +1,9 @@
-#include <vorn/common/conv/Identification.h>
+#include <sstream>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-#include <type_traits>
+#include <vorn/common/conv/Identification.h>
 
 namespace {
 

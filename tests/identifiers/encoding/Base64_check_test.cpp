@@ -1,9 +1,9 @@
-#include <vorn/common/encoding/Base64.h>
+#include <regex>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <regex>
-#include <string>
+#include <vorn/common/encoding/Base64.h>
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include <vorn/common/encoding/Base64.h>
-
-#include "helpers/expect_throw.h"
+#include <random>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
-#include <random>
-#include <stdexcept>
+#include <vorn/common/encoding/Base64.h>
+
+#include "helpers/expect_throw.h"
 
 namespace {
 

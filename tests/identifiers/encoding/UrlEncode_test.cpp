@@ -1,11 +1,11 @@
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
 #include <vorn/common/encoding/UrlEncode.h>
 
 #include "helpers/expect_throw.h"
 #include "helpers/latin1.h"
-
-#include <gtest/gtest.h>
-
-#include <stdexcept>
 
 namespace {
 

@@ -1,10 +1,9 @@
-#include "encoding/uuidBase64.h"
-
-#include "helpers/expect_throw.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include "encoding/uuidBase64.h"
+#include "helpers/expect_throw.h"
 
 namespace {
 

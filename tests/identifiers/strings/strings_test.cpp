@@ -1,8 +1,8 @@
+#include <gtest/gtest.h>
+
 #include <vorn/common/strings/strings.h>
 
 #include "helpers/latin1.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 

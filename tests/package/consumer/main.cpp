@@ -1,14 +1,14 @@
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
 #include <vorn/common/Uuid.h>
 #include <vorn/common/executable/IExecutable.h>
 #include <vorn/common/executable/Script.h>
 #include <vorn/common/lwjson/Deserializer.h>
 #include <vorn/common/service/ProcessAttributes.h>
 #include <vorn/common/service/ServiceError.h>
-
-#include <iostream>
-#include <memory>
-#include <stdexcept>
-#include <string>
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include <unistd.h>
+
 #include <vorn/common/IPlugin.h>
 
 #include "events.h"

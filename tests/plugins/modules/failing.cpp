@@ -1,7 +1,7 @@
-#include <vorn/common/IPlugin.h>
-
 #include <exception>
 #include <stdexcept>
+
+#include <vorn/common/IPlugin.h>
 
 #include "events.h"
 

@@ -1,9 +1,9 @@
-#include <vorn/common/IPlugin.h>
-
 #include <algorithm>
 #include <map>
 #include <memory>
 #include <stdexcept>
+
+#include <vorn/common/IPlugin.h>
 
 #include "events.h"
 

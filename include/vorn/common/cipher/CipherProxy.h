@@ -1,11 +1,11 @@
 #pragma once
 
-#include <vorn/common/cipher/ICipher.h>
-#include <vorn/common/export.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include <vorn/common/cipher/ICipher.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common::cipher {
 

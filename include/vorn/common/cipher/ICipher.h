@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <string>
 #include <string_view>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::cipher {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/cipher/CipherProxy.h>
-#include <vorn/common/export.h>
-
 #include <optional>
 #include <string_view>
+
+#include <vorn/common/cipher/CipherProxy.h>
+#include <vorn/common/export.h>
 
 namespace vorn::common::cipher {
 

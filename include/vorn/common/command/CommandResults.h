@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <string>
+
+#include <vorn/common/export.h>
 
 /// The words with which services log and report commands sent to devices:
 ///

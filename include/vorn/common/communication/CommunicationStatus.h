@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <type_traits>
+
+#include <vorn/common/export.h>
+#include <vorn/common/time/UnixTime.h>
 
 namespace vorn::common::communication {
 

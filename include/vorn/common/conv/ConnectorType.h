@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <string>
+
+#include <vorn/common/export.h>
 
 /// Records that describe devices. A global namespace, reachable as vorn::common::conv too.
 namespace conv {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <iosfwd>
 #include <string>
+
+#include <vorn/common/export.h>
 
 namespace conv {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <string>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::encoding {
 

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/stream/IStreamable.h>
-#include <vorn/common/stream/StreamableHandler.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -16,6 +12,10 @@
 #include <typeindex>
 #include <unordered_map>
 #include <unordered_set>
+
+#include <vorn/common/export.h>
+#include <vorn/common/stream/IStreamable.h>
+#include <vorn/common/stream/StreamableHandler.h>
 
 namespace vorn::common::fs {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::fs {
 

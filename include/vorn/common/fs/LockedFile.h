@@ -1,14 +1,14 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/fs/FileMutex.h>
-
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <ios>
 #include <mutex>
 #include <string>
+
+#include <vorn/common/export.h>
+#include <vorn/common/fs/FileMutex.h>
 
 namespace vorn::common::fs {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <filesystem>
 #include <string>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::fs {
 

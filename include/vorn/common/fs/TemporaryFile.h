@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/fs/IFile.h>
-
 #include <filesystem>
 #include <string>
+
+#include <vorn/common/export.h>
+#include <vorn/common/fs/IFile.h>
 
 namespace vorn::common::fs {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <vorn/common/export.h>
 
 /// Everyday file operations. There is no state between two calls.
 ///

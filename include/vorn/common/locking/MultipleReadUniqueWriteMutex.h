@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <pthread.h>
 
 #include <mutex>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::locking {
 

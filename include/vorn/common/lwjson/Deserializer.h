@@ -1,10 +1,5 @@
 #pragma once
 
-#include <vorn/common/Uuid.h>
-#include <vorn/common/export.h>
-#include <vorn/common/time/SecondsDuration.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <concepts>
 #include <cstdint>
 #include <cstring>
@@ -14,6 +9,11 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <vorn/common/Uuid.h>
+#include <vorn/common/export.h>
+#include <vorn/common/time/SecondsDuration.h>
+#include <vorn/common/time/UnixTime.h>
 
 namespace vorn::common::lwjson {
 

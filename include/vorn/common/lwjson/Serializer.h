@@ -1,16 +1,16 @@
 #pragma once
 
-#include <vorn/common/Uuid.h>
-#include <vorn/common/export.h>
-#include <vorn/common/lwjson/Deserializer.h>
-#include <vorn/common/time/SecondsDuration.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <vorn/common/Uuid.h>
+#include <vorn/common/export.h>
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/time/SecondsDuration.h>
+#include <vorn/common/time/UnixTime.h>
 
 namespace vorn::common::lwjson {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <chrono>
+
 #include <vorn/common/export.h>
 #include <vorn/common/sched/CpuLoadIntervalRegulator.h>
 #include <vorn/common/sched/CpuLoadRegulator.h>
-
-#include <chrono>
 
 namespace vorn::common::sched {
 

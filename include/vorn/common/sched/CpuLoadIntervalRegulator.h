@@ -1,9 +1,9 @@
 #pragma once
 
+#include <chrono>
+
 #include <vorn/common/export.h>
 #include <vorn/common/sched/CpuTime.h>
-
-#include <chrono>
 
 namespace vorn::common::sched {
 

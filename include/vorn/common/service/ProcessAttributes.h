@@ -1,11 +1,12 @@
 #pragma once
 
 #include <sys/capability.h>
-#include <vorn/common/export.h>
-#include <vorn/common/service/ServiceError.h>
 
 #include <string>
 #include <vector>
+
+#include <vorn/common/export.h>
+#include <vorn/common/service/ServiceError.h>
 
 namespace vorn::common::service {
 

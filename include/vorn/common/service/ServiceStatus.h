@@ -1,11 +1,11 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <ostream>
 #include <string>
 #include <type_traits>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::service {
 

@@ -1,14 +1,14 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/lwjson/Deserializer.h>
-#include <vorn/common/lwjson/Serializer.h>
-#include <vorn/common/stream/IStreamable.h>
-
 #include <istream>
 #include <ostream>
 #include <string>
 #include <utility>
+
+#include <vorn/common/export.h>
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/lwjson/Serializer.h>
+#include <vorn/common/stream/IStreamable.h>
 
 namespace vorn::common::settings {
 

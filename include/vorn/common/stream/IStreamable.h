@@ -1,9 +1,9 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <istream>
 #include <ostream>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::stream {
 

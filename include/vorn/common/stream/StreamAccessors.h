@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -9,6 +7,8 @@
 #include <memory>
 #include <sstream>
 #include <string>
+
+#include <vorn/common/export.h>
 
 /// Where the bytes of an IStreamable come from and go to: an accessor is one reading or one
 /// writing, a builder makes a new accessor for each.

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/stream/IStreamable.h>
-#include <vorn/common/stream/StreamAccessors.h>
-
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+
+#include <vorn/common/export.h>
+#include <vorn/common/stream/IStreamable.h>
+#include <vorn/common/stream/StreamAccessors.h>
 
 namespace vorn::common::stream {
 

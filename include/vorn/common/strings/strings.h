@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common {
 

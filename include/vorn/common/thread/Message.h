@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <memory>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::thread {
 

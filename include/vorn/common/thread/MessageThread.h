@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/thread/Message.h>
-
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <thread>
+
+#include <vorn/common/export.h>
+#include <vorn/common/thread/Message.h>
 
 namespace vorn::common::internal {
 class MessageQueue;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/time/Recurrence.h>
-
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+
+#include <vorn/common/export.h>
+#include <vorn/common/time/Recurrence.h>
 
 namespace vorn::common::internal {
 class ClockAlignedTimerCore;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <chrono>
 #include <compare>
 #include <cstdint>
 #include <iosfwd>
 #include <limits>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::time {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/time/Recurrence.h>
-#include <vorn/common/time/UnixTime.h>
-
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+
+#include <vorn/common/export.h>
+#include <vorn/common/time/Recurrence.h>
+#include <vorn/common/time/UnixTime.h>
 
 namespace vorn::common::internal {
 class TimerCore;

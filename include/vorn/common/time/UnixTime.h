@@ -1,13 +1,13 @@
 #pragma once
 
-#include <vorn/common/export.h>
-#include <vorn/common/time/SecondsDuration.h>
-
 #include <compare>
 #include <cstdint>
 #include <iosfwd>
 #include <limits>
 #include <string>
+
+#include <vorn/common/export.h>
+#include <vorn/common/time/SecondsDuration.h>
 
 namespace vorn::common::time {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::time {
 

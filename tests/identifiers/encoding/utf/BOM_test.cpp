@@ -1,8 +1,8 @@
-#include <vorn/common/encoding/utf/BOM.h>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <vorn/common/encoding/utf/BOM.h>
 
 namespace {
 

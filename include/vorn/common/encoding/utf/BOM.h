@@ -1,11 +1,11 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <vorn/common/export.h>
 
 namespace vorn::common::encoding::utf {
 

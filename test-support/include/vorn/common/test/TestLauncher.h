@@ -1,10 +1,10 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+
+#include <vorn/common/export.h>
 
 /// Thrown by a test case to say that it failed; what() is TEST_FAILURE.
 class VORN_GW_COMMON_EXPORT test_error : public std::runtime_error {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vorn/common/export.h>
-
 #include <string>
+
+#include <vorn/common/export.h>
 
 /// Small helpers for console test programs. Threads: the keyboard functions change the settings of
 /// the one terminal, so call them from one thread at a time; the others from any.
