@@ -1,14 +1,14 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# vorn_add_tests(SUBSYSTEM [SOURCES ...] [INTERNAL ...])
+# vorn_add_tests(SUBSYSTEM [PUBLIC_API SOURCE...] [INTERNAL SOURCE...])
 #
-# SOURCES see the library as its users do: installed headers, exported symbols.
-# INTERNAL test what is not exported; they include from src/ and link the library's objects.
+# PUBLIC_API: sources that see the library as its users do: installed headers, exported symbols.
+# INTERNAL: sources that test what is not exported; they include from src/ and link its objects.
 function(vorn_add_tests subsystem)
-    cmake_parse_arguments(arg "" "" "SOURCES;INTERNAL" ${ARGN})
-    if(arg_SOURCES)
-        vorn_add_test_program(${subsystem}_tests vorn::gw-common ${arg_SOURCES})
+    cmake_parse_arguments(arg "" "" "PUBLIC_API;INTERNAL" ${ARGN})
+    if(arg_PUBLIC_API)
+        vorn_add_test_program(${subsystem}_tests vorn::gw-common ${arg_PUBLIC_API})
     endif()
     if(arg_INTERNAL)
         vorn_add_test_program(${subsystem}_internal_tests vorn-gw-common-internal ${arg_INTERNAL})

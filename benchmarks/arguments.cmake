@@ -1,1 +1,0 @@
-vorn_add_benchmark(arguments SOURCES arguments.cpp)

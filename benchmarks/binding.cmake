@@ -1,1 +1,0 @@
-vorn_add_benchmark(binding SOURCES binding.cpp)

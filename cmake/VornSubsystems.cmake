@@ -1,0 +1,3 @@
+# The nine words that order everything: tests/, examples/, benchmarks/, docs/ and the README's table.
+set(VORN_SUBSYSTEMS
+    json identifiers time threads processes files binding plugins arguments)

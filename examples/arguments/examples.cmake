@@ -1,1 +1,0 @@
-vorn_add_example(arguments read_arguments)

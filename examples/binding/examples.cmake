@@ -1,6 +1,0 @@
-vorn_add_example(binding bind_in_process)
-vorn_add_example(binding describe_device)
-vorn_add_example(binding keep_clients)
-vorn_add_example(binding log_command)
-vorn_add_example(binding report_link_state)
-vorn_add_example(binding share_deadline)

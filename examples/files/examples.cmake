@@ -1,6 +1,0 @@
-vorn_add_example(files process_text_files)
-vorn_add_example(files keep_temporary_files)
-vorn_add_example(files guard_a_device)
-vorn_add_example(files share_file_between_processes)
-vorn_add_example(files keep_settings)
-vorn_add_example(files write_lazily)

@@ -1,4 +1,0 @@
-vorn_add_example(identifiers name_device)
-vorn_add_example(identifiers encode_text)
-vorn_add_example(identifiers store_binary)
-vorn_add_example(identifiers label_file)

@@ -1,7 +1,0 @@
-vorn_add_example(processes drop_privileges)
-vorn_add_example(processes report_service_status)
-vorn_add_example(processes replace_this_process)
-vorn_add_example(processes run_a_program)
-vorn_add_example(processes run_a_shell_text)
-vorn_add_example(processes run_scripts_in_background)
-vorn_add_example(processes run_several_programs)

@@ -1,6 +1,0 @@
-vorn_add_example(threads wait_with_a_limit)
-vorn_add_example(threads share_work)
-vorn_add_example(threads handle_messages)
-vorn_add_example(threads guard_shared_state)
-vorn_add_example(threads keep_readers_and_writers_fair)
-vorn_add_example(threads limit_cpu_share)

@@ -1,4 +1,0 @@
-vorn_add_example(time keep_deadline)
-vorn_add_example(time repeat_every_period)
-vorn_add_example(time run_once_at)
-vorn_add_example(time report_on_the_quarter)
