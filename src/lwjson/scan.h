@@ -35,6 +35,11 @@ class WordBlock {
                                                                     : std::countl_zero(mask);
         return static_cast<std::size_t>(bits) / 8;
     }
+    /// The mask without its first byte.
+    [[nodiscard]] static Mask withoutFirst(Mask mask) noexcept {
+        return std::endian::native == std::endian::little ? mask & (mask - 1)
+                                                          : mask ^ std::bit_floor(mask);
+    }
 
   private:
     static constexpr Mask kOnes = static_cast<Mask>(0x0101010101010101ULL);
@@ -61,6 +66,18 @@ class VectorBlock {
     [[nodiscard]] static Mask invert(Mask mask) noexcept { return mask ^ 0xFFFFU; }
     [[nodiscard]] static std::size_t first(Mask mask) noexcept {
         return static_cast<std::size_t>(std::countr_zero(mask));
+    }
+    [[nodiscard]] static Mask withoutFirst(Mask mask) noexcept { return mask & (mask - 1); }
+    /// The bytes up to ' ' and the six structural characters: whatever may end a token.
+    [[nodiscard]] Mask mayEndToken() const noexcept {
+        const __m128i low = _mm_min_epu8(vector_, _mm_set1_epi8(' '));
+        // '[' and ']' differ from '{' and '}' in this bit only.
+        const __m128i folded = _mm_or_si128(vector_, _mm_set1_epi8(0x20));
+        const __m128i brackets = _mm_or_si128(_mm_cmpeq_epi8(folded, _mm_set1_epi8('{')),
+                                              _mm_cmpeq_epi8(folded, _mm_set1_epi8('}')));
+        const __m128i marks = _mm_or_si128(_mm_cmpeq_epi8(vector_, _mm_set1_epi8(',')),
+                                           _mm_cmpeq_epi8(vector_, _mm_set1_epi8(':')));
+        return bits(_mm_or_si128(_mm_cmpeq_epi8(low, vector_), _mm_or_si128(brackets, marks)));
     }
 
   private:
@@ -108,6 +125,10 @@ template <class BlockType = Block>
     if (from == end || !isJsonSpace(*from)) {
         return from;
     }
+    // One space behind a ':' is as common as none.
+    if (++from == end || !isJsonSpace(*from)) {
+        return from;
+    }
     while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
         const BlockType block(from);
         const auto others = BlockType::invert(block.equal(' ') | block.equal('\n') |
@@ -123,21 +144,12 @@ template <class BlockType = Block>
     return from;
 }
 
-/// The first `quote` or NUL.
-template <class BlockType = Block>
-[[nodiscard]] const char* quoteOrNul(const char* from, const char* end, char quote) noexcept {
-    while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
-        const BlockType block(from);
-        const auto found = block.equal(quote) | block.equal('\0');
-        if (found != 0) {
-            return from + BlockType::first(found);
-        }
-        from += BlockType::kWidth;
+/// The end of the last character before `at` that is no white space; there is one.
+[[nodiscard]] inline const char* behindLastNonSpace(const char* at) noexcept {
+    while (isJsonSpace(at[-1])) {
+        --at;
     }
-    while (from != end && *from != quote && *from != '\0') {
-        ++from;
-    }
-    return from;
+    return at;
 }
 
 /// The first character that the writer escapes.
@@ -162,40 +174,80 @@ template <class BlockType = Block>
     return from;
 }
 
-/// The first character that ends a bare token: white space, one of ",[]{}:", or NUL.
-[[nodiscard]] inline const char* tokenEnd(const char* from, const char* end) noexcept {
-    static constexpr auto kStops = [] {
+[[nodiscard]] constexpr bool endsToken(char character) noexcept {
+    constexpr auto kStops = [] {
         std::array<bool, 256> stops{};
         for (const char stop : {' ', '\t', '\n', '\r', ',', '[', ']', '{', '}', ':', '\0'}) {
             stops[static_cast<unsigned char>(stop)] = true;
         }
         return stops;
     }();
-    while (from != end && !kStops[static_cast<unsigned char>(*from)]) {
+    return kStops[static_cast<unsigned char>(character)];
+}
+
+/// The first character that ends a bare token: white space, one of ",[]{}:", or NUL. The vector
+/// test lets control characters pass that end nothing; the table has the last word.
+template <class BlockType = Block>
+[[nodiscard]] const char* tokenEnd(const char* from, const char* end) noexcept {
+    if constexpr (requires(BlockType block) { block.mayEndToken(); }) {
+        for (; end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth);
+             from += BlockType::kWidth) {
+            auto found = BlockType(from).mayEndToken();
+            for (; found != 0; found = BlockType::withoutFirst(found)) {
+                if (const char* at = from + BlockType::first(found); endsToken(*at)) {
+                    return at;
+                }
+            }
+        }
+    }
+    while (from != end && !endsToken(*from)) {
         ++from;
     }
     return from;
 }
 
-/// The `quote` that closes the string whose inside begins at `from`: the first one behind an even
-/// number of backslashes. Null when a NUL or `end` comes first.
-[[nodiscard]] inline const char* closingQuote(const char* from, const char* end,
-                                              char quote) noexcept {
-    const char* found = from;
-    for (;;) {
-        found = quoteOrNul(found, end, quote);
-        if (found == end || *found != quote) {
-            return nullptr;
-        }
-        const char* backslashes = found;
-        while (backslashes != from && backslashes[-1] == '\\') {
-            --backslashes;
-        }
-        if ((found - backslashes) % 2 == 0) {
-            return found;
-        }
-        ++found;
+/// Whether an odd number of backslashes, none of them before `from`, stands directly before `at`.
+template <class BlockType = Block>
+[[nodiscard]] bool isEscaped(const char* from, const char* at) noexcept {
+    if (at == from || at[-1] != '\\') {
+        return false;
     }
+    const char* first = at - 1;
+    while (first - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth) &&
+           BlockType::invert(BlockType(first - BlockType::kWidth).equal('\\')) == 0) {
+        first -= BlockType::kWidth;
+    }
+    while (first != from && first[-1] == '\\') {
+        --first;
+    }
+    return (at - first) % 2 != 0;
+}
+
+/// The `quote` that closes the string whose inside begins at `from`: the first one behind an even
+/// number of backslashes. Null when a NUL or `end` comes first. Backslashes are looked at only
+/// where they stand before a quote, so that each run of them is counted once.
+template <class BlockType = Block>
+[[nodiscard]] const char* closingQuote(const char* from, const char* end, char quote) noexcept {
+    const char* p = from;
+    for (; end - p >= static_cast<std::ptrdiff_t>(BlockType::kWidth); p += BlockType::kWidth) {
+        const BlockType block(p);
+        auto found = block.equal(quote) | block.equal('\0');
+        for (; found != 0; found = BlockType::withoutFirst(found)) {
+            const char* at = p + BlockType::first(found);
+            if (*at == '\0') {
+                return nullptr;
+            }
+            if (!isEscaped<BlockType>(from, at)) {
+                return at;
+            }
+        }
+    }
+    for (; p != end && *p != '\0'; ++p) {
+        if (*p == quote && !isEscaped<BlockType>(from, p)) {
+            return p;
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace scan
