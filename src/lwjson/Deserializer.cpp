@@ -121,7 +121,7 @@ void Deserializer::importJson(std::string&& json) {
     }
 }
 
-const Deserializer* Deserializer::findMember(const char* key) const {
+const Deserializer* Deserializer::findMember(const char* key) const noexcept {
     const std::string_view wanted(key);
     for (const Deserializer& member : members_) {
         if (member.name_.view() == wanted) {

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "internal/cLocale.h"
+#include "lwjson/escapes.h"
 
 namespace vorn::common::lwjson {
 namespace {
@@ -119,28 +120,6 @@ void extractInteger(const char* text, Integer& out, const char* name) {
     out = static_cast<Integer>(decimal.negative ? 0 - decimal.magnitude : decimal.magnitude);
 }
 
-/// What a backslash and this letter stand for, or 0.
-[[nodiscard]] constexpr char unescaped(char letter) {
-    switch (letter) {
-        case '"':
-        case '/':
-        case '\'':
-            return letter;
-        case 'b':
-            return '\b';
-        case 'f':
-            return '\f';
-        case 'n':
-            return '\n';
-        case 'r':
-            return '\r';
-        case 't':
-            return '\t';
-        default:
-            return '\0';
-    }
-}
-
 /// Replaces the escapes kind by kind in one pass: of a run of n backslashes, the one before a quote
 /// is taken first, the others are halved (rounding up), and of those the last one belongs to the
 /// letter behind the run.
@@ -153,7 +132,7 @@ void unescape(std::string& text) {
     while (read != text.size()) {
         const std::size_t end = std::min(text.find_first_not_of('\\', read), text.size());
         const char letter = end == text.size() ? '\0' : text[end];
-        const char replacement = unescaped(letter);
+        const char replacement = internal::unescaped(letter);
         std::size_t backslashes = end - read;
         if (letter == '"') {
             backslashes = backslashes / 2;

@@ -10,6 +10,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "lwjson/escapes.h"
+
 namespace vorn::common::internal {
 
 /// A machine word of characters, for targets without (or with slow transfers from) vector
@@ -93,27 +95,6 @@ using Block = WordBlock;
 /// The four characters that count as white space in a JSON text.
 [[nodiscard]] constexpr bool isJsonSpace(char character) noexcept {
     return character == ' ' || character == '\n' || character == '\t' || character == '\r';
-}
-
-/// The character that follows the backslash in the two-character escape of `character`, or 0.
-[[nodiscard]] constexpr char escapeLetter(char character) noexcept {
-    switch (character) {
-        case '\\':
-        case '"':
-            return character;
-        case '\b':
-            return 'b';
-        case '\f':
-            return 'f';
-        case '\n':
-            return 'n';
-        case '\r':
-            return 'r';
-        case '\t':
-            return 't';
-        default:
-            return '\0';
-    }
 }
 
 /// All of these look at [from, end) only and return `end` when nothing is found.
