@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "internal/cLocale.h"
+#include "lwjson/characters.h"
 
 namespace vorn::common::lwjson {
 namespace {
@@ -124,7 +125,8 @@ void Deserializer::importJson(std::string&& json) {
 const Deserializer* Deserializer::findMember(const char* key) const noexcept {
     const std::string_view wanted(key);
     for (const Deserializer& member : members_) {
-        if (member.name_.view() == wanted) {
+        if (member.name_.size == wanted.size() &&
+            internal::sameCharacters(member.name_.data, wanted.data(), wanted.size())) {
             return &member;
         }
     }

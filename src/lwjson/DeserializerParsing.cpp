@@ -36,7 +36,8 @@ constexpr std::string_view kStructural = ",[]{}:";
                                 " (" + std::to_string(static_cast<int>(quote)) + ")");
 }
 
-[[nodiscard]] const char* behindClosingQuote(const char* inside, const char* end, char quote) {
+[[nodiscard]] inline const char* behindClosingQuote(const char* inside, const char* end,
+                                                    char quote) {
     const char* closing = scan::closingQuote(inside, end, quote);
     if (closing == nullptr) {
         throwMissingTerminator(quote);
@@ -45,7 +46,9 @@ constexpr std::string_view kStructural = ",[]{}:";
 }
 
 /// Reads a string or a token at `first`; `begin` is what an error quotes.
-[[nodiscard]] const char* behindScalar(const char* begin, const char* first, const char* end) {
+[[nodiscard, gnu::always_inline]] inline const char* behindScalar(const char* begin,
+                                                                  const char* first,
+                                                                  const char* end) {
     if (*first == '"') {
         return behindClosingQuote(first + 1, end, '"');
     }
@@ -108,7 +111,7 @@ const char* readKey(Deserializer::String& key, const char* begin, const char* en
 
 /// The inside of containers, with one function for each rule of the grammar. What is found of a
 /// member waits in a record until its container is closed; the nodes are then made in one go.
-class Deserializer::Reader {
+class [[gnu::visibility("hidden")]] Deserializer::Reader {
   public:
     Reader(const char* begin, const char* end, Options options)
         : base_(begin), end_(end), options_(options) {
@@ -119,7 +122,7 @@ class Deserializer::Reader {
 
     /// Appends the members of the container whose inside begins at `inside`, before an error those
     /// that are complete; returns the position behind `endToken`.
-    const char* readInto(std::vector<Deserializer>& members, const char* inside, char endToken,
+    const char* readInto(std::vector<Deserializer> & members, const char* inside, char endToken,
                          bool isObject, unsigned depth);
 
   private:
@@ -159,9 +162,9 @@ class Deserializer::Reader {
     }
     template <bool kIsObject>
     const char* memberList(const char* p, char endToken, unsigned depth);
-    const char* value(Record& record, const char* begin, unsigned depth);
+    const char* value(Record & record, const char* begin, unsigned depth);
 
-    void appendNodes(std::vector<Deserializer>& members, const OpenContainer& from, bool isObject);
+    void appendNodes(std::vector<Deserializer> & members, const OpenContainer& from, bool isObject);
     [[nodiscard]] Deserializer node(const Record& record, bool isObject, bool isFirst) const;
     [[nodiscard]] bool hasMembers(const Record& record) const;
     [[nodiscard]] std::uint32_t offset(const char* at) const {
@@ -260,27 +263,21 @@ inline const char* Deserializer::Reader::value(Record& record, const char* begin
     return scan::nonSpace(next, end_);
 }
 
-void Deserializer::Reader::appendNodes(std::vector<Deserializer>& list, const OpenContainer& from,
-                                       bool isObject) {
-    const std::size_t count = records_.size() - from.firstRecord;
-    // Exact for a list that is read in one go. One that grows from import to import is doubled, or
-    // each import would move all members before it.
-    if (const std::size_t needed = list.size() + count; needed > list.capacity()) {
-        list.reserve(list.empty() ? needed : std::max(needed, 2 * list.capacity()));
-    }
-    std::size_t memberList = from.firstList;
-    for (std::size_t i = 0; i != count; ++i) {
-        const Record& record = records_[from.firstRecord + i];
-        list.push_back(node(record, isObject, i == 0));
-        if (hasMembers(record)) {
-            list.back().members_ = std::move(memberLists_[memberList++]);
-        }
+/// A member of which all but the members is known.
+inline Deserializer::Deserializer(const String& text, const String& name, const String& raw,
+                                  Options options) noexcept
+    : text_(text), name_(name), options_(options) {
+    if (raw.size != 0) {
+        type_ = typeOf(*raw.data);
+        isNull_ = isNullToken(raw);
+        value = raw;
     }
 }
 
 /// A value is preceded by white space and, unless it is an array's first, by its ',' or ':'; a ':'
 /// by white space and the closing quote of the key.
-Deserializer Deserializer::Reader::node(const Record& record, bool isObject, bool isFirst) const {
+inline Deserializer Deserializer::Reader::node(const Record& record, bool isObject,
+                                               bool isFirst) const {
     const char* begin = base_ + record.value;
     const String value(begin, record.size);
     String key;
@@ -293,20 +290,31 @@ Deserializer Deserializer::Reader::node(const Record& record, bool isObject, boo
     return Deserializer(String(begin, end_), key, value, options_);
 }
 
-bool Deserializer::Reader::hasMembers(const Record& record) const {
+inline bool Deserializer::Reader::hasMembers(const Record& record) const {
     const char* opening = base_ + record.value;
     return record.size != 0 && opensContainer(*opening) &&
            *scan::nonSpace(opening + 1, end_) != closingToken(*opening);
 }
 
-/// A member of which all but the members is known.
-inline Deserializer::Deserializer(const String& text, const String& name, const String& raw,
-                                  Options options) noexcept
-    : text_(text), name_(name), options_(options) {
-    if (raw.size != 0) {
-        type_ = typeOf(*raw.data);
-        isNull_ = isNullToken(raw);
-        value = raw;
+void Deserializer::Reader::appendNodes(std::vector<Deserializer>& list, const OpenContainer& from,
+                                       bool isObject) {
+    const std::size_t count = records_.size() - from.firstRecord;
+    // Exact for a list that is read in one go. One that grows from import to import is doubled, or
+    // each import would move all members before it.
+    if (const std::size_t needed = list.size() + count; needed > list.capacity()) {
+        list.reserve(list.empty() ? needed : std::max(needed, 2 * list.capacity()));
+    }
+    std::size_t memberList = from.firstList;
+    for (std::size_t i = 0; i != count; ++i) {
+        const Record& record = records_[from.firstRecord + i];
+        // Where a reallocation is ruled out the node is made in place, else on the stack and moved.
+        if (list.size() == list.capacity()) {
+            __builtin_unreachable();
+        }
+        list.push_back(node(record, isObject, i == 0));
+        if (hasMembers(record)) {
+            list.back().members_ = std::move(memberLists_[memberList++]);
+        }
     }
 }
 

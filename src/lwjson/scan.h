@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -70,6 +71,13 @@ class VectorBlock {
         return static_cast<std::size_t>(std::countr_zero(mask));
     }
     [[nodiscard]] static Mask withoutFirst(Mask mask) noexcept { return mask & (mask - 1); }
+    /// Where `wanted` stands among 64 characters.
+    [[nodiscard]] static std::uint64_t mask64(const char* from, char wanted) noexcept {
+        const auto part = [=](unsigned at) {
+            return std::uint64_t{VectorBlock(from + at).equal(wanted)} << at;
+        };
+        return part(0) | part(16) | part(32) | part(48);
+    }
     /// The bytes up to ' ' and the six structural characters: whatever may end a token.
     [[nodiscard]] Mask mayEndToken() const noexcept {
         const __m128i low = _mm_min_epu8(vector_, _mm_set1_epi8(' '));
@@ -100,16 +108,9 @@ using Block = WordBlock;
 /// All of these look at [from, end) only and return `end` when nothing is found.
 namespace scan {
 
-/// The first character that is no white space.
+/// The first character that is no white space, searched for in blocks.
 template <class BlockType = Block>
-[[nodiscard]] const char* nonSpace(const char* from, const char* end) noexcept {
-    if (from == end || !isJsonSpace(*from)) {
-        return from;
-    }
-    // One space behind a ':' is as common as none.
-    if (++from == end || !isJsonSpace(*from)) {
-        return from;
-    }
+[[nodiscard]] const char* behindSpaces(const char* from, const char* end) noexcept {
     while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
         const BlockType block(from);
         const auto others = BlockType::invert(block.equal(' ') | block.equal('\n') |
@@ -123,6 +124,16 @@ template <class BlockType = Block>
         ++from;
     }
     return from;
+}
+
+/// The same; none and one space (behind a ':') are so common that they are tested first.
+template <class BlockType = Block>
+[[nodiscard]] inline const char* nonSpace(const char* from, const char* end) noexcept {
+    if (from == end || !isJsonSpace(*from)) {
+        return from;
+    }
+    ++from;
+    return from == end || !isJsonSpace(*from) ? from : behindSpaces<BlockType>(from, end);
 }
 
 /// The end of the last character before `at` that is no white space; there is one.
@@ -155,15 +166,16 @@ template <class BlockType = Block>
     return from;
 }
 
+inline constexpr auto kTokenStops = [] {
+    std::array<bool, 256> stops{};
+    for (const char stop : {' ', '\t', '\n', '\r', ',', '[', ']', '{', '}', ':', '\0'}) {
+        stops[static_cast<unsigned char>(stop)] = true;
+    }
+    return stops;
+}();
+
 [[nodiscard]] constexpr bool endsToken(char character) noexcept {
-    constexpr auto kStops = [] {
-        std::array<bool, 256> stops{};
-        for (const char stop : {' ', '\t', '\n', '\r', ',', '[', ']', '{', '}', ':', '\0'}) {
-            stops[static_cast<unsigned char>(stop)] = true;
-        }
-        return stops;
-    }();
-    return kStops[static_cast<unsigned char>(character)];
+    return kTokenStops[static_cast<unsigned char>(character)];
 }
 
 /// The first character that ends a bare token: white space, one of ",[]{}:", or NUL. The vector
@@ -204,12 +216,48 @@ template <class BlockType = Block>
     return (at - first) % 2 != 0;
 }
 
-/// The `quote` that closes the string whose inside begins at `from`: the first one behind an even
-/// number of backslashes. Null when a NUL or `end` comes first. Backslashes are looked at only
-/// where they stand before a quote, so that each run of them is counted once.
+/// Which characters of a text are escaped, told 64 at a time; bit 0 is the first one.
+class EscapedCharacters {
+  public:
+    /// Adding the beginnings of the runs that begin at an odd place to all backslashes carries a
+    /// bit along each of those runs to the character behind it, and leaves the other runs alone:
+    /// so the parity of every run's length shows behind its end without counting.
+    [[nodiscard]] std::uint64_t next(std::uint64_t backslashes) noexcept {
+        if (backslashes == 0) {
+            return std::exchange(carry_, 0);
+        }
+        backslashes &= ~carry_;
+        const std::uint64_t behind = backslashes << 1 | carry_;
+        const std::uint64_t oddBegins = backslashes & ~kEven & ~behind;
+        const std::uint64_t ends = oddBegins + backslashes;
+        carry_ = ends < backslashes ? 1 : 0;
+        return (kEven ^ ends << 1) & behind;
+    }
+
+  private:
+    static constexpr std::uint64_t kEven = 0x5555555555555555ULL;
+
+    std::uint64_t carry_ = 0;  ///< 1 when the first character of the next 64 is escaped
+};
+
+/// `closingQuote` for a string of any length, 64 characters at a time where blocks are wide. In
+/// what remains backslashes are looked at only behind a quote, so that each run of them is counted
+/// once.
 template <class BlockType = Block>
-[[nodiscard]] const char* closingQuote(const char* from, const char* end, char quote) noexcept {
+[[nodiscard]] const char* closingQuoteAnywhere(const char* from, const char* end,
+                                               char quote) noexcept {
     const char* p = from;
+    if constexpr (requires { BlockType::mask64(from, quote); }) {
+        EscapedCharacters escaped;
+        for (; end - p >= 64; p += 64) {
+            const std::uint64_t closing =
+                BlockType::mask64(p, quote) & ~escaped.next(BlockType::mask64(p, '\\'));
+            if (const auto stops = closing | BlockType::mask64(p, '\0'); stops != 0) {
+                p += std::countr_zero(stops);
+                return *p == quote ? p : nullptr;
+            }
+        }
+    }
     for (; end - p >= static_cast<std::ptrdiff_t>(BlockType::kWidth); p += BlockType::kWidth) {
         const BlockType block(p);
         auto found = block.equal(quote) | block.equal('\0');
@@ -229,6 +277,23 @@ template <class BlockType = Block>
         }
     }
     return nullptr;
+}
+
+/// The `quote` that closes the string whose inside begins at `from`: the first one behind an even
+/// number of backslashes. Null when a NUL or `end` comes first. Nearly all keys end within a block
+/// and hold no backslash.
+template <class BlockType = Block>
+[[nodiscard]] inline const char* closingQuote(const char* from, const char* end,
+                                              char quote) noexcept {
+    if (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
+        const BlockType block(from);
+        const auto quotes = block.equal(quote);
+        const auto others = block.equal('\\') | block.equal('\0');
+        if (quotes != 0 && (others == 0 || BlockType::first(quotes) < BlockType::first(others))) {
+            return from + BlockType::first(quotes);
+        }
+    }
+    return closingQuoteAnywhere<BlockType>(from, end, quote);
 }
 
 }  // namespace scan
