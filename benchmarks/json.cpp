@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,105 +9,75 @@
 
 #include <benchmark/benchmark.h>
 
-#include <vorn/common/lwjson/Deserializer.h>
-#include <vorn/common/lwjson/Serializer.h>
-
-#ifdef VORN_PEER_RAPIDJSON
-#include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-#endif
 #ifdef VORN_PEER_NLOHMANN
 #include <nlohmann/json.hpp>
 #endif
+#ifdef VORN_PEER_RAPIDJSON
+#include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#endif
+#ifdef VORN_PEER_SIMDJSON
+#include <simdjson.h>
+#endif
+
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/lwjson/Serializer.h>
+
+#include "json_inputs.h"
 
 namespace {
 
 using vorn::common::lwjson::Deserializer;
 using vorn::common::lwjson::Serializer;
 
-constexpr int kRecords = 1000;
+const std::vector<std::string> kGateway = inputs::gatewayDocuments();
+const std::vector<std::string> kTextHeavy = {inputs::textHeavy()};
+const std::vector<std::string> kNumberArrays = {inputs::numberArrays()};
+const std::vector<std::string> kObjects = {inputs::objectsInArrays()};
+const std::vector<std::string> kTelemetry = {inputs::telemetry()};
+const std::string kLookUp = inputs::wideObject(12);
+const std::string kWide = inputs::wideObject(1000);
+const std::string kEscaped = inputs::escapedString();
+const std::string kBackslashes = inputs::backslashRun();
+const std::string kToEscape = inputs::textToEscape();
 
-/// Device records as a settings file holds them.
-std::string records(Serializer::Format format) {
-    std::vector<Serializer> list;
-    for (int i = 0; i < kRecords; ++i) {
-        Serializer limits(format);
-        limits.appendKey("low");
-        limits.addValue(0.5 * i, 3);
-        limits.appendKey("high");
-        limits.addValue(1.5 * i, 3);
-        limits.finalize();
-        Serializer record(format);
-        record.appendKey("id");
-        record.addValue(i);
-        record.appendKey("name");
-        record.addValue("outlet number " + std::to_string(i));
-        record.appendKey("enabled");
-        record.addValue(i % 2 == 0);
-        record.appendKey("description");
-        record.addValue("The outlet at the back of the cabinet, \"switched\" by the schedule");
-        record.appendKey("limits");
-        record.addValue(limits);
-        record.finalize();
-        list.push_back(record);
+constexpr const char* kKeys[] = {"setting0", "setting2", "setting3", "setting5",
+                                 "setting6", "setting8", "setting9", "setting11"};
+
+const std::vector<std::string> kMemberKeys = [] {
+    std::vector<std::string> keys;
+    for (int i = 0; i < 1000; ++i) {
+        keys.push_back("setting" + std::to_string(i));
     }
-    Serializer json(format);
-    json.addValue(list);
-    json.finalize();
-    return json.json();
-}
-
-std::string longStrings() {
-    std::vector<std::string> list(100, std::string(4000, 'x') + "\"" + std::string(4000, 'y'));
-    Serializer json(Serializer::Compact);
-    json.addValue(list);
-    json.finalize();
-    return json.json();
-}
-
-std::string numberList() {
-    std::vector<double> list;
-    for (int i = 0; i < 10000; ++i) {
-        list.push_back(1.0 / (i + 1));
-    }
-    Serializer json(Serializer::Compact);
-    json.addValue(list);
-    json.finalize();
-    return json.json();
-}
-
-std::string wideObject() {
-    Serializer json(Serializer::Compact);
-    for (int i = 0; i < 20; ++i) {
-        json.appendKey(("setting" + std::to_string(i)).c_str());
-        json.addValue(i);
-    }
-    json.finalize();
-    return json.json();
-}
-
-const std::string kPrettyRecords = records(Serializer::Pretty);
-const std::string kCompactRecords = records(Serializer::Compact);
-const std::string kLongStrings = longStrings();
-const std::string kNumbers = numberList();
-const std::string kWideObject = wideObject();
-const std::string kPlainText(2000, 'x');
-const std::string kEscapedText = [] {
-    std::string text;
-    for (int i = 0; i < 100; ++i) {
-        text += "line " + std::to_string(i) + "\t\"quoted\" text\n";
-    }
-    return text;
+    return keys;
 }();
 
-void add(const std::string& name, std::function<void()> operation, std::size_t bytes = 0) {
-    benchmark::RegisterBenchmark(name.c_str(), [operation, bytes](benchmark::State& state) {
+const std::vector<double> kDoubles = [] {
+    std::vector<double> numbers;
+    for (int i = 0; i < 1000; ++i) {
+        numbers.push_back(i % 2 == 0 ? 1.0 / (i + 1) : i * 0.125);
+    }
+    return numbers;
+}();
+
+constexpr int kGroups = 20;
+constexpr int kGroupMembers = 10;
+
+struct Document {
+    const char* name;
+    const std::vector<std::string>& texts;
+};
+const Document kDocuments[] = {
+    {"gateway", kGateway}, {"text-heavy", kTextHeavy},    {"number-arrays", kNumberArrays},
+    {"objects", kObjects}, {"telemetry-5MB", kTelemetry},
+};
+
+void add(const std::string& name, std::function<void()> operation) {
+    benchmark::RegisterBenchmark(name.c_str(), [operation](benchmark::State& state) {
         for (auto _ : state) {
             operation();
-        }
-        if (bytes != 0) {
-            state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
         }
     });
 }
@@ -114,136 +85,209 @@ void add(const std::string& name, std::function<void()> operation, std::size_t b
 /// `parse(text)` reads a text into a tree and drops it.
 template <class Parse>
 void addParsing(const std::string& implementation, Parse parse) {
-    for (const auto& [name, text] : {std::pair("parse-pretty-records/", &kPrettyRecords),
-                                     std::pair("parse-compact-records/", &kCompactRecords),
-                                     std::pair("parse-long-strings/", &kLongStrings),
-                                     std::pair("parse-numbers/", &kNumbers)}) {
-        add(
-            name + implementation, [parse, text = text] { parse(*text); }, text->size());
+    for (const Document& document : kDocuments) {
+        add(std::string("parse-") + document.name + "/" + implementation,
+            [parse, &texts = document.texts] {
+                for (const std::string& text : texts) {
+                    parse(text);
+                }
+            });
     }
+}
+
+/// `make(text)` reads a text into a tree that can be shared, `use(tree)` is measured.
+template <class Make, class Use>
+void addForTrees(const std::string& operation, const std::string& implementation, Make make,
+                 Use use) {
+    for (const Document& document : {kDocuments[0], kDocuments[1], kDocuments[3]}) {
+        std::vector<decltype(make(std::string()))> trees;
+        for (const std::string& text : document.texts) {
+            trees.push_back(make(text));
+        }
+        add(operation + document.name + "/" + implementation, [use, trees] {
+            for (const auto& tree : trees) {
+                use(tree);
+            }
+        });
+    }
+}
+
+// --- this library ---
+
+void writeMembers(Serializer::Format format) {
+    Serializer json(format);
+    for (std::size_t i = 0; i < kMemberKeys.size(); ++i) {
+        json.appendKey(kMemberKeys[i].c_str());
+        if (i % 2 == 0) {
+            json.addValue(static_cast<int>(i));
+        } else {
+            json.addValue("some text value");
+        }
+    }
+    json.finalize();
+    benchmark::DoNotOptimize(json.json().data());
+}
+
+void writeNested(Serializer::Format format) {
+    Serializer json(format);
+    for (int group = 0; group < kGroups; ++group) {
+        Serializer inner(format);
+        for (int member = 0; member < kGroupMembers; ++member) {
+            inner.appendKey(kMemberKeys[static_cast<std::size_t>(member)].c_str());
+            inner.addValue(member);
+        }
+        inner.finalize();
+        json.appendKey(kMemberKeys[static_cast<std::size_t>(group)].c_str());
+        json.addValue(inner);
+    }
+    json.finalize();
+    benchmark::DoNotOptimize(json.json().data());
 }
 
 void addVorn() {
     addParsing("vorn", [](const std::string& text) {
         benchmark::DoNotOptimize(Deserializer(std::string_view(text)));
     });
-    add("look-up-first/vorn", [root = Deserializer(std::string_view(kWideObject))] {
-        benchmark::DoNotOptimize(&root["setting0"]);
-    });
-    add("look-up-last/vorn", [root = Deserializer(std::string_view(kWideObject))] {
-        benchmark::DoNotOptimize(&root["setting19"]);
-    });
-    add("parse-and-extract-numbers/vorn", [] {
-        const Deserializer root{std::string_view(kNumbers)};
-        double sum = 0;
-        for (const Deserializer& member : root.members()) {
-            sum += member.as<double>();
-        }
-        benchmark::DoNotOptimize(sum);
-    });
-    add("parse-and-extract-strings/vorn", [] {
-        const Deserializer root{std::string_view(kLongStrings)};
-        for (const Deserializer& member : root.members()) {
-            benchmark::DoNotOptimize(member.as<std::string>());
+    add("parse-and-look-up-8/vorn", [] {
+        const Deserializer root{std::string_view(kLookUp)};
+        for (const char* key : kKeys) {
+            benchmark::DoNotOptimize(root.findMember(key));
         }
     });
-    add("write-numbers/vorn", [] {
+    add("skip-escaped-string/vorn",
+        [] { benchmark::DoNotOptimize(Deserializer(std::string_view(kEscaped))); });
+    add("skip-backslashes/vorn",
+        [] { benchmark::DoNotOptimize(Deserializer(std::string_view(kBackslashes))); });
+    add("unescape/vorn", [] {
+        benchmark::DoNotOptimize(Deserializer(std::string_view(kEscaped)).as<std::string>());
+    });
+    add("write-members-compact/vorn", [] { writeMembers(Serializer::Compact); });
+    add("write-members-pretty/vorn", [] { writeMembers(Serializer::Pretty); });
+    add("write-doubles/vorn", [] {
         Serializer json(Serializer::Compact);
-        for (int i = 0; i < 100; ++i) {
-            json.addValue(1.0 / (i + 1));
+        for (const double number : kDoubles) {
+            json.addValue(number);
         }
+        json.finalize();
         benchmark::DoNotOptimize(json.json().data());
     });
-    add("write-integers/vorn", [] {
+    add("write-nested-compact/vorn", [] { writeNested(Serializer::Compact); });
+    add("write-nested-pretty/vorn", [] { writeNested(Serializer::Pretty); });
+    add("escape-128KB/vorn", [] {
         Serializer json(Serializer::Compact);
-        for (int i = 0; i < 100; ++i) {
-            json.addValue(i * 12345);
-        }
+        json.addValue(kToEscape);
         benchmark::DoNotOptimize(json.json().data());
     });
-    for (const auto& [name, text] : {std::pair("write-plain-text/vorn", &kPlainText),
-                                     std::pair("write-escaped-text/vorn", &kEscapedText)}) {
-        add(name, [text = text] {
-            Serializer json(Serializer::Compact);
-            json.addValue(*text);
-            benchmark::DoNotOptimize(json.json().data());
-        });
-    }
-    add("write-tree/vorn", [root = Deserializer(std::string_view(kPrettyRecords))] {
+    const auto tree = [](const std::string& text) {
+        return std::make_shared<Deserializer>(std::string_view(text));
+    };
+    addForTrees("copy-tree-", "vorn", tree, [](const auto& root) {
         Serializer json(Serializer::Pretty);
-        json.addValue(root);
+        json.addValue(*root);
         benchmark::DoNotOptimize(json.json().data());
     });
-    add("compare-equal/vorn", [left = Deserializer(std::string_view(kPrettyRecords)),
-                               right = Deserializer(std::string_view(kCompactRecords))] {
-        benchmark::DoNotOptimize(left.compare(right));
-    });
+    const auto pair = [](const std::string& text) {
+        return std::make_shared<std::pair<Deserializer, Deserializer>>(
+            Deserializer(std::string_view(text)), Deserializer(std::string(text)));
+    };
+    const auto compare = [](const auto& both) {
+        benchmark::DoNotOptimize(both->first.compare(both->second));
+    };
+    addForTrees("compare-equal-", "vorn", pair, compare);
+    add("compare-wide/vorn", [both = pair(kWide), compare] { compare(both); });
 }
 
+// --- peers ---
+
 #ifdef VORN_PEER_RAPIDJSON
-template <class Fill>
+template <class Writer, class Fill>
 void writeWithRapidJson(Fill fill) {
     rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    writer.StartArray();
+    Writer writer(buffer);
     fill(writer);
-    writer.EndArray();
     benchmark::DoNotOptimize(buffer.GetString());
 }
 
 void addRapidJson() {
-    addParsing("rapidjson", [](const std::string& text) {
+    using Compact = rapidjson::Writer<rapidjson::StringBuffer>;
+    using Pretty = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
+    const auto parse = [](const std::string& text) {
         rapidjson::Document document;
         document.Parse(text.data(), text.size());
         benchmark::DoNotOptimize(document.HasParseError());
-    });
-    const auto wide = std::make_shared<rapidjson::Document>();
-    wide->Parse(kWideObject.c_str());
-    add("look-up-first/rapidjson", [wide] { benchmark::DoNotOptimize(&(*wide)["setting0"]); });
-    add("look-up-last/rapidjson", [wide] { benchmark::DoNotOptimize(&(*wide)["setting19"]); });
-    add("parse-and-extract-numbers/rapidjson", [] {
+    };
+    addParsing("rapidjson", parse);
+    add("parse-and-look-up-8/rapidjson", [] {
         rapidjson::Document document;
-        document.Parse<rapidjson::kParseFullPrecisionFlag>(kNumbers.data(), kNumbers.size());
-        double sum = 0;
-        for (const auto& member : document.GetArray()) {
-            sum += member.GetDouble();
-        }
-        benchmark::DoNotOptimize(sum);
-    });
-    add("parse-and-extract-strings/rapidjson", [] {
-        rapidjson::Document document;
-        document.Parse(kLongStrings.data(), kLongStrings.size());
-        for (const auto& member : document.GetArray()) {
-            benchmark::DoNotOptimize(std::string(member.GetString(), member.GetStringLength()));
+        document.Parse(kLookUp.data(), kLookUp.size());
+        for (const char* key : kKeys) {
+            benchmark::DoNotOptimize(&*document.FindMember(key));
         }
     });
-    add("write-numbers/rapidjson", [] {
-        writeWithRapidJson([](auto& writer) {
-            for (int i = 0; i < 100; ++i) {
-                writer.Double(1.0 / (i + 1));
+    const auto buffer = std::make_shared<std::string>(kEscaped);
+    add("skip-escaped-string/rapidjson-in-situ", [buffer] {
+        std::memcpy(buffer->data(), kEscaped.data(), kEscaped.size());
+        rapidjson::Document document;
+        document.ParseInsitu(buffer->data());
+        benchmark::DoNotOptimize(document.HasParseError());
+    });
+    add("skip-backslashes/rapidjson", [parse] { parse(kBackslashes); });
+    const auto members = [](auto& writer) {
+        writer.StartObject();
+        for (std::size_t i = 0; i < kMemberKeys.size(); ++i) {
+            writer.Key(kMemberKeys[i].c_str());
+            if (i % 2 == 0) {
+                writer.Int(static_cast<int>(i));
+            } else {
+                writer.String("some text value");
             }
+        }
+        writer.EndObject();
+    };
+    add("write-members-compact/rapidjson", [members] { writeWithRapidJson<Compact>(members); });
+    add("write-members-pretty/rapidjson", [members] { writeWithRapidJson<Pretty>(members); });
+    add("write-doubles/rapidjson", [] {
+        writeWithRapidJson<Compact>([](auto& writer) {
+            writer.StartArray();
+            for (const double number : kDoubles) {
+                writer.Double(number);
+            }
+            writer.EndArray();
         });
     });
-    add("write-integers/rapidjson", [] {
-        writeWithRapidJson([](auto& writer) {
-            for (int i = 0; i < 100; ++i) {
-                writer.Int(i * 12345);
+    const auto nested = [](auto& writer) {
+        writer.StartObject();
+        for (int group = 0; group < kGroups; ++group) {
+            writer.Key(kMemberKeys[static_cast<std::size_t>(group)].c_str());
+            writer.StartObject();
+            for (int member = 0; member < kGroupMembers; ++member) {
+                writer.Key(kMemberKeys[static_cast<std::size_t>(member)].c_str());
+                writer.Int(member);
             }
+            writer.EndObject();
+        }
+        writer.EndObject();
+    };
+    add("write-nested-compact/rapidjson", [nested] { writeWithRapidJson<Compact>(nested); });
+    add("write-nested-pretty/rapidjson", [nested] { writeWithRapidJson<Pretty>(nested); });
+    add("escape-128KB/rapidjson", [] {
+        writeWithRapidJson<Compact>([](auto& writer) {
+            writer.String(kToEscape.data(), static_cast<rapidjson::SizeType>(kToEscape.size()));
         });
     });
-    for (const auto& [name, text] : {std::pair("write-plain-text/rapidjson", &kPlainText),
-                                     std::pair("write-escaped-text/rapidjson", &kEscapedText)}) {
-        add(name, [text = text] {
-            writeWithRapidJson([text](auto& writer) {
-                writer.String(text->data(), static_cast<rapidjson::SizeType>(text->size()));
-            });
-        });
-    }
-    const auto left = std::make_shared<rapidjson::Document>();
-    const auto right = std::make_shared<rapidjson::Document>();
-    left->Parse(kPrettyRecords.c_str());
-    right->Parse(kCompactRecords.c_str());
-    add("compare-equal/rapidjson", [left, right] { benchmark::DoNotOptimize(*left == *right); });
+    const auto tree = [](const std::string& text) {
+        const auto document = std::make_shared<rapidjson::Document>();
+        document->Parse(text.data(), text.size());
+        return document;
+    };
+    addForTrees("copy-tree-", "rapidjson", tree, [](const auto& document) {
+        writeWithRapidJson<Pretty>([&](auto& writer) { document->Accept(writer); });
+    });
+    const auto pair = [tree](const std::string& text) {
+        return std::make_pair(tree(text), tree(text));
+    };
+    addForTrees("compare-equal-", "rapidjson", pair,
+                [](const auto& both) { benchmark::DoNotOptimize(*both.first == *both.second); });
 }
 #endif
 
@@ -252,40 +296,20 @@ void addNlohmann() {
     using nlohmann::json;
     addParsing("nlohmann",
                [](const std::string& text) { benchmark::DoNotOptimize(json::parse(text)); });
-    add("look-up-first/nlohmann",
-        [root = json::parse(kWideObject)] { benchmark::DoNotOptimize(&root["setting0"]); });
-    add("look-up-last/nlohmann",
-        [root = json::parse(kWideObject)] { benchmark::DoNotOptimize(&root["setting19"]); });
-    add("parse-and-extract-numbers/nlohmann", [] {
-        double sum = 0;
-        for (const auto& member : json::parse(kNumbers)) {
-            sum += member.get<double>();
-        }
-        benchmark::DoNotOptimize(sum);
+    add("compare-wide/nlohmann", [left = json::parse(kWide), right = json::parse(kWide)] {
+        benchmark::DoNotOptimize(left == right);
     });
-    add("parse-and-extract-strings/nlohmann", [] {
-        for (const auto& member : json::parse(kLongStrings)) {
-            benchmark::DoNotOptimize(member.get<std::string>());
-        }
+}
+#endif
+
+#ifdef VORN_PEER_SIMDJSON
+void addSimdjson() {
+    const auto parser = std::make_shared<simdjson::dom::parser>();
+    const auto text = std::make_shared<simdjson::padded_string>(kEscaped);
+    add("unescape/simdjson", [parser, text] {
+        const std::string_view found = parser->parse(*text).get_string();
+        benchmark::DoNotOptimize(std::string(found));
     });
-    const auto addDump = [](const char* name, json value, int indent) {
-        add(name, [value, indent] { benchmark::DoNotOptimize(value.dump(indent)); });
-    };
-    json numbers;
-    json integers;
-    for (int i = 0; i < 100; ++i) {
-        numbers.push_back(1.0 / (i + 1));
-        integers.push_back(i * 12345);
-    }
-    addDump("write-numbers/nlohmann", numbers, -1);
-    addDump("write-integers/nlohmann", integers, -1);
-    addDump("write-plain-text/nlohmann", kPlainText, -1);
-    addDump("write-escaped-text/nlohmann", kEscapedText, -1);
-    addDump("write-tree/nlohmann", json::parse(kPrettyRecords), 2);
-    add("compare-equal/nlohmann",
-        [left = json::parse(kPrettyRecords), right = json::parse(kCompactRecords)] {
-            benchmark::DoNotOptimize(left == right);
-        });
 }
 #endif
 
@@ -296,6 +320,9 @@ const bool kRegistered = [] {
 #endif
 #ifdef VORN_PEER_NLOHMANN
     addNlohmann();
+#endif
+#ifdef VORN_PEER_SIMDJSON
+    addSimdjson();
 #endif
     return true;
 }();

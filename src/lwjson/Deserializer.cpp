@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "internal/cLocale.h"
+#include "lwjson/characters.h"
 
 namespace vorn::common::lwjson {
 namespace {
@@ -16,9 +17,24 @@ static_assert(std::is_nothrow_move_constructible_v<Deserializer>);
 static_assert(std::is_nothrow_move_assignable_v<Deserializer>);
 static_assert(sizeof(Deserializer) == 13 * sizeof(void*));
 
-/// A text that a reader owns, with those of earlier imports that its nodes still point into.
+/// A text that a reader owns, holding on to the one of the import before it while nodes still point
+/// into that. Every owned text is one of these.
 struct OwnedText : std::string {
-    std::vector<std::shared_ptr<std::string>> earlier;
+    OwnedText() = default;
+    OwnedText(const OwnedText&) = delete;
+    OwnedText& operator=(const OwnedText&) = delete;
+    ~OwnedText() { dropEarlier(); }
+
+    /// One link after the other: a chain of many imports would otherwise take as many levels of
+    /// stack. A link that somebody else holds too keeps the rest.
+    void dropEarlier() noexcept {
+        std::shared_ptr<std::string> link = std::move(earlier);
+        while (link.use_count() == 1) {
+            link = std::move(static_cast<OwnedText&>(*link).earlier);
+        }
+    }
+
+    std::shared_ptr<std::string> earlier;
 };
 
 [[nodiscard]] bool isOutside(const Deserializer::String& span, const std::string& text) {
@@ -67,13 +83,9 @@ Deserializer::Deserializer(std::string&& json, Options options) : options_(optio
 
 Deserializer::Deserializer(const char* begin, const char* end, unsigned depth, const String& name,
                            Options options)
-    : Deserializer(MemberKey{}, begin, end, name, options) {
-    parseText(begin, end, depth);
+    : text_(begin, end), name_(name), options_(options) {
+    parseValue(begin, end, depth);
 }
-
-Deserializer::Deserializer(MemberKey, const char* begin, const char* end, const String& name,
-                           Options options) noexcept
-    : text_(begin, end), name_(name), options_(options) {}
 
 Deserializer& Deserializer::operator=(const Deserializer& other) {
     *this = Deserializer(other);
@@ -101,20 +113,20 @@ void Deserializer::importJson(std::string&& json) {
     static_cast<std::string&>(*owned) = std::move(json);
     const bool appends = !members_.empty();
     if (textOwner_ && (appends || value.size != 0)) {
-        owned->earlier = static_cast<const OwnedText&>(*textOwner_).earlier;
-        owned->earlier.push_back(textOwner_);
+        owned->earlier = textOwner_;
     }
     textOwner_ = owned;
     importJson(std::string_view(*owned));
     if (!appends && !isOutside(value, *owned)) {
-        owned->earlier.clear();
+        owned->dropEarlier();
     }
 }
 
-const Deserializer* Deserializer::findMember(const char* key) const {
+const Deserializer* Deserializer::findMember(const char* key) const noexcept {
     const std::string_view wanted(key);
     for (const Deserializer& member : members_) {
-        if (member.name_.view() == wanted) {
+        if (member.name_.size == wanted.size() &&
+            internal::sameCharacters(member.name_.data, wanted.data(), wanted.size())) {
             return &member;
         }
     }
@@ -164,7 +176,8 @@ Deserializer::ValueType Deserializer::getValueType() const {
     if (isInteger(text)) {
         return ValueType::Integer;
     }
-    if (type_ == MemberType::Object || type_ == MemberType::Array) {
+    // Looked up in the text, not in the type: after a failed import that is the new text's already.
+    if (text.front() == '{' || text.front() == '[') {
         return ValueType::None;
     }
     std::array<char, 64> shortCopy;

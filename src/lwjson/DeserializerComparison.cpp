@@ -1,11 +1,15 @@
 #include "vorn/common/lwjson/Deserializer.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
+
+#include "lwjson/characters.h"
 
 namespace vorn::common::lwjson {
 namespace {
@@ -40,7 +44,7 @@ void appendElement(std::string& path, std::size_t index) {
 
 /// One comparison. The path is a chain of stack frames; it becomes text when a difference is
 /// reported.
-class Deserializer::Comparison {
+class [[gnu::visibility("hidden")]] Deserializer::Comparison {
   public:
     explicit Comparison(const CompareContext& context) : context_(context) {}
 
@@ -61,13 +65,28 @@ class Deserializer::Comparison {
     static constexpr std::uint32_t kNone = 0xFFFFFFFFU;
     static constexpr std::size_t kWide = 16;
 
+    [[nodiscard]] static bool same(const String& left, const String& right) {
+        return left.size == right.size &&
+               internal::sameCharacters(left.data, right.data, left.size);
+    }
+    /// Most pairs are, and need no frame.
+    [[nodiscard]] static bool areSameScalars(const Deserializer& expected,
+                                             const Deserializer& found) {
+        return expected.type_ == MemberType::Value && found.type_ == MemberType::Value &&
+               same(expected.value, found.value);
+    }
+
     void nodes(const Deserializer& expected, const Deserializer& found, const Frame* frame);
     void objects(const Deserializer& expected, const Deserializer& found, const Frame* frame);
     void arrays(const Deserializer& expected, const Deserializer& found, const Frame* frame);
 
     void differs(const Frame* frame, const char* shortText, const std::string& longText);
-    void appendPath(std::string& path, const Frame* frame) const;
+    void appendPath(std::string & path, const Frame* frame) const;
 
+    [[nodiscard]] static bool haveSameNames(const std::vector<Deserializer>& expected,
+                                            const std::vector<Deserializer>& found);
+    [[nodiscard]] static bool areDistinct(const std::vector<Deserializer>& members);
+    [[nodiscard]] static bool areDistinctInTable(const std::vector<Deserializer>& members);
     [[nodiscard]] static std::uint32_t firstWithName(const Deserializer& node, const String& name);
     [[nodiscard]] static std::vector<NameEntry> sortedNames(const Deserializer& node);
     static void matchWide(const Deserializer& expected, const Deserializer& found,
@@ -119,7 +138,7 @@ void Deserializer::Comparison::nodes(const Deserializer& expected, const Deseria
         objects(expected, found, frame);
     } else if (expected.type_ == MemberType::Array) {
         arrays(expected, found, frame);
-    } else if (expected.type_ == MemberType::Value && !(expected.value == found.value)) {
+    } else if (expected.type_ == MemberType::Value && !same(expected.value, found.value)) {
         differs(frame, "Value mismatch",
                 "value mismatch: found " + std::string(found.value.view()) + ", expected " +
                     std::string(expected.value.view()));
@@ -136,8 +155,10 @@ void Deserializer::Comparison::arrays(const Deserializer& expected, const Deseri
                     std::to_string(expectedCount));
     }
     for (std::size_t i = 0; i < std::min(expectedCount, foundCount); ++i) {
-        const Frame element{frame, nullptr, i};
-        nodes(expected.members_[i], found.members_[i], &element);
+        if (!areSameScalars(expected.members_[i], found.members_[i])) {
+            const Frame element{frame, nullptr, i};
+            nodes(expected.members_[i], found.members_[i], &element);
+        }
     }
 }
 
@@ -149,6 +170,16 @@ void Deserializer::Comparison::objects(const Deserializer& expected, const Deser
         differs(frame, "Object size mismatch",
                 "object size mismatch: found " + std::to_string(foundCount) + ", expected " +
                     std::to_string(expectedCount));
+    }
+    if (haveSameNames(expected.members_, found.members_)) {
+        for (std::size_t i = 0; i < expectedCount; ++i) {
+            const Deserializer& member = expected.members_[i];
+            if (!areSameScalars(member, found.members_[i])) {
+                const Frame below{frame, &member.name_, 0};
+                nodes(member, found.members_[i], &below);
+            }
+        }
+        return;
     }
     const bool wide = std::min(expectedCount, foundCount) > kWide;
     std::vector<std::uint32_t> matches;
@@ -174,10 +205,61 @@ void Deserializer::Comparison::objects(const Deserializer& expected, const Deser
     }
 }
 
+/// Whether both list the same names in the same order, each once: every member is then compared
+/// with the one at its own place, and no key is missing or unexpected. May say no where that is so.
+bool Deserializer::Comparison::haveSameNames(const std::vector<Deserializer>& expected,
+                                             const std::vector<Deserializer>& found) {
+    const std::size_t count = expected.size();
+    if (count != found.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!same(expected[i].name_, found[i].name_)) {
+            return false;
+        }
+    }
+    return count <= kWide ? areDistinct(expected) : areDistinctInTable(expected);
+}
+
+/// A name is looked for among those before it only when one of the same kind, of 64, was there.
+bool Deserializer::Comparison::areDistinct(const std::vector<Deserializer>& members) {
+    std::uint64_t seen = 0;
+    for (auto member = members.begin(); member != members.end(); ++member) {
+        const String& name = member->name_;
+        const std::uint64_t kind = std::uint64_t{1}
+                                   << (internal::spread(name.data, name.size) >> 26);
+        if ((seen & kind) != 0 &&
+            std::any_of(members.begin(), member,
+                        [&](const Deserializer& earlier) { return same(earlier.name_, name); })) {
+            return false;
+        }
+        seen |= kind;
+    }
+    return true;
+}
+
+/// Gives up, saying no, when names collide so often that somebody chose them to.
+bool Deserializer::Comparison::areDistinctInTable(const std::vector<Deserializer>& members) {
+    const int bits = std::min(30, static_cast<int>(std::bit_width(members.size())) + 1);
+    std::vector<std::uint32_t> table(std::size_t{1} << bits);
+    std::size_t collisions = 0;
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        const String& name = members[i].name_;
+        std::size_t slot = internal::spread(name.data, name.size) >> (32 - bits);
+        for (; table[slot] != 0; slot = (slot + 1) % table.size()) {
+            if (same(members[table[slot] - 1].name_, name) || ++collisions > table.size()) {
+                return false;
+            }
+        }
+        table[slot] = static_cast<std::uint32_t>(i + 1);
+    }
+    return true;
+}
+
 std::uint32_t Deserializer::Comparison::firstWithName(const Deserializer& node,
                                                       const String& name) {
     for (std::size_t i = 0; i < node.members_.size(); ++i) {
-        if (node.members_[i].name_ == name) {
+        if (same(node.members_[i].name_, name)) {
             return static_cast<std::uint32_t>(i);
         }
     }

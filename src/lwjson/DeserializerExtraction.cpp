@@ -5,10 +5,13 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
 #include "internal/cLocale.h"
+#include "lwjson/escapes.h"
+#include "lwjson/scan.h"
 
 namespace vorn::common::lwjson {
 namespace {
@@ -119,60 +122,56 @@ void extractInteger(const char* text, Integer& out, const char* name) {
     out = static_cast<Integer>(decimal.negative ? 0 - decimal.magnitude : decimal.magnitude);
 }
 
-/// What a backslash and this letter stand for, or 0.
-[[nodiscard]] constexpr char unescaped(char letter) {
-    switch (letter) {
-        case '"':
-        case '/':
-        case '\'':
-            return letter;
-        case 'b':
-            return '\b';
-        case 'f':
-            return '\f';
-        case 'n':
-            return '\n';
-        case 'r':
-            return '\r';
-        case 't':
-            return '\t';
-        default:
-            return '\0';
-    }
-}
-
-/// Replaces the escapes kind by kind in one pass: of a run of n backslashes, the one before a quote
-/// is taken first, the others are halved (rounding up), and of those the last one belongs to the
-/// letter behind the run.
-void unescape(std::string& text) {
-    std::size_t read = text.find('\\');
-    if (read == std::string::npos) {
-        return;
-    }
-    std::size_t written = read;
-    while (read != text.size()) {
-        const std::size_t end = std::min(text.find_first_not_of('\\', read), text.size());
-        const char letter = end == text.size() ? '\0' : text[end];
-        const char replacement = unescaped(letter);
-        std::size_t backslashes = end - read;
+/// The text between `from` and `end`, which begins with a backslash, with its escapes replaced kind
+/// by kind in one pass: of a run of n backslashes, the one before a quote is taken first, the
+/// others are halved (rounding up), and of those the last one belongs to the letter behind the run.
+/// Returns the end of what is written to `out`, which has room for as many characters: whole blocks
+/// may be copied there, since a result is never longer than what it is made from.
+char* unescape(const char* from, const char* end, char* out) {
+    using internal::Block;
+    for (;;) {
+        const char* behind = from;
+        while (behind != end && *behind == '\\') {
+            ++behind;
+        }
+        const char letter = behind == end ? '\0' : *behind;
+        const char replacement = internal::unescaped(letter);
+        auto backslashes = static_cast<std::size_t>(behind - from);
         if (letter == '"') {
             backslashes = backslashes / 2;
         } else {
             backslashes = (backslashes + 1) / 2 - (replacement == '\0' ? 0 : 1);
         }
-        std::fill_n(text.begin() + static_cast<std::ptrdiff_t>(written), backslashes, '\\');
-        written += backslashes;
-        read = end;
-        if (replacement != '\0') {
-            text[written++] = replacement;
-            ++read;
+        if (backslashes != 0) {
+            std::memset(out, '\\', backslashes);
+            out += backslashes;
         }
-        const std::size_t next = std::min(text.find('\\', read), text.size());
-        std::char_traits<char>::move(text.data() + written, text.data() + read, next - read);
-        written += next - read;
-        read = next;
+        from = behind;
+        if (replacement != '\0') {
+            *out++ = replacement;
+            ++from;
+        }
+        for (;;) {
+            if (end - from < static_cast<std::ptrdiff_t>(Block::kWidth)) {
+                while (from != end && *from != '\\') {
+                    *out++ = *from++;
+                }
+                if (from == end) {
+                    return out;
+                }
+                break;
+            }
+            const Block block(from);
+            std::memcpy(out, from, Block::kWidth);
+            const auto found = block.equal('\\');
+            const std::size_t plain = found == 0 ? Block::kWidth : Block::first(found);
+            from += plain;
+            out += plain;
+            if (found != 0) {
+                break;
+            }
+        }
     }
-    text.resize(written);
 }
 
 }  // namespace
@@ -202,8 +201,18 @@ void Deserializer::extractValue(const char* text, unsigned size, std::string& ou
     if (text == nullptr || size == 0 || *text != '"') {
         throw std::invalid_argument(about(name, "is not a string"));
     }
-    out.assign(text + 1, size < 2 ? 0 : size - 2);
-    unescape(out);
+    const char* const begin = text + 1;
+    const char* const end = begin + (size < 2 ? 0 : size - 2);
+    const auto* const first =
+        static_cast<const char*>(std::memchr(begin, '\\', static_cast<std::size_t>(end - begin)));
+    if (first == nullptr) {
+        out.assign(begin, end);
+        return;
+    }
+    std::string result(begin, end);
+    char* const written = unescape(first, end, result.data() + (first - begin));
+    result.resize(static_cast<std::size_t>(written - result.data()));
+    out = std::move(result);
 }
 
 void Deserializer::extractValue(const char* text, unsigned size, Uuid& out, const char* name) {

@@ -7,20 +7,12 @@
 #include <utility>
 
 #include "lwjson/Detached.h"
+#include "lwjson/indentation.h"
 
 namespace vorn::common::lwjson {
 namespace {
 
 constexpr unsigned kDefaultReserve = 512;
-constexpr unsigned kMaxIndentation = 200;
-
-constexpr auto kIndentation = [] {
-    std::array<char, 1 + kMaxIndentation> text{};
-    text.fill(' ');
-    text[0] = '\n';
-    return text;
-}();
-
 }  // namespace
 
 /// What a format writes; indentations are lengths of the beginning of `kIndentation`.
@@ -55,7 +47,8 @@ Serializer::Serializer(std::string&& json, Format format)
 }
 
 void Serializer::init(unsigned reserve, Format format) {
-    static constexpr Layout kPretty{"\": ", 2, 1, 1 + kMaxIndentation};
+    static constexpr Layout kPretty{"\": ", internal::kIndentationStep, 1,
+                                    internal::kIndentation.size()};
     static constexpr Layout kCompact{"\":", 0, 0, 0};
     format_ = format;
     layout_ = format == Pretty ? &kPretty : &kCompact;
@@ -102,7 +95,7 @@ void Serializer::indentDown() {
 }
 
 void Serializer::appendIndentation() {
-    output_->append(kIndentation.data(), indentation_);
+    output_->append(internal::kIndentation.data(), indentation_);
 }
 
 void Serializer::removeLast(char character) {

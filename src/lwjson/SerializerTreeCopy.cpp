@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "lwjson/indentation.h"
+
 namespace vorn::common::lwjson {
 
 /// Writes what adding nested Pretty serializers would give, without making them. A frame stands for
@@ -22,9 +24,6 @@ class Serializer::TreeCopy {
     bool write(const Deserializer& node, Frame& frame);
 
   private:
-    static constexpr std::size_t kStep = 2;
-    static constexpr std::size_t kMaxIndent = 200;
-
     void writeArray(const Deserializer& node, Frame& frame);
     void writeObject(const Deserializer& node, const Frame& frame);
     void text(std::string_view text, std::size_t shift);
@@ -59,7 +58,8 @@ void Serializer::TreeCopy::writeArray(const Deserializer& node, Frame& frame) {
     startOwnLine(frame);
     output_ += '[';
     if (!node.members().empty()) {
-        frame.indent = std::min(frame.indent + kStep, kMaxIndent);
+        frame.indent =
+            std::min(frame.indent + internal::kIndentationStep, internal::kMaxIndentation);
         for (const Deserializer& member : node.members()) {
             newLine(frame);
             Frame element = inside(frame, true);
@@ -68,7 +68,7 @@ void Serializer::TreeCopy::writeArray(const Deserializer& node, Frame& frame) {
             }
         }
         removeLast(',');
-        frame.indent -= kStep;
+        frame.indent -= internal::kIndentationStep;
     }
     newLine(frame);
     output_ += "],";
@@ -84,7 +84,7 @@ void Serializer::TreeCopy::writeObject(const Deserializer& node, const Frame& fr
     }
     Frame object = inside(frame, false);
     output_ += '{';
-    object.indent = kStep;
+    object.indent = internal::kIndentationStep;
     for (const Deserializer& member : node.members()) {
         newLine(object);
         output_ += '"';

@@ -5,10 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
+
+#include "lwjson/escapes.h"
 
 namespace vorn::common::internal {
 
@@ -34,6 +37,11 @@ class WordBlock {
         const int bits = std::endian::native == std::endian::little ? std::countr_zero(mask)
                                                                     : std::countl_zero(mask);
         return static_cast<std::size_t>(bits) / 8;
+    }
+    /// The mask without its first byte.
+    [[nodiscard]] static Mask withoutFirst(Mask mask) noexcept {
+        return std::endian::native == std::endian::little ? mask & (mask - 1)
+                                                          : mask ^ std::bit_floor(mask);
     }
 
   private:
@@ -62,6 +70,25 @@ class VectorBlock {
     [[nodiscard]] static std::size_t first(Mask mask) noexcept {
         return static_cast<std::size_t>(std::countr_zero(mask));
     }
+    [[nodiscard]] static Mask withoutFirst(Mask mask) noexcept { return mask & (mask - 1); }
+    /// Where `wanted` stands among 64 characters.
+    [[nodiscard]] static std::uint64_t mask64(const char* from, char wanted) noexcept {
+        const auto part = [=](unsigned at) {
+            return std::uint64_t{VectorBlock(from + at).equal(wanted)} << at;
+        };
+        return part(0) | part(16) | part(32) | part(48);
+    }
+    /// The bytes up to ' ' and the six structural characters: whatever may end a token.
+    [[nodiscard]] Mask mayEndToken() const noexcept {
+        const __m128i low = _mm_min_epu8(vector_, _mm_set1_epi8(' '));
+        // '[' and ']' differ from '{' and '}' in this bit only.
+        const __m128i folded = _mm_or_si128(vector_, _mm_set1_epi8(0x20));
+        const __m128i brackets = _mm_or_si128(_mm_cmpeq_epi8(folded, _mm_set1_epi8('{')),
+                                              _mm_cmpeq_epi8(folded, _mm_set1_epi8('}')));
+        const __m128i marks = _mm_or_si128(_mm_cmpeq_epi8(vector_, _mm_set1_epi8(',')),
+                                           _mm_cmpeq_epi8(vector_, _mm_set1_epi8(':')));
+        return bits(_mm_or_si128(_mm_cmpeq_epi8(low, vector_), _mm_or_si128(brackets, marks)));
+    }
 
   private:
     static Mask bits(__m128i lanes) noexcept { return static_cast<Mask>(_mm_movemask_epi8(lanes)); }
@@ -78,36 +105,12 @@ using Block = WordBlock;
     return character == ' ' || character == '\n' || character == '\t' || character == '\r';
 }
 
-/// The character that follows the backslash in the two-character escape of `character`, or 0.
-[[nodiscard]] constexpr char escapeLetter(char character) noexcept {
-    switch (character) {
-        case '\\':
-        case '"':
-            return character;
-        case '\b':
-            return 'b';
-        case '\f':
-            return 'f';
-        case '\n':
-            return 'n';
-        case '\r':
-            return 'r';
-        case '\t':
-            return 't';
-        default:
-            return '\0';
-    }
-}
-
 /// All of these look at [from, end) only and return `end` when nothing is found.
 namespace scan {
 
-/// The first character that is no white space.
+/// The first character that is no white space, searched for in blocks.
 template <class BlockType = Block>
-[[nodiscard]] const char* nonSpace(const char* from, const char* end) noexcept {
-    if (from == end || !isJsonSpace(*from)) {
-        return from;
-    }
+[[nodiscard]] const char* behindSpaces(const char* from, const char* end) noexcept {
     while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
         const BlockType block(from);
         const auto others = BlockType::invert(block.equal(' ') | block.equal('\n') |
@@ -123,21 +126,22 @@ template <class BlockType = Block>
     return from;
 }
 
-/// The first `quote` or NUL.
+/// The same; none and one space (behind a ':') are so common that they are tested first.
 template <class BlockType = Block>
-[[nodiscard]] const char* quoteOrNul(const char* from, const char* end, char quote) noexcept {
-    while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
-        const BlockType block(from);
-        const auto found = block.equal(quote) | block.equal('\0');
-        if (found != 0) {
-            return from + BlockType::first(found);
-        }
-        from += BlockType::kWidth;
+[[nodiscard]] inline const char* nonSpace(const char* from, const char* end) noexcept {
+    if (from == end || !isJsonSpace(*from)) {
+        return from;
     }
-    while (from != end && *from != quote && *from != '\0') {
-        ++from;
+    ++from;
+    return from == end || !isJsonSpace(*from) ? from : behindSpaces<BlockType>(from, end);
+}
+
+/// The end of the last character before `at` that is no white space; there is one.
+[[nodiscard]] inline const char* behindLastNonSpace(const char* at) noexcept {
+    while (isJsonSpace(at[-1])) {
+        --at;
     }
-    return from;
+    return at;
 }
 
 /// The first character that the writer escapes.
@@ -162,40 +166,134 @@ template <class BlockType = Block>
     return from;
 }
 
-/// The first character that ends a bare token: white space, one of ",[]{}:", or NUL.
-[[nodiscard]] inline const char* tokenEnd(const char* from, const char* end) noexcept {
-    static constexpr auto kStops = [] {
-        std::array<bool, 256> stops{};
-        for (const char stop : {' ', '\t', '\n', '\r', ',', '[', ']', '{', '}', ':', '\0'}) {
-            stops[static_cast<unsigned char>(stop)] = true;
+inline constexpr auto kTokenStops = [] {
+    std::array<bool, 256> stops{};
+    for (const char stop : {' ', '\t', '\n', '\r', ',', '[', ']', '{', '}', ':', '\0'}) {
+        stops[static_cast<unsigned char>(stop)] = true;
+    }
+    return stops;
+}();
+
+[[nodiscard]] constexpr bool endsToken(char character) noexcept {
+    return kTokenStops[static_cast<unsigned char>(character)];
+}
+
+/// The first character that ends a bare token: white space, one of ",[]{}:", or NUL. The vector
+/// test lets control characters pass that end nothing; the table has the last word.
+template <class BlockType = Block>
+[[nodiscard]] const char* tokenEnd(const char* from, const char* end) noexcept {
+    if constexpr (requires(BlockType block) { block.mayEndToken(); }) {
+        for (; end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth);
+             from += BlockType::kWidth) {
+            auto found = BlockType(from).mayEndToken();
+            for (; found != 0; found = BlockType::withoutFirst(found)) {
+                if (const char* at = from + BlockType::first(found); endsToken(*at)) {
+                    return at;
+                }
+            }
         }
-        return stops;
-    }();
-    while (from != end && !kStops[static_cast<unsigned char>(*from)]) {
+    }
+    while (from != end && !endsToken(*from)) {
         ++from;
     }
     return from;
 }
 
+/// Whether an odd number of backslashes, none of them before `from`, stands directly before `at`.
+template <class BlockType = Block>
+[[nodiscard]] bool isEscaped(const char* from, const char* at) noexcept {
+    if (at == from || at[-1] != '\\') {
+        return false;
+    }
+    const char* first = at - 1;
+    while (first - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth) &&
+           BlockType::invert(BlockType(first - BlockType::kWidth).equal('\\')) == 0) {
+        first -= BlockType::kWidth;
+    }
+    while (first != from && first[-1] == '\\') {
+        --first;
+    }
+    return (at - first) % 2 != 0;
+}
+
+/// Which characters of a text are escaped, told 64 at a time; bit 0 is the first one.
+class EscapedCharacters {
+  public:
+    /// Adding the beginnings of the runs that begin at an odd place to all backslashes carries a
+    /// bit along each of those runs to the character behind it, and leaves the other runs alone:
+    /// so the parity of every run's length shows behind its end without counting.
+    [[nodiscard]] std::uint64_t next(std::uint64_t backslashes) noexcept {
+        if (backslashes == 0) {
+            return std::exchange(carry_, 0);
+        }
+        backslashes &= ~carry_;
+        const std::uint64_t behind = backslashes << 1 | carry_;
+        const std::uint64_t oddBegins = backslashes & ~kEven & ~behind;
+        const std::uint64_t ends = oddBegins + backslashes;
+        carry_ = ends < backslashes ? 1 : 0;
+        return (kEven ^ ends << 1) & behind;
+    }
+
+  private:
+    static constexpr std::uint64_t kEven = 0x5555555555555555ULL;
+
+    std::uint64_t carry_ = 0;  ///< 1 when the first character of the next 64 is escaped
+};
+
+/// `closingQuote` for a string of any length, 64 characters at a time where blocks are wide. In
+/// what remains backslashes are looked at only behind a quote, so that each run of them is counted
+/// once.
+template <class BlockType = Block>
+[[nodiscard]] const char* closingQuoteAnywhere(const char* from, const char* end,
+                                               char quote) noexcept {
+    const char* p = from;
+    if constexpr (requires { BlockType::mask64(from, quote); }) {
+        EscapedCharacters escaped;
+        for (; end - p >= 64; p += 64) {
+            const std::uint64_t closing =
+                BlockType::mask64(p, quote) & ~escaped.next(BlockType::mask64(p, '\\'));
+            if (const auto stops = closing | BlockType::mask64(p, '\0'); stops != 0) {
+                p += std::countr_zero(stops);
+                return *p == quote ? p : nullptr;
+            }
+        }
+    }
+    for (; end - p >= static_cast<std::ptrdiff_t>(BlockType::kWidth); p += BlockType::kWidth) {
+        const BlockType block(p);
+        auto found = block.equal(quote) | block.equal('\0');
+        for (; found != 0; found = BlockType::withoutFirst(found)) {
+            const char* at = p + BlockType::first(found);
+            if (*at == '\0') {
+                return nullptr;
+            }
+            if (!isEscaped<BlockType>(from, at)) {
+                return at;
+            }
+        }
+    }
+    for (; p != end && *p != '\0'; ++p) {
+        if (*p == quote && !isEscaped<BlockType>(from, p)) {
+            return p;
+        }
+    }
+    return nullptr;
+}
+
 /// The `quote` that closes the string whose inside begins at `from`: the first one behind an even
-/// number of backslashes. Null when a NUL or `end` comes first.
+/// number of backslashes. Null when a NUL or `end` comes first. Nearly all keys end within a block
+/// and hold no backslash.
+template <class BlockType = Block>
 [[nodiscard]] inline const char* closingQuote(const char* from, const char* end,
                                               char quote) noexcept {
-    const char* found = from;
-    for (;;) {
-        found = quoteOrNul(found, end, quote);
-        if (found == end || *found != quote) {
-            return nullptr;
+    if (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
+        const BlockType block(from);
+        const auto quotes = block.equal(quote);
+        const auto others = block.equal('\\') | block.equal('\0');
+        if (quotes != 0 && (others == 0 || BlockType::first(quotes) < BlockType::first(others))) {
+            return from + BlockType::first(quotes);
         }
-        const char* backslashes = found;
-        while (backslashes != from && backslashes[-1] == '\\') {
-            --backslashes;
-        }
-        if ((found - backslashes) % 2 == 0) {
-            return found;
-        }
-        ++found;
     }
+    return closingQuoteAnywhere<BlockType>(from, end, quote);
 }
 
 }  // namespace scan

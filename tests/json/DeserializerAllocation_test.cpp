@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -35,19 +36,17 @@ std::string repeated(const std::string& part, std::size_t count) {
     return text;
 }
 
+const std::string kRecord = R"({"id":1,"tags":["a","b,]"],"empty":{},"at":{"x":[1,2.5],"y":null}})";
+
 TEST(DeserializerAllocation, EachContainerWithMembersIsAllocatedOnce) {
-    const std::string record =
-        R"({"id":1,"tags":["a","b,]"],"empty":{},"at":{"x":[1,2.5],"y":null}})";
     const std::string texts[] = {
         "1",
         "[]",
         R"({"a":{}})",
         "[1]",
-        record,
-        "[" + repeated(record, 3) + "]",
-        "[" + repeated(record, 1000) + "]",
-        R"({"list":[)" + repeated("[" + repeated(record, 100) + "]", 20) + R"(],"last":[1]})",
-        "[" + repeated("1", 100000) + "]",
+        kRecord,
+        "[" + repeated(kRecord, 3) + "]",
+        "[" + repeated("1", 128) + "]",
         std::string(100, '[') + "1" + std::string(100, ']'),
     };
     for (const std::string& text : texts) {
@@ -57,6 +56,85 @@ TEST(DeserializerAllocation, EachContainerWithMembersIsAllocatedOnce) {
         EXPECT_EQ(used, containersWithMembers(root)) << text.substr(0, 80);
         EXPECT_EQ(spareCapacity(root), 0U) << text.substr(0, 80);
     }
+}
+
+const std::string kLongTexts[] = {
+    "[" + repeated(kRecord, 1000) + "]",
+    R"({"list":[)" + repeated("[" + repeated(kRecord, 100) + "]", 20) + R"(],"last":[1]})",
+    "[" + repeated("1", 100000) + "]",
+    "[" + repeated("[1]", 30000) + "]",
+    "[" + repeated("[]", 30000) + "]",
+    "{" + repeated(R"("k":1)", 30000) + "}",
+    R"([[[[)" + repeated("[" + repeated("1", 10000) + "]", 3) + "]]]]",
+};
+
+/// What waits for its container to be closed outgrows the stack in these; it is gone afterwards.
+TEST(DeserializerAllocation, LongTextsNeedAFewAllocationsMore) {
+    for (const std::string& text : kLongTexts) {
+        const std::size_t before = faults::allocations();
+        const std::ptrdiff_t aliveBefore = faults::blocksAlive();
+        const Deserializer root{std::string_view(text)};
+        const std::size_t containers = containersWithMembers(root);
+        EXPECT_LE(faults::allocations() - before, containers + 64) << text.substr(0, 80);
+        EXPECT_EQ(static_cast<std::size_t>(faults::blocksAlive() - aliveBefore), containers)
+            << text.substr(0, 80);
+        EXPECT_EQ(spareCapacity(root), 0U) << text.substr(0, 80);
+    }
+}
+
+TEST(DeserializerAllocation, ReadingNeedsAtMostThreeTenthsMoreThanItsResult) {
+    for (const std::string& text : kLongTexts) {
+        const std::ptrdiff_t before = faults::bytesAlive();
+        faults::restartMostBytesAlive();
+        const Deserializer root{std::string_view(text)};
+        const auto result = static_cast<double>(faults::bytesAlive() - before);
+        EXPECT_LE(static_cast<double>(faults::mostBytesAlive() - before), 1.3 * result)
+            << text.substr(0, 80);
+    }
+}
+
+TEST(DeserializerAllocation, ImportingAgainAndAgainTakesLinearMemory) {
+    constexpr std::size_t kImports = 8192;
+    const auto bytesOf = [](auto import) {
+        Deserializer reader;
+        const std::size_t before = faults::allocatedBytes();
+        for (std::size_t i = 0; i < kImports; ++i) {
+            import(reader);
+        }
+        EXPECT_EQ(reader.members().size(), 2 * kImports);
+        return faults::allocatedBytes() - before;
+    };
+    const std::size_t members = 2 * kImports * sizeof(Deserializer);
+    const std::string text = "[1,2]";
+    EXPECT_LE(bytesOf([&](Deserializer& reader) { reader.importJson(std::string_view(text)); }),
+              4 * members);
+    EXPECT_LE(bytesOf([&](Deserializer& reader) { reader.importJson(std::string(text)); }),
+              4 * members + kImports * 128);
+    EXPECT_LE(bytesOf([&](Deserializer& reader) {
+                  reader.extractMembers(text.data() + 1, text.data() + text.size(), ']', false, 1);
+              }),
+              4 * members);
+}
+
+/// One level of stack for each text would overflow it.
+TEST(DeserializerAllocation, AChainOfEarlierTextsIsGivenBackWithoutRecursion) {
+    const std::ptrdiff_t before = faults::blocksAlive();
+    constexpr unsigned kImports = 200000;
+    {
+        Deserializer reader;
+        std::optional<Deserializer> middle;
+        for (unsigned i = 0; i < kImports; ++i) {
+            reader.importJson(std::string("[1]"));
+            if (i == kImports / 2) {
+                middle = reader;
+            }
+        }
+        reader = Deserializer();
+        EXPECT_EQ(middle->members().back().value.view(), "1");
+        middle.reset();
+        EXPECT_LE(faults::blocksAlive() - before, 4);
+    }
+    EXPECT_EQ(faults::blocksAlive(), before);
 }
 
 TEST(DeserializerAllocation, AnEmptyValueCountsAsAMember) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 
 namespace {
@@ -192,6 +193,31 @@ TEST(DeserializerComparison, WideObjectsAreComparedAsNarrowOnes) {
         ASSERT_EQ(report(expected, found), plainReport(expected, found))
             << expected.value.view() << "\n"
             << found.value.view();
+    }
+}
+
+/// Lists of the same names in the same order, some of them twice, with a value changed here and
+/// there: each member is compared with the first of its name, which need not be at its own place.
+TEST(DeserializerComparison, EqualListsOfNamesAreComparedAsOthers) {
+    std::mt19937 random(11);
+    const int rounds = helpers::kSlow ? 300 : 3000;
+    for (int round = 0; round < rounds; ++round) {
+        const unsigned members = round % 50 == 0 ? 200 : random() % 30;
+        const unsigned repeats = random() % 3 == 0 ? 20 : 100000;
+        std::string expected = "{";
+        std::string found = "{";
+        for (unsigned i = 0; i < members; ++i) {
+            const unsigned number = random() % repeats;
+            const std::string member = (i == 0 ? "\"" : ",\"") + std::string(number % 23, 'n') +
+                                       std::to_string(number) + "\":";
+            const std::string value = std::to_string(random() % 1000);
+            expected += member + value;
+            found += member + (random() % 20 == 0 ? "\"other\"" : value);
+        }
+        const Deserializer left(expected + "}");
+        const Deserializer right(found + "}");
+        ASSERT_EQ(report(left, right), plainReport(left, right)) << expected << "\n" << found;
+        ASSERT_EQ(left.compare(right), plainReport(left, right).empty());
     }
 }
 

@@ -20,6 +20,10 @@ using vorn::common::lwjson::Deserializer;
         expected.members.size() != found.members().size()) {
         return ::testing::AssertionFailure() << dump(found);
     }
+    if (expected.begin != found.text().data ||
+        expected.end != found.text().data + found.text().size) {
+        return ::testing::AssertionFailure() << "text of " << dump(found);
+    }
     if (found.members().capacity() != found.members().size()) {
         return ::testing::AssertionFailure() << "capacity " << found.members().capacity();
     }
@@ -129,6 +133,34 @@ TEST(DeserializerGrammar, RandomTextsReadAsTheGrammarSays) {
     }
     EXPECT_GT(wellFormed, rounds / 4);
     EXPECT_LT(wellFormed, rounds);
+}
+
+/// Short texts of pieces that a reader could confuse, most of them malformed somewhere.
+TEST(DeserializerGrammar, HundredsOfThousandsOfShortTextsReadAsTheGrammarSays) {
+    std::mt19937 random(20260311);
+    constexpr std::string_view kPieces[] = {"[",        "[",      "{",
+                                            "{",        "]",      "]",
+                                            "}",        "}",      ",",
+                                            ",",        ",",      ":",
+                                            "\"k\":",   "\"k\":", "\"key\" : ",
+                                            "'k'",      "\"",     "\\",
+                                            "\\\"",     "1",      "-2.5",
+                                            "null",     "nullx",  "true",
+                                            " ",        "\n  ",   "\"a\\\\\"",
+                                            "\x01",     "\xff",   "\"\"",
+                                            "\"text\"", "\t\r",   "                 "};
+    const int rounds = helpers::kSlow ? 20000 : 300000;
+    std::string text;
+    for (int i = 0; i < rounds; ++i) {
+        text.clear();
+        const auto opening = random() % 4;
+        text += opening == 0 ? "[" : opening == 1 ? "{\"a\":" : "";
+        for (auto count = random() % 12; count != 0; --count) {
+            text += kPieces[random() % std::size(kPieces)];
+        }
+        text += opening == 0 ? "]" : opening == 1 ? "}" : "";
+        ASSERT_TRUE(agrees(text, random() % 2 == 0 ? Deserializer::None : kBothOptions));
+    }
 }
 
 TEST(DeserializerGrammar, NothingBehindTheEndIsRead) {

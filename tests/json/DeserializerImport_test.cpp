@@ -155,6 +155,22 @@ TEST(DeserializerImport, AFailureKeepsTheEarlierValueReadable) {
     EXPECT_EQ(reader.members()[0].value.view(), kFiller);
 }
 
+TEST(DeserializerImport, AFailureLeavesTheKindOfTheEarlierValue) {
+    using Type = Deserializer::ValueType;
+    const std::pair<const char*, Type> rows[] = {
+        {"inf", Type::Float},    {"0x1p3", Type::Float},     {"12", Type::Integer},
+        {"true", Type::Boolean}, {"\"text\"", Type::String}, {"word", Type::None},
+        {"[1]", Type::None}};
+    for (const auto& [text, type] : rows) {
+        for (const char* broken : {"[", "{", "[1,"}) {
+            Deserializer reader;
+            reader.importJson(text);
+            EXPECT_THROW(reader.importJson(broken), std::runtime_error);
+            EXPECT_EQ(reader.getValueType(), type) << text << " then " << broken;
+        }
+    }
+}
+
 TEST(DeserializerImport, EveryParseResetsTheNullFlag) {
     Deserializer reader("null", Deserializer::AllowEmptyValues);
     ASSERT_TRUE(reader.isNull());

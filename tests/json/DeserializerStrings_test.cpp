@@ -1,6 +1,7 @@
 #include "vorn/common/lwjson/Deserializer.h"
 
 #include <array>
+#include <random>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -53,6 +54,23 @@ void expectSameForAllTexts(std::string_view alphabet, std::size_t longest) {
 TEST(DeserializerStrings, OnePassEqualsTheNinePasses) {
     expectSameForAllTexts("\\\"/bfnrt'x", helpers::kSlow ? 4 : 5);
     expectSameForAllTexts("\\\"nx", helpers::kSlow ? 7 : 8);
+}
+
+/// Texts of several blocks, with many and with few escapes.
+TEST(DeserializerStrings, LongTextsToo) {
+    std::mt19937 random(13);
+    constexpr std::string_view kLetters = "\\\"/bfnrt'xu";
+    const int rounds = helpers::kSlow ? 2000 : 50000;
+    for (int round = 0; round < rounds; ++round) {
+        const unsigned rarity = 1 + random() % 20;
+        std::string text(random() % 90, 'a');
+        for (char& character : text) {
+            if (random() % rarity == 0) {
+                character = random() % 2 == 0 ? '\\' : kLetters[random() % kLetters.size()];
+            }
+        }
+        ASSERT_EQ(extract('"' + text + '"'), unescapedPassByPass(text)) << text;
+    }
 }
 
 TEST(DeserializerStrings, EscapesAreResolvedKindByKind) {

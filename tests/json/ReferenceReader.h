@@ -12,6 +12,8 @@ struct ReferenceReader {
     int type = 0;
     std::string name;
     std::string value;
+    const char* begin = nullptr;  ///< with `end`, the text that the node parses
+    const char* end = nullptr;
     std::vector<ReferenceReader> members;
     bool singleQuotedKeys = false;
     bool emptyValues = false;
@@ -40,7 +42,9 @@ struct ReferenceReader {
         return std::string(begin, end).substr(0, 32);
     }
 
-    const char* parse(const char* begin, const char* end, unsigned depth, bool root) {
+    const char* parse(const char* from, const char* to, unsigned depth, bool root) {
+        begin = from;
+        end = to;
         isNull = false;
         const char* p = skip(begin, end);
         if (p == end || *p == ',') {
@@ -52,7 +56,7 @@ struct ReferenceReader {
         const char* q = nullptr;
         if (*p == '[' || *p == '{') {
             type = *p == '[' ? 3 : 2;
-            q = extract(p + 1, end, *p == '[' ? ']' : '}', *p == '{', depth);
+            q = extract(p + 1, *p == '[' ? ']' : '}', *p == '{', depth);
             value = std::string(p, q);
         } else if (*p == '"') {
             type = 1;
@@ -80,8 +84,8 @@ struct ReferenceReader {
         return r;
     }
 
-    const char* key(std::string& result, const char* begin, const char* end) const {
-        const char* p = skip(begin, end);
+    const char* key(std::string& result, const char* from) const {
+        const char* p = skip(from, end);
         if (*p != '"' && !(singleQuotedKeys && *p == '\'')) {
             throw std::runtime_error("Invalid token when looking for key");
         }
@@ -97,12 +101,11 @@ struct ReferenceReader {
         return r + 1;
     }
 
-    const char* extract(const char* begin, const char* end, char endToken, bool isObject,
-                        unsigned depth) {
+    const char* extract(const char* inside, char endToken, bool isObject, unsigned depth) {
         if (depth == 0) {
             throw std::runtime_error("Maximum nested objects limit reached");
         }
-        const char* p = skip(begin, end);
+        const char* p = skip(inside, end);
         if (*p == endToken) {
             return p + 1;
         }
@@ -111,7 +114,7 @@ struct ReferenceReader {
             member.singleQuotedKeys = singleQuotedKeys;
             member.emptyValues = emptyValues;
             if (isObject) {
-                p = key(member.name, p, end);
+                p = key(member.name, p);
             }
             p = member.parse(p, end, depth - 1, false);
             members.push_back(member);

@@ -29,6 +29,19 @@ std::ptrdiff_t firstOf(std::string_view text, Predicate predicate) {
     return std::find_if(text.begin(), text.end(), predicate) - text.begin();
 }
 
+/// A backslash takes the character behind it along; -1 without a closing quote before a NUL.
+std::ptrdiff_t closingQuote(std::string_view text, char quote) {
+    for (std::size_t i = 0; i < text.size() && text[i] != '\0'; ++i) {
+        if (text[i] == quote) {
+            return static_cast<std::ptrdiff_t>(i);
+        }
+        if (text[i] == '\\' && i + 1 < text.size() && text[i + 1] != '\0') {
+            ++i;
+        }
+    }
+    return -1;
+}
+
 /// Runs all searches on the text, copied into memory of exactly its size (so that the address
 /// sanitizer sees a step outside), and compares them with a search character by character.
 template <class Block>
@@ -40,9 +53,10 @@ void expectSearches(std::string_view text) {
     ASSERT_EQ(scan::nonSpace<Block>(begin, end) - begin,
               firstOf(text, [](char c) { return !internal::isJsonSpace(c); }));
     for (const char quote : {'"', '\''}) {
-        ASSERT_EQ(scan::quoteOrNul<Block>(begin, end, quote) - begin,
-                  firstOf(text, [quote](char c) { return c == quote || c == '\0'; }));
+        const char* closing = scan::closingQuote<Block>(begin, end, quote);
+        ASSERT_EQ(closing == nullptr ? -1 : closing - begin, closingQuote(text, quote)) << text;
     }
+    ASSERT_EQ(scan::tokenEnd<Block>(begin, end) - begin, firstOf(text, scan::endsToken));
     ASSERT_EQ(scan::escapable<Block>(begin, end) - begin,
               firstOf(text, [](char c) { return internal::escapeLetter(c) != '\0'; }));
 }
@@ -76,6 +90,29 @@ TYPED_TEST(Scan, FindsTheFirstOfSeveral) {
         for (std::size_t i = 0; i < text.size(); ++i) {
             text[i] = i < plain ? (round % 2 == 0 ? ' ' : 'x')
                                 : kCharacters[random() % kCharacters.size()];
+        }
+        expectSearches<TypeParam>(text);
+    }
+}
+
+TYPED_TEST(Scan, RunsOfBackslashesOfEveryLength) {
+    for (std::size_t before = 0; before < 20; ++before) {
+        for (std::size_t run = 0; run < 40; ++run) {
+            const std::string text = std::string(before, 'x') + std::string(run, '\\') + "\"";
+            expectSearches<TypeParam>(text);
+            expectSearches<TypeParam>(text + "\\\\\"");
+            expectSearches<TypeParam>("\\\"" + text + "y\"" + text);
+        }
+    }
+}
+
+TYPED_TEST(Scan, BackslashesAndQuotesAtRandom) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text(random() % 60, 'x');
+        for (char& character : text) {
+            const auto number = random() % 100;
+            character = number < 60 ? '\\' : number < 75 ? '"' : number < 76 ? '\0' : '\'';
         }
         expectSearches<TypeParam>(text);
     }

@@ -32,7 +32,10 @@ namespace {
 
 constinit std::atomic<std::size_t> allocationsOfAll{0};
 constinit thread_local std::size_t allocationsOfThread = 0;
+constinit thread_local std::size_t bytesOfThread = 0;
 constinit std::atomic<std::ptrdiff_t> alive{0};
+constinit std::atomic<std::ptrdiff_t> aliveBytes{0};
+constinit std::atomic<std::ptrdiff_t> mostBytes{0};
 constinit std::atomic<ReleaseWatch::Look> watch{nullptr};
 constinit NoMemory::State shortageOfAll;
 constinit thread_local NoMemory::State shortageOfThread;
@@ -41,6 +44,7 @@ constinit thread_local NoMemory::State shortageOfThread;
 void* allocateOrNull(std::size_t size, std::size_t alignment) noexcept {
     allocationsOfAll.fetch_add(1, std::memory_order_relaxed);
     ++allocationsOfThread;
+    bytesOfThread += size;
     const bool fails = shortageOfThread.fails() || shortageOfAll.fails();
     size = size == 0 ? 1 : size;
     void* const block = fails ? nullptr
@@ -51,6 +55,11 @@ void* allocateOrNull(std::size_t size, std::size_t alignment) noexcept {
         return nullptr;
     }
     alive.fetch_add(1, std::memory_order_relaxed);
+    const auto usable = static_cast<std::ptrdiff_t>(::malloc_usable_size(block));
+    const auto bytes = aliveBytes.fetch_add(usable, std::memory_order_relaxed) + usable;
+    for (auto most = mostBytes.load();
+         bytes > most && !mostBytes.compare_exchange_weak(most, bytes);) {
+    }
     if (watch.load(std::memory_order_relaxed) != nullptr) {
         std::memset(block, 0, ::malloc_usable_size(block));
     }
@@ -69,6 +78,8 @@ void release(void* block) noexcept {
         return;
     }
     alive.fetch_sub(1, std::memory_order_relaxed);
+    aliveBytes.fetch_sub(static_cast<std::ptrdiff_t>(::malloc_usable_size(block)),
+                         std::memory_order_relaxed);
     if (const auto look = watch.load(std::memory_order_relaxed)) {
         look(block, ::malloc_usable_size(block));
     }
@@ -79,6 +90,22 @@ void release(void* block) noexcept {
 
 std::size_t allocations(Threads threads) {
     return threads == Threads::This ? allocationsOfThread : allocationsOfAll.load();
+}
+
+std::size_t allocatedBytes() {
+    return bytesOfThread;
+}
+
+std::ptrdiff_t bytesAlive() {
+    return aliveBytes;
+}
+
+std::ptrdiff_t mostBytesAlive() {
+    return mostBytes;
+}
+
+void restartMostBytesAlive() {
+    mostBytes = aliveBytes.load();
 }
 
 std::ptrdiff_t blocksAlive() {

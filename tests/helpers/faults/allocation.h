@@ -12,8 +12,16 @@ namespace faults {
 /// Calls of operator new so far.
 [[nodiscard]] std::size_t allocations(Threads threads = Threads::This);
 
+/// How many bytes this thread has asked operator new for so far.
+[[nodiscard]] std::size_t allocatedBytes();
+
 /// Blocks of this process that were allocated and not released yet.
 [[nodiscard]] std::ptrdiff_t blocksAlive();
+
+/// Their bytes, as malloc counts them, now and at most since the last restart.
+[[nodiscard]] std::ptrdiff_t bytesAlive();
+[[nodiscard]] std::ptrdiff_t mostBytesAlive();
+void restartMostBytesAlive();
 
 /// While it lives, operator new throws std::bad_alloc at chosen calls.
 ///

@@ -28,12 +28,21 @@ namespace vorn::common::lwjson {
 /// serializer, finalized and added as a value; an array is a vector. Values without a key stand
 /// alone.
 ///
-/// State x operation (each operation not named is possible in every state):
-///   empty      appendKey -> object; addValue, setNull -> plain; finalize -> finalized with "null"
-///   plain      addValue; finalize -> finalized ("1,2" after two values: nobody checks)
-///   object     appendKey and a value by turns; finalize -> finalized
-///   finalized  finalize does nothing; every append throws `std::runtime_error`
-///              "Trying to append value on a finalized Serializer" and changes nothing
+/// State x operation; "value" stands for `appendValue`, `appendValueAsString` and all `addValue`:
+///
+///              appendKey, addNull   value       setNull   finalize
+///   empty      object               plain       plain     finalized as null
+///   plain      object               plain       plain     finalized
+///   object     object               object      plain     finalized, closed by '}'
+///   continued  object               continued   plain     finalized, closed by '}'
+///   finalized  throws               throws      throws    finalized, unchanged
+///
+/// A text that is continued gets its missing ',' from the first key. What throws is
+/// `std::runtime_error` "Trying to append value on a finalized Serializer"; nothing is changed.
+/// The constructors and `init` find the state in the text: empty; continued when it begins with '{'
+/// and does not end with '}'; finalized otherwise.
+/// Deliberate: values without a key follow each other as they come ("1,2"), and a key behind them
+/// opens an object behind them.
 /// Deliberate: nothing checks that keys and values take turns, nor that texts given to
 /// `appendValue` are JSON. `appendKey("k")` and `addNull("x")` give `{"k":"x":null}`.
 ///
@@ -128,10 +137,10 @@ class VORN_GW_COMMON_EXPORT Serializer {
     /// Removes the last comma and closes the object; "null" if nothing was written.
     void finalize();
 
-    [[nodiscard]] bool isFinalized() const { return finalized_; }
-    [[nodiscard]] const std::string& json() const { return *output_; }
+    [[nodiscard]] bool isFinalized() const noexcept { return finalized_; }
+    [[nodiscard]] const std::string& json() const noexcept { return *output_; }
     /// For the caller's own edits. Valid as long as the text: see "Lifetime".
-    [[nodiscard]] std::string& mutableJson() { return *output_; }
+    [[nodiscard]] std::string& mutableJson() noexcept { return *output_; }
 
   private:
     struct Layout;
