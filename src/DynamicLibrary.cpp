@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "pluginConfiguration.h"
+#include "pluginLoading.h"
 
 namespace vorn::common {
 namespace {
@@ -86,6 +87,7 @@ DynamicLibrary::~DynamicLibrary() {
 void DynamicLibrary::loadLibrary(const std::string& path, const Arguments& args) {
     path_ = path;
     unloadLibrary();
+    const internal::PluginLoading loading;
     std::unique_ptr<void, Closer> handle(::dlopen(path_.c_str(), RTLD_LAZY));
     if (handle == nullptr) {
         throw std::invalid_argument("Error loading " + path_ + " library : " + loaderError());
