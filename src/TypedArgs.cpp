@@ -40,7 +40,8 @@ Args loadArgs(const lwjson::Deserializer& root) {
 }
 
 void loadArgs(Args& args, const std::string& prefix, const lwjson::Deserializer& node) {
-    internal::flatten(args, prefix, node, [](const lwjson::Deserializer& member) {
+    std::string path = prefix;
+    internal::flatten(args, path, node, [](const lwjson::Deserializer& member) {
         return member.type() == lwjson::Deserializer::MemberType::Value;
     });
 }

@@ -119,7 +119,8 @@ std::vector<DynamicLibraryConfig> readJsonPluginConfiguration(const std::string&
         auto& plugin = plugins.emplace_back(DynamicLibraryConfig{pathOf(entry), {}});
         const auto* const args = entry.findMember("args");
         if (args != nullptr && args->type() == lwjson::Deserializer::MemberType::Object) {
-            flatten(plugin.args, "", *args,
+            std::string name;
+            flatten(plugin.args, name, *args,
                     [](const lwjson::Deserializer& node) { return node.members().empty(); });
         }
     }
