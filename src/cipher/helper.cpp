@@ -124,12 +124,14 @@ class LibraryCache {
 };
 
 LibraryCache& libraryCache() {
+    // Never destroyed: threads and destructors of static objects may ask until the process ends.
     static auto& cache = *new LibraryCache;
     return cache;
 }
 
 void reportMissing(int line, const std::string_view& libraryPath,
                    const std::string_view& cipherName) {
+    // In one piece, so that lines of several threads do not mix.
     std::string text = "[src/cipher/helper:" + std::to_string(line) +
                        "]: getCipherFromLib: failed to retrieve cipher: \"";
     text.append(cipherName).append("\" from lib: \"").append(libraryPath).append("\"\n");

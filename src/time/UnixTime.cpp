@@ -45,6 +45,7 @@ char* writeDigits(char* out, unsigned int value, unsigned int width) noexcept {
 }  // namespace
 
 UnixTime::UnixTime(unsigned int seconds, unsigned int nanoSeconds) noexcept {
+    // An undefined time is what the members begin as.
     if (seconds == std::numeric_limits<std::uint32_t>::max()) {
         seconds_ = kInfinite;
     } else if (nanoSeconds <= 999'999'999) {
@@ -53,6 +54,7 @@ UnixTime::UnixTime(unsigned int seconds, unsigned int nanoSeconds) noexcept {
 }
 
 UnixTime UnixTime::now() noexcept {
+    // The low 32 bits: the count starts again in 2106, as everywhere in the system.
     const auto seconds = static_cast<std::uint32_t>(wallClockNanoseconds() / 1'000'000'000);
     return fromSeconds(seconds, false);
 }
@@ -105,6 +107,7 @@ std::ostream& operator<<(std::ostream& stream, const UnixTime& time) {
 
     std::string text = time.toIso8601() + " (";
     text.append(length < kWidth ? kWidth - length : 0, '0').append(number, length) += ')';
+    // Unformatted: the caller's width, fill, precision and locale neither apply nor are used up.
     return stream.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
