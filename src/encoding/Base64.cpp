@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "encoding/base64.h"
+#include "encoding/base64Blocks.h"
 
 namespace vorn::common::encoding {
 
@@ -17,9 +18,11 @@ constexpr internal::Base64Table kSharedTable = [] {
     auto table = kStandardTable;
     table['-'] = table['+'];
     table['_'] = table['/'];
-    table['<'] = 0;
+    table['<'] = 0;  // Deliberate, see decodeFromBase64Any.
     return table;
 }();
+
+constexpr unsigned char kZero = 'A';
 
 const unsigned char* bytesOf(std::string_view text) {
     return reinterpret_cast<const unsigned char*>(text.data());
@@ -29,9 +32,40 @@ void encode(const unsigned char* data, std::size_t size, const char (&alphabet)[
             std::string& out) {
     out.clear();
     out.resize(internal::base64Length(size));
-    internal::encodeBase64(data, size, alphabet, out.data());
+    std::size_t blocks = 0;
+#ifdef VORN_BASE64_BLOCKS
+    // The caller's alphabet may be anything. A short text is not worth the question.
+    if (size >= 4 * internal::kBlockBytes &&
+        std::equal(alphabet, alphabet + 62, internal::kBase64Alphabet)) {
+        blocks = internal::encodeBase64Blocks(data, size, alphabet, out.data());
+    }
+#endif
+    internal::encodeBase64(data + blocks * internal::kBlockBytes,
+                           size - blocks * internal::kBlockBytes, alphabet,
+                           out.data() + blocks * internal::kBlockCharacters);
 }
 
+/// Four characters as one number of 24 bits, valid when it has no more than those.
+unsigned int groupValue(const internal::Base64Table& table, const unsigned char* text) {
+    constexpr unsigned int kBroken = 0xFF000000U;
+    const unsigned int first = table[text[0]];
+    const unsigned int second = table[text[1]];
+    const unsigned int third = table[text[2]];
+    const unsigned int fourth = table[text[3]];
+    const unsigned int bits = first << 18U | second << 12U | third << 6U | fourth;
+    return ((first | second | third | fourth) & ~0x3FU) == 0 ? bits : bits | kBroken;
+}
+
+constexpr unsigned int kMostBits = 0xFFFFFFU;
+
+template <class Byte>
+void writeBytes(Byte* out, unsigned int bits) {
+    out[0] = static_cast<Byte>(bits >> 16U);
+    out[1] = static_cast<Byte>(bits >> 8U);
+    out[2] = static_cast<Byte>(bits);
+}
+
+/// Reads what is there: see decodeFromBase64Any for what becomes of the rest.
 template <class Output>
 void decode(std::string_view text, Output& out) {
     const std::size_t groups = text.size() / 4 + (text.size() % 4 != 0);
@@ -53,6 +87,13 @@ void decode(std::string_view text, Output& out) {
     };
     const unsigned char* read = bytesOf(text);
     for (std::size_t group = text.size() / 4; group != 0; --group, read += 4) {
+        // A group without an invalid character gives its three bytes at once.
+        const unsigned int bits = groupValue(kSharedTable, read);
+        if (bits <= kMostBits) {
+            writeBytes(write, bits);
+            write += 3;
+            continue;
+        }
         emit(kSharedTable[read[0]], kSharedTable[read[1]], kSharedTable[read[2]],
              kSharedTable[read[3]]);
     }
@@ -63,24 +104,62 @@ void decode(std::string_view text, Output& out) {
     out.resize(static_cast<std::size_t>(write - out.data()));
 }
 
+/// The text without its padding, of which the pattern has two characters at most.
+std::string_view withoutPadding(std::string_view text) {
+    for (unsigned padding = 0; padding < 2 && text.ends_with('='); ++padding) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+/// By hand, because the standard library's regular expressions recurse for each character: a text
+/// of 45,000 overflows the stack. Equal to the pattern, since 2, 3 or all 4 of a last group remain.
 bool matchesPattern(std::string_view text) {
     if (text.size() % 4 != 0) {
         return false;
     }
-    for (unsigned padding = 0; padding < 2 && text.ends_with('='); ++padding) {
-        text.remove_suffix(1);
-    }
+    text = withoutPadding(text);
     return std::all_of(text.begin(), text.end(), [](char character) {
         return kStandardTable[static_cast<unsigned char>(character)] != kNoBase64;
     });
 }
 
+/// Check and decoding in one pass over the text; false when matchesPattern is.
+bool decodeMatching(std::string_view text, std::string& out) {
+    if (text.size() % 4 != 0) {
+        return false;
+    }
+    const std::string_view digits = withoutPadding(text);
+    out.resize(text.size() / 4 * 3);
+    char* write = out.data();
+    const unsigned char* read = bytesOf(digits);
+    for (std::size_t group = digits.size() / 4; group != 0; --group, read += 4, write += 3) {
+        const unsigned int bits = groupValue(kStandardTable, read);
+        if (bits > kMostBits) {
+            return false;
+        }
+        writeBytes(write, bits);
+    }
+    if (const std::size_t rest = digits.size() % 4; rest != 0) {
+        // As if padded with zero bits, of which no byte is kept.
+        const unsigned char last[4] = {read[0], read[1], rest == 3 ? read[2] : kZero, kZero};
+        const unsigned int bits = groupValue(kStandardTable, last);
+        if (bits > kMostBits) {
+            return false;
+        }
+        writeBytes(write, bits);
+        out.resize(out.size() - (4 - rest));
+    }
+    return true;
+}
+
 std::string decodeChecked(std::string_view text, bool skipCheck) {
-    if (!skipCheck && !matchesPattern(text)) {
+    std::string out;
+    if (skipCheck) {
+        decode(text, out);
+    } else if (!decodeMatching(text, out)) {
         throw std::invalid_argument("Input in not a base 64 entry");
     }
-    std::string out;
-    decode(text, out);
     return out;
 }
 
