@@ -43,7 +43,16 @@ Binder::Error BinderAdaptor::addClient(const std::shared_ptr<Bindable>& client) 
         return answer;
     }
     clients_.emplace(key, kept);
-    updateClientsList();
+    BinderClientsList list;
+    try {
+        list = storeClientsList();
+    } catch (...) {
+        // A caller that sees an exception answers with a failure: the client must not be bound
+        // then.
+        clients_.erase(key);
+        throw;
+    }
+    notifyClientsListChange(list);
     return BINDER_SUCCESS;
 }
 
@@ -67,13 +76,17 @@ bool BinderAdaptor::isRegistered(const Uuid& client) const {
 }
 
 void BinderAdaptor::updateClientsList() {
+    notifyClientsListChange(storeClientsList());
+}
+
+BinderClientsList BinderAdaptor::storeClientsList() {
     BinderClientsList list;
     list.reserve(clients_.size());
     for (const auto& entry : clients_) {
         list.emplace_back(*entry.second);
     }
     db_.updateClientsList(list);
-    notifyClientsListChange(list);
+    return list;
 }
 
 Binder::Error BinderAdaptor::notifyBindRequest(Bindable& client) {

@@ -30,8 +30,8 @@ namespace vorn::common {
 ///     removeClient   BINDER_ERROR_NOT_BOUND                      removed: BINDER_SUCCESS
 ///     isRegistered   false                                       true
 ///
-/// Every error leaves clients and database as they were. The database is not read: a server that
-/// restores its clients adds them again.
+/// Every error leaves clients and database as they were, and so does an exception from storing a
+/// new client's list. The database is not read: a server that restores its clients adds them again.
 ///
 /// Threads: the listener is guarded by a mutex of its own. Everything that touches the clients
 /// (addClient, removeClient, isRegistered, updateClientsList) takes no lock: one thread at a time.
@@ -74,7 +74,8 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
 
     /// Binds a client, as in the table above; the limit is tested before the listener is asked.
     /// Throws std::invalid_argument "client is null". An exception of the database or a listener
-    /// passes; the client is bound when it comes from storing or announcing the list.
+    /// passes; the client is bound then only when it comes from announcing the list, which is
+    /// stored by that time.
     Binder::Error addClient(const std::shared_ptr<Bindable>& client);
 
     /// Ends a client's binding, as in the table above, after telling the listener. An exception of
@@ -95,6 +96,8 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
     virtual void notifyClientsListChange(const BinderClientsList& list);
 
   private:
+    BinderClientsList storeClientsList();
+
     BinderDb& db_;
     mutable std::mutex mutex_;
     std::atomic<bool> terminated_{false};
