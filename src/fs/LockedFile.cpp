@@ -1,7 +1,6 @@
 #include "vorn/common/fs/LockedFile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <system_error>
 
@@ -68,8 +67,9 @@ bool LockedFile::remove() {
 
 void LockedFile::createDataFile(std::filesystem::perms perms) const {
     const auto file = internal::openFile(path_, O_WRONLY | O_CREAT | O_CLOEXEC, perms);
-    if (file && ::fchmod(file.get(), internal::modeBits(perms)) != 0) {
-        // Deliberately ignored: some file systems know no permissions.
+    if (file) {
+        // Ignored when it is refused: some file systems know no permissions.
+        static_cast<void>(internal::setPermissions(file.get(), perms));
     }
 }
 

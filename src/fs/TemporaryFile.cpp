@@ -1,15 +1,21 @@
 #include "vorn/common/fs/TemporaryFile.h"
 
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
-#include <vorn/common/fs/tools.h>
+#include "posix/temporary.h"
 
 namespace vorn::common::fs {
 
 TemporaryFile::TemporaryFile() {
-    TemporaryFile::setPath(tools::createTemporaryFile(""), true);
+    const auto created = internal::temporaryFile("");
+    try {
+        TemporaryFile::setPath(created.path, true);
+    } catch (...) {
+        // No destructor runs for an object that was never complete.
+        internal::removeFile(created.path);
+        throw;
+    }
 }
 
 TemporaryFile::TemporaryFile(std::string path, bool mustExist) {
@@ -38,8 +44,9 @@ void TemporaryFile::setPath(std::string path, bool mustExist) {
     removeIfExists();
     path_ = std::move(path);
     if (mustExist && !checkIfExists()) {
-        throw std::filesystem::filesystem_error("Temporary file does not exists", path_,
-                                                std::error_code(ENOENT, std::generic_category()));
+        throw std::filesystem::filesystem_error(
+            "Temporary file does not exists", path_,
+            std::make_error_code(std::errc::no_such_file_or_directory));
     }
 }
 

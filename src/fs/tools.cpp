@@ -2,12 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -17,32 +13,17 @@
 
 #include <vorn/common/strings/strings.h>
 
-#include "posix/errorText.h"
 #include "posix/exchangeFiles.h"
 #include "posix/openFile.h"
+#include "posix/temporary.h"
 #include "posix/transfer.h"
 
 namespace vorn::common::fs::tools {
 namespace {
 
-std::string temporaryPattern(const std::string& prefix, const char* defaultPrefix) {
-    const auto name = (prefix.empty() ? defaultPrefix : prefix) + "-XXXXXX";
-    return (std::filesystem::temp_directory_path() / name).string();
-}
-
 struct DirectoryCloser {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
-
-// The size as seeking tells it, or -1: also for a directory, where seeking gives any number.
-std::int64_t sizeBySeeking(int fd) {
-    struct stat status {};
-    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
-        return -1;
-    }
-    const auto size = ::lseek(fd, 0, SEEK_END);
-    return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
-}
 
 class LineCollector {
   public:
@@ -115,21 +96,11 @@ std::ofstream createFile(const std::string& path, const std::string& content) {
 }
 
 std::string createTemporaryFile(const std::string& prefix) {
-    auto path = temporaryPattern(prefix, "tempfile");
-    const internal::Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
-    if (!file) {
-        throw std::runtime_error("Failed to create temporary file: " + internal::errorText(errno));
-    }
-    return path;
+    return internal::temporaryFile(prefix).path;
 }
 
 std::string createTemporaryFolder(const std::string& prefix) {
-    auto path = temporaryPattern(prefix, "tempfolder");
-    if (::mkdtemp(path.data()) == nullptr) {
-        throw std::runtime_error("Failed to create temporary directory: " +
-                                 internal::errorText(errno));
-    }
-    return path;
+    return internal::temporaryFolder(prefix);
 }
 
 std::string readFile(const std::filesystem::path& path) {
@@ -137,7 +108,7 @@ std::string readFile(const std::filesystem::path& path) {
     if (!file) {
         throw std::invalid_argument("Could not open file: " + path.string());
     }
-    const auto size = sizeBySeeking(file.get());
+    const auto size = internal::sizeBySeeking(file.get());
     if (size < 0) {
         throw std::runtime_error("Could not determine file size: " + path.string());
     }
@@ -146,7 +117,14 @@ std::string readFile(const std::filesystem::path& path) {
         throw std::length_error("File does not fit into memory: " + path.string());
     }
     content.resize(static_cast<std::size_t>(size));
-    content.resize(internal::readUpTo(file.get(), content.data(), content.size()));
+    const auto read = internal::readUpTo(file.get(), content.data(), content.size());
+    // Fewer bytes without an error are no failure: the file has been cut meanwhile, or promises
+    // more than it has (sysfs).
+    if (read.error != 0) {
+        throw std::system_error(read.error, std::generic_category(),
+                                "Could not read file: " + path.string());
+    }
+    content.resize(read.size);
     return content;
 }
 
@@ -175,7 +153,7 @@ std::vector<std::string> readFileLinesToArray(const std::string& path,
     std::array<char, 16384> block;
     std::size_t count = 0;
     do {
-        count = internal::readUpTo(file.get(), block.data(), block.size());
+        count = internal::readUpTo(file.get(), block.data(), block.size()).size;
         lines.feed(block.data(), block.data() + count);
     } while (count == block.size());
     return lines.finish();

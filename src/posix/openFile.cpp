@@ -1,6 +1,7 @@
 #include "posix/openFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -39,10 +40,29 @@ std::optional<int> openFlags(std::ios_base::openmode mode) noexcept {
     return std::nullopt;
 }
 
+bool emptiesFile(std::ios_base::openmode mode) noexcept {
+    const auto flags = openFlags(mode);
+    return flags && (*flags & O_TRUNC) != 0;
+}
+
 Descriptor openFile(const std::string& path, int flags,
                     std::filesystem::perms permissions) noexcept {
     return Descriptor(
         retryOnEintr([&] { return ::open(path.c_str(), flags, modeBits(permissions)); }));
+}
+
+bool setPermissions(int fd, std::filesystem::perms permissions) noexcept {
+    return ::fchmod(fd, modeBits(permissions)) == 0;
+}
+
+std::int64_t sizeBySeeking(int fd) noexcept {
+    struct stat status {};
+    // A directory can be seeked too, to any number.
+    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        return -1;
+    }
+    const auto size = ::lseek(fd, 0, SEEK_END);
+    return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
 }
 
 bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::openmode mode,
@@ -57,14 +77,24 @@ bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::op
         return false;
     }
     if ((*flags & (O_APPEND | O_ACCMODE)) == (O_APPEND | O_WRONLY)) {
+        // The library's own streams do it for appending, so that tellp answers from the start on.
         ::lseek(file.get(), 0, SEEK_END);
     }
-    __gnu_cxx::stdio_filebuf<char> opened(file.get(), mode);
-    if (!opened.is_open()) {
+    std::optional<__gnu_cxx::stdio_filebuf<char>> opened;
+    try {
+        opened.emplace(file.get(), mode);
+    } catch (...) {
+        // It throws for want of memory after it has taken the descriptor, which its base class has
+        // closed by now; the number may be a stranger's already.
+        static_cast<void>(file.release());
+        throw;
+    }
+    if (!opened->is_open()) {
         return false;
     }
     static_cast<void>(file.release());
-    buffer = std::move(static_cast<std::filebuf&>(opened));
+    // Sliced: only the base class's part, the buffer itself, can become the stream's own.
+    buffer = std::move(static_cast<std::filebuf&>(*opened));
     if ((mode & std::ios_base::ate) != 0 &&
         buffer.pubseekoff(0, std::ios_base::end, mode) == std::streampos(std::streamoff(-1))) {
         buffer.close();

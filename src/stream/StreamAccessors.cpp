@@ -1,8 +1,5 @@
 #include "vorn/common/stream/StreamAccessors.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <exception>
 #include <iostream>
 #include <system_error>
@@ -11,7 +8,7 @@
 #include "posix/durable.h"
 #include "posix/exchangeFiles.h"
 #include "posix/openFile.h"
-#include "posix/transfer.h"
+#include "posix/writeInPlace.h"
 
 namespace vorn::common::stream {
 namespace {
@@ -26,11 +23,6 @@ bool tryRepeatedly(Attempt attempt) {
         }
     }
     return false;
-}
-
-bool emptiesFile(std::ios_base::openmode mode) {
-    const auto flags = internal::openFlags(mode);
-    return flags && (*flags & O_TRUNC) != 0;
 }
 
 bool isRegularOrMissing(const std::string& path) {
@@ -60,6 +52,11 @@ FileOutputStreamAccessor::FileOutputStreamAccessor(const std::string& path,
     : path_(path), mode_(mode | std::ios_base::out), permissions_(permissions), tmpPath_(tmpPath) {}
 
 void FileOutputStreamAccessor::commit() {
+    // An operator<< that ran out of memory throws nothing: it fails the stream. What the buffer
+    // holds is a part then, and no part takes the place of a good file.
+    if (buffer_.fail()) {
+        return;
+    }
     if (tmpPath_.empty()) {
         static_cast<void>(tryRepeatedly([this] { return writeInPlace(path_); }));
         internal::syncDirectoryOf(path_);
@@ -73,7 +70,7 @@ void FileOutputStreamAccessor::commit() {
 }
 
 bool FileOutputStreamAccessor::writeToTemporaryPath() const {
-    if (!emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
+    if (!internal::emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
         return tryRepeatedly([this] { return writeInPlace(tmpPath_); });
     }
     const auto writeAside = [this] {
@@ -84,18 +81,7 @@ bool FileOutputStreamAccessor::writeToTemporaryPath() const {
 }
 
 bool FileOutputStreamAccessor::writeInPlace(const std::string& path) const {
-    const auto flags = internal::openFlags(mode_);
-    if (!flags) {
-        return false;
-    }
-    const auto file = internal::openFile(path, *flags, permissions_);
-    if (!file || ::fchmod(file.get(), internal::modeBits(permissions_)) != 0) {
-        return false;
-    }
-    if ((mode_ & std::ios_base::ate) != 0 && ::lseek(file.get(), 0, SEEK_END) == -1) {
-        return false;
-    }
-    return internal::writeAll(file.get(), buffer_.view()) && internal::syncContent(file.get());
+    return internal::writeInPlace(path, mode_, permissions_, buffer_.view());
 }
 
 InputBuilder make_nullistreamBuilder() {

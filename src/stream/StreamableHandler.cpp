@@ -74,7 +74,8 @@ class StreamableHandler::CachedStreamable {
                 object_->serialize(accessor->stream());
                 accessor->commit();
             }
-        } catch (const std::exception&) {
+        } catch (...) {
+            // Whatever it is: on the manager's thread it would end the process.
         }
     }
 

@@ -20,7 +20,8 @@ namespace vorn::common::fs {
 class VORN_GW_COMMON_EXPORT TemporaryFile : public IFile {
   public:
     /// Creates an empty file "tempfile-" and six random characters in the system's temporary
-    /// directory. Throws what tools::createTemporaryFile throws.
+    /// directory. Throws what tools::createTemporaryFile and setPath throw, and leaves no file
+    /// then.
     TemporaryFile();
 
     /// Takes an existing or future file; creates nothing. Throws what setPath throws, and then
