@@ -1,14 +1,10 @@
 #include "vorn/common/fs/FileMutex.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <stdexcept>
-#include <system_error>
 
-#include "posix/openFile.h"
+#include "posix/lockFile.h"
 #include "posix/sleep.h"
 
 namespace vorn::common::fs {
@@ -76,10 +72,8 @@ void FileMutex::unlock() {
     if (!owned_) {
         misuse("unlock", "mutex is not owned");
     }
-    record_->file.reset();
-    std::error_code ignored;
-    std::filesystem::remove(record_->path, ignored);
     owned_ = false;
+    internal::removeLockFile(record_->path, record_->file);
 }
 
 void FileMutex::requireNotOwned(const char* operation) const {
@@ -89,9 +83,7 @@ void FileMutex::requireNotOwned(const char* operation) const {
 }
 
 bool FileMutex::attempt() {
-    record_->file =
-        internal::openFile(record_->path, O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_CLOEXEC,
-                           std::filesystem::perms(0600));
+    record_->file = internal::createLockFile(record_->path);
     owned_ = static_cast<bool>(record_->file);
     return owned_;
 }
