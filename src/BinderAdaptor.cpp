@@ -10,6 +10,7 @@ BinderAdaptor::BinderAdaptor(BinderDb& db, Listener* listener, unsigned maxClien
 BinderAdaptor::~BinderAdaptor() = default;
 
 void BinderAdaptor::terminate() {
+    // Through the virtual operation: a derived transport sees its listener go.
     if (!terminated_.exchange(true)) {
         registerListener(nullptr);
     }
@@ -35,6 +36,7 @@ Binder::Error BinderAdaptor::addClient(const std::shared_ptr<Bindable>& client) 
     if (clients_.contains(key)) {
         return BINDER_ERROR_ALREADY_BOUND;
     }
+    // Before the listener is asked: it must not accept a client that there is no room for.
     if (clients_.size() >= maxClients_) {
         return BINDER_ERROR_TOO_MANY_CLIENTS;
     }
@@ -66,6 +68,7 @@ Binder::Error BinderAdaptor::removeClient(const Uuid& client) {
     }
     const auto leaving = entry->second;
     notifyUnbindRequest(*leaving);
+    // By its key: the iterator is worth nothing if the listener has removed the client itself.
     clients_.erase(key);
     updateClientsList();
     return BINDER_SUCCESS;
@@ -90,6 +93,8 @@ BinderClientsList BinderAdaptor::storeClientsList() {
 }
 
 Binder::Error BinderAdaptor::notifyBindRequest(Bindable& client) {
+    // The pointer is read under the mutex and called without it, so that the listener may call
+    // back.
     Listener* const receiver = listener();
     return receiver == nullptr ? BINDER_SUCCESS : receiver->onBindRequest(client);
 }

@@ -14,6 +14,7 @@ constexpr std::chrono::milliseconds kPollPeriod(100);
 
 [[noreturn]] void misuse(const char* operation, const char* reason) {
     const auto line = std::string("ERROR - FileMutex::") + operation + " - " + reason + "\n";
+    // Both: whoever catches the exception may not look at its text.
     std::cerr << line;
     throw std::runtime_error(line);
 }
@@ -28,6 +29,7 @@ void warnAboutHeldMutex() noexcept {
 
 }  // namespace
 
+// On the heap, so that the header names neither a descriptor nor what holds it.
 struct FileMutex::Record {
     std::string path;
     internal::Descriptor file;
@@ -38,12 +40,14 @@ FileMutex::FileMutex(const std::string& lockFilePath) : record_(new Record{lockF
 FileMutex::~FileMutex() {
     if (owned_) {
         warnAboutHeldMutex();
+        // Left open on purpose, like the file: who forgot to unlock keeps others out.
         static_cast<void>(record_->file.release());
     }
 }
 
 void FileMutex::lock() {
     requireNotOwned("lock");
+    // No pause is stated, and none is made: whoever may wait long uses try_lock_until.
     while (!attempt()) {
     }
 }
@@ -61,6 +65,7 @@ bool FileMutex::try_lock_until(const std::chrono::steady_clock::time_point& dead
         if (!(now < deadline)) {
             break;
         }
+        // From the time just read, so that a deadline of time_point::max() overflows nowhere.
         const std::chrono::steady_clock::time_point next = now + kPollPeriod;
         internal::sleepFor(std::min(deadline, next) - now);
         attempt();
@@ -72,6 +77,7 @@ void FileMutex::unlock() {
     if (!owned_) {
         misuse("unlock", "mutex is not owned");
     }
+    // First: whatever happens to the file, this object does not hold it any more.
     owned_ = false;
     internal::removeLockFile(record_->path, record_->file);
 }

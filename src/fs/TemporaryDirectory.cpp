@@ -68,6 +68,7 @@ TemporaryDirectory::operator bool() const noexcept {
 }
 
 bool TemporaryDirectory::checkIfExists() const {
+    // What cannot be looked at counts as missing: the destructor asks, and must not throw.
     std::error_code ignored;
     return !path_.empty() && std::filesystem::exists(std::filesystem::status(path_, ignored));
 }
@@ -84,6 +85,7 @@ bool TemporaryDirectory::removeIfExists() {
     if (!checkIfExists()) {
         return false;
     }
+    // Cleared only afterwards: after a failure the caller can try again.
     std::filesystem::remove_all(path_);
     path_.clear();
     return true;

@@ -22,11 +22,14 @@ TemporaryFile::TemporaryFile(std::string path, bool mustExist) {
     TemporaryFile::setPath(std::move(path), mustExist);
 }
 
+// A path that was moved from may keep its text; an exchange leaves it empty, which means "owns
+// nothing".
 TemporaryFile::TemporaryFile(TemporaryFile&& other) noexcept
     : path_(std::exchange(other.path_, {})) {}
 
 TemporaryFile& TemporaryFile::operator=(TemporaryFile&& other) noexcept {
     if (this != &other) {
+        // Removes the former file when it goes, with the destructor's indifference to failures.
         const TemporaryFile former(std::move(*this));
         path_.swap(other.path_);
     }
@@ -41,6 +44,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 void TemporaryFile::setPath(std::string path, bool mustExist) {
+    // First the former file: when that throws, nothing has changed.
     removeIfExists();
     path_ = std::move(path);
     if (mustExist && !checkIfExists()) {

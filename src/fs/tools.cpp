@@ -25,6 +25,7 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
+// Blocks instead of std::getline: a line may cross them, and the options are looked up once.
 class LineCollector {
   public:
     explicit LineCollector(const std::set<ReadFileOptions>& options)
@@ -46,6 +47,7 @@ class LineCollector {
     }
 
     std::vector<std::string> finish() {
+        // A last line without a line feed; after a line feed nothing is left, and no line is added.
         if (!line_.empty()) {
             endLine();
         }
@@ -60,6 +62,7 @@ class LineCollector {
         if (!line_.empty() || !skipEmpty_) {
             lines_.push_back(std::move(line_));
         }
+        // It may have been moved from, which leaves any content.
         line_.clear();
     }
 
@@ -113,11 +116,12 @@ std::string readFile(const std::filesystem::path& path) {
         throw std::runtime_error("Could not determine file size: " + path.string());
     }
     std::string content;
+    // On 32 bits a file may be larger than any string, and its size would be cut by the conversion.
     if (static_cast<std::uint64_t>(size) > content.max_size()) {
         throw std::length_error("File does not fit into memory: " + path.string());
     }
     content.resize(static_cast<std::size_t>(size));
-    const auto read = internal::readUpTo(file.get(), content.data(), content.size());
+    const auto read = internal::readFully(file.get(), content.data(), content.size());
     // Fewer bytes without an error are no failure: the file has been cut meanwhile, or promises
     // more than it has (sysfs).
     if (read.error != 0) {
@@ -136,6 +140,7 @@ std::vector<std::string> listFilesFromDirPath(const std::string& dirPath, bool w
     }
     const auto prefix = withPath ? dirPath + "/" : std::string();
     while (const auto* entry = ::readdir(directory.get())) {
+        // The type is taken from the entry: that is stated, and saves a stat for each.
         if (entry->d_type == DT_REG) {
             names.push_back(prefix + entry->d_name);
         }
@@ -152,8 +157,10 @@ std::vector<std::string> readFileLinesToArray(const std::string& path,
     LineCollector lines(options);
     std::array<char, 16384> block;
     std::size_t count = 0;
+    // A block that is not full is the last one: the file ends, or fails, and then the lines end
+    // too.
     do {
-        count = internal::readUpTo(file.get(), block.data(), block.size()).size;
+        count = internal::readUpTo(file.get(), block.data(), block.size());
         lines.feed(block.data(), block.data() + count);
     } while (count == block.size());
     return lines.finish();
@@ -162,6 +169,7 @@ std::vector<std::string> readFileLinesToArray(const std::string& path,
 std::string readFileLinesToString(const std::string& path, const std::string& separator,
                                   const std::set<ReadFileOptions>& options) {
     std::string text;
+    // Not "text is empty": the first line may be.
     bool first = true;
     for (const auto& line : readFileLinesToArray(path, options)) {
         if (!first) {

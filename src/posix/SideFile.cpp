@@ -42,7 +42,7 @@ bool copyContent(int from, int to) {
     std::vector<char> block(64 * 1024);
     off_t size = 0;
     for (;;) {
-        const auto read = readUpTo(from, block.data(), block.size());
+        const auto read = readFully(from, block.data(), block.size());
         if (read.error != 0 || !writeAll(to, {block.data(), read.size})) {
             return false;
         }
@@ -94,6 +94,7 @@ bool SideFile::copyFrom(const std::string& source) {
 }
 
 bool SideFile::rename() noexcept {
+    // std::rename and no copy behind it: in one step, or not at all.
     if (std::rename(path_.c_str(), target_.c_str()) != 0) {
         return false;
     }

@@ -81,9 +81,9 @@ Descriptor createLockFile(const std::string& path) noexcept {
 
 void removeLockFile(const std::string& path, Descriptor& file) noexcept {
     // The lock on the file ends before its name does: in between it must not look like an orphan.
-    static_cast<void>(::fchmod(file.get(), kReleased) == 0);
+    static_cast<void>(::fchmod(file.get(), kReleased));
     file.reset();
-    ::unlink(path.c_str());
+    static_cast<void>(::unlink(path.c_str()));
 }
 
 }  // namespace vorn::common::internal

@@ -17,6 +17,7 @@ namespace vorn::common::internal {
 
 std::optional<int> openFlags(std::ios_base::openmode mode) noexcept {
     using std::ios_base;
+    // The standard's table of modes; "binary" and "ate" play no part in it.
     const auto access = mode & (ios_base::in | ios_base::out | ios_base::trunc | ios_base::app);
     if (access == ios_base::out || access == (ios_base::out | ios_base::trunc)) {
         return O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC;
@@ -68,6 +69,8 @@ std::int64_t sizeBySeeking(int fd) noexcept {
 bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::openmode mode,
                 std::filesystem::perms permissions) {
 #ifdef __GLIBCXX__
+    // The library's open knows neither close-on-exec nor permissions, so the file is opened here
+    // and handed over.
     const auto flags = openFlags(mode);
     if (!flags) {
         return false;
@@ -78,7 +81,7 @@ bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::op
     }
     if ((*flags & (O_APPEND | O_ACCMODE)) == (O_APPEND | O_WRONLY)) {
         // The library's own streams do it for appending, so that tellp answers from the start on.
-        ::lseek(file.get(), 0, SEEK_END);
+        static_cast<void>(::lseek(file.get(), 0, SEEK_END));
     }
     std::optional<__gnu_cxx::stdio_filebuf<char>> opened;
     try {

@@ -53,11 +53,11 @@ bool makeDirectory(const std::filesystem::path& path, std::filesystem::perms per
 }
 
 void removeFile(const std::string& path) noexcept {
-    ::unlink(path.c_str());
+    static_cast<void>(::unlink(path.c_str()));
 }
 
 void removeEmptyDirectory(const std::string& path) noexcept {
-    ::rmdir(path.c_str());
+    static_cast<void>(::rmdir(path.c_str()));
 }
 
 }  // namespace vorn::common::internal

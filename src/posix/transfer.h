@@ -10,14 +10,14 @@
 
 namespace vorn::common::internal {
 
-/// What readUpTo has read: less than was asked for at the end of the file, or with an error.
+/// What has been read: less than was asked for at the end of the file, or with an error.
 struct ReadResult {
     std::size_t size = 0;
     int error = 0;  ///< errno; 0 for none
 };
 
 /// Reads until `size` bytes are there, the file ends or an error comes.
-[[nodiscard]] inline ReadResult readUpTo(int fd, char* data, std::size_t size) noexcept {
+[[nodiscard]] inline ReadResult readFully(int fd, char* data, std::size_t size) noexcept {
     ReadResult result;
     while (result.size < size) {
         const auto count =
@@ -29,6 +29,11 @@ struct ReadResult {
         result.size += static_cast<std::size_t>(count);
     }
     return result;
+}
+
+/// The same where an error is as good as the end: how many bytes were read.
+[[nodiscard]] inline std::size_t readUpTo(int fd, char* data, std::size_t size) noexcept {
+    return readFully(fd, data, size).size;
 }
 
 /// Writes everything, going on after short writes; false, with errno set, when that fails.

@@ -13,6 +13,7 @@
 namespace vorn::common::stream {
 namespace {
 
+// Stated; a full device may have room again after what failed has been removed.
 constexpr int kAttempts = 3;
 
 template <class Attempt>
@@ -25,6 +26,7 @@ bool tryRepeatedly(Attempt attempt) {
     return false;
 }
 
+// What else may stand there (a link, a pipe, a device) is written through, not replaced.
 bool isRegularOrMissing(const std::string& path) {
     std::error_code ignored;
     const auto type = std::filesystem::symlink_status(path, ignored).type();
@@ -34,6 +36,7 @@ bool isRegularOrMissing(const std::string& path) {
 
 void syncDirectories(const std::filesystem::path& first, const std::filesystem::path& second) {
     internal::syncDirectoryOf(first);
+    // As a rule they are one directory, and each synchronisation waits for the device.
     if (first.parent_path() != second.parent_path()) {
         internal::syncDirectoryOf(second);
     }
@@ -62,6 +65,9 @@ void FileOutputStreamAccessor::commit() {
         internal::syncDirectoryOf(path_);
         return;
     }
+    // The exchange follows a failed write too: what could be written is then at the target, and the
+    // former version is safe at the temporary path. Where the two are replaced one after the other,
+    // the better content comes first, because a kill in between leaves it under both names.
     const bool complete = writeToTemporaryPath();
     internal::exchangeFiles(
         tmpPath_, path_,
@@ -73,10 +79,13 @@ bool FileOutputStreamAccessor::writeToTemporaryPath() const {
     if (!internal::emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
         return tryRepeatedly([this] { return writeInPlace(tmpPath_); });
     }
+    // Beside the temporary path, which may hold the only good version (after a start from the
+    // backup alone): it is replaced in one step by what is complete.
     const auto writeAside = [this] {
         internal::SideFile side(tmpPath_);
         return side.write(buffer_.view(), permissions_) && side.rename();
     };
+    // In place as a last resort: a full device may have room for two versions, but not for three.
     return tryRepeatedly(writeAside) || writeInPlace(tmpPath_);
 }
 

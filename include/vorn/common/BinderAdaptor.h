@@ -66,7 +66,6 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
 
     /// Replaces the listener; null for none.
     virtual void registerListener(Listener* listener);
-    [[nodiscard]] Listener* listener() const;
 
     /// The transport's operation with which the server ends a binding of its own accord; this class
     /// does not call it.
@@ -82,8 +81,6 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
     /// the database or a listener passes; the client stays bound only when onUnbindRequest throws.
     Binder::Error removeClient(const Uuid& client);
 
-    [[nodiscard]] bool isRegistered(const Uuid& client) const;
-
     /// Stores the list in the database and then announces the same list to the listener. The order
     /// is that of the uuids' Base64URL texts. Deliberate: every change of the clients does this for
     /// the whole list.
@@ -94,6 +91,9 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
     Binder::Error notifyBindRequest(Bindable& client);
     void notifyUnbindRequest(Bindable& client);
     virtual void notifyClientsListChange(const BinderClientsList& list);
+
+    [[nodiscard]] bool isRegistered(const Uuid& client) const;
+    [[nodiscard]] Listener* listener() const;
 
   private:
     BinderClientsList storeClientsList();
