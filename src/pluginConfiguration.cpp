@@ -15,6 +15,7 @@
 #include "lwjson/flatten.h"
 #include "posix/Descriptor.h"
 #include "posix/retry.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -39,16 +40,15 @@ std::string contentOf(const std::string& path, const char* failure) {
     }
     std::string content;
     char block[4096];
-    for (;;) {
-        const auto count = retryOnEintr([&] { return ::read(file.get(), block, sizeof block); });
-        if (count < 0) {
+    for (auto size = sizeof block; size == sizeof block;) {
+        const auto read = readFully(file.get(), block, sizeof block);
+        if (read.error != 0) {
             throwSystemError(failure);
         }
-        if (count == 0) {
-            return content;
-        }
-        content.append(block, static_cast<std::size_t>(count));
+        content.append(block, read.size);
+        size = read.size;
     }
+    return content;
 }
 
 /// The reader's structural errors are runtime errors; here they all are bad content.
