@@ -29,6 +29,11 @@ MessageThread::~MessageThread() {
 }
 
 void MessageThread::start() {
+    if (started_) {
+        return;
+    }
+    // Whoever terminates must not need memory: without it the thread could never be ended.
+    queue_->reserve();
     if (started_.exchange(true)) {
         return;
     }

@@ -6,6 +6,8 @@
 
 namespace vorn::common::time {
 
+static_assert(ClockAlignedTimer::MIN_PERIOD == internal::TimerThread::kShortestPeriod);
+
 ClockAlignedTimer::ClockAlignedTimer(Callback callback, std::chrono::milliseconds period,
                                      Origin origin, Recurrence recurrence)
     : core_(std::make_unique<internal::ClockAlignedTimerCore>(std::move(callback), period,

@@ -6,6 +6,8 @@
 
 namespace vorn::common::time {
 
+static_assert(Timer::MIN_PERIOD == internal::TimerThread::kShortestPeriod);
+
 Timer::Timer(std::function<void()> callback, std::chrono::milliseconds period,
              Recurrence recurrence)
     : core_(std::make_unique<internal::TimerCore>(std::move(callback), period, recurrence)) {}

@@ -6,8 +6,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include <vorn/common/time/Timer.h>
-
 #include "internal/saturate.h"
 
 namespace vorn::common::internal {
@@ -38,7 +36,7 @@ void TimerCore::reload(Lock&) {
 }
 
 void TimerCore::setPeriod(std::chrono::milliseconds period, Lock&) {
-    period_ = std::max(period, time::Timer::MIN_PERIOD);
+    period_ = std::max(period, TimerThread::kShortestPeriod);
 }
 
 void TimerCore::scheduleAt(const time::UnixTime& when) {

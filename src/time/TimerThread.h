@@ -17,6 +17,9 @@ class TimerThread {
   public:
     using Lock = std::unique_lock<std::mutex>;
 
+    /// What setPeriod of the timers stores for anything shorter.
+    static constexpr std::chrono::milliseconds kShortestPeriod{1};
+
     /// No single wait is longer, so that a deadline far ahead fits a 32-bit time_t.
     static constexpr std::chrono::hours kLongestWait{24};
 

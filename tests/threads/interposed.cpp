@@ -20,6 +20,7 @@ std::atomic<long> allocationCount = 0;
 std::atomic<long> yieldCount = 0;
 std::atomic<int> creationsLeft = std::numeric_limits<int>::max();
 
+thread_local long allocationsLeft = std::numeric_limits<long>::max();
 thread_local int lockError = 0;
 thread_local int lockFailures = 0;
 
@@ -48,6 +49,18 @@ namespace interposed {
 
 long allocations() {
     return allocationCount;
+}
+
+NoMemory::NoMemory(long firstFailure) {
+    allocationsLeft = firstFailure - 1;
+}
+
+NoMemory::~NoMemory() {
+    allocationsLeft = std::numeric_limits<long>::max();
+}
+
+bool NoMemory::struck() const {
+    return allocationsLeft < 0;
 }
 
 long yields() {
@@ -149,6 +162,9 @@ extern "C" int nanosleep(const timespec* request, timespec* left) {
 
 void* operator new(std::size_t size) {
     allocationCount.fetch_add(1, std::memory_order_relaxed);
+    if (--allocationsLeft < 0) {
+        throw std::bad_alloc();
+    }
     if (void* memory = std::malloc(size == 0 ? 1 : size)) {
         return memory;
     }

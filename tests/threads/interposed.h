@@ -9,6 +9,18 @@ namespace interposed {
 /// Calls of operator new in this process so far.
 [[nodiscard]] long allocations();
 
+/// While it lives, this thread gets no memory from its `firstFailure`th allocation on.
+class NoMemory {
+  public:
+    explicit NoMemory(long firstFailure = 1);
+    ~NoMemory();
+    NoMemory(const NoMemory&) = delete;
+    NoMemory& operator=(const NoMemory&) = delete;
+
+    /// Whether an allocation failed.
+    [[nodiscard]] bool struck() const;
+};
+
 /// Calls of sched_yield in this process so far.
 [[nodiscard]] long yields();
 

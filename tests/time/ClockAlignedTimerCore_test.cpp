@@ -1,9 +1,8 @@
-#include <functional>
-#include <mutex>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "CoreFixture.h"
 #include "FakeClock.h"
 #include "time/ClockAlignedTimerCore.h"
 
@@ -19,64 +18,7 @@ using System = FakeClock::System;
 constexpr auto kDay = std::chrono::nanoseconds(24h);
 constexpr System kMidnight(20000 * kDay);
 
-/// An aligned timer by a clock of the test's, which keeps the boundaries it was called with.
-class Fixture {
-  public:
-    Fixture(System now, milliseconds period, Recurrence recurrence = Recurrence::Recurrent,
-            std::function<void(Fixture&)> duringCall = {},
-            ClockAlignedTimerCore::Origin origin = {})
-        : clock(now),
-          timer(
-              [this, duringCall](System boundary) {
-                  {
-                      const std::lock_guard lock(mutex_);
-                      fired_.push_back(boundary);
-                  }
-                  if (duringCall) {
-                      duringCall(*this);
-                  }
-              },
-              period, std::move(origin), recurrence, clock) {
-        EXPECT_TRUE(clock.settled());
-    }
-
-    [[nodiscard]] std::vector<System> fired() {
-        const std::lock_guard lock(mutex_);
-        return fired_;
-    }
-    void start() {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.start(lock);
-    }
-    void stop() {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.stop(lock);
-    }
-    void reload() {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.reload(lock);
-    }
-    void setPeriod(milliseconds period) {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.setPeriod(period, lock);
-    }
-    [[nodiscard]] bool started() {
-        return clock.settledAfter([&] { start(); });
-    }
-    [[nodiscard]] bool advance(std::chrono::nanoseconds duration) {
-        return clock.settledAfterAdvancing(duration);
-    }
-
-    FakeClock clock;
-
-  private:
-    std::mutex mutex_;
-    std::vector<System> fired_;  // guarded by mutex_
-
-  public:
-    ClockAlignedTimerCore timer;
-};
-
+using Fixture = helpers::CoreFixture<ClockAlignedTimerCore, System>;
 using Boundaries = std::vector<System>;
 
 TEST(ClockAlignedTimerCore, IsCreatedDisarmedAndWakesOnceADay) {
@@ -230,6 +172,26 @@ TEST(ClockAlignedTimerCore, NeverWaitsLongerThanADayAtOnce) {
         ASSERT_TRUE(endless.advance(kDay));
     }
     EXPECT_EQ(endless.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, PausesBetweenBoundariesOfAnOriginOfAnyAge) {
+    for (const auto origin : {System::min(), System() - 200 * 365 * kDay}) {
+        Fixture fixture(
+            kMidnight + 1h, 10s, Recurrence::Recurrent,
+            [](Fixture& self) {
+                if (self.calls == 100) {
+                    self.stop();
+                }
+            },
+            [origin](System) { return origin; });
+        ASSERT_TRUE(fixture.started());
+        const auto wait = fixture.clock.waitingFor();
+        EXPECT_GT(wait, 0s);
+        EXPECT_LE(wait, 10s);
+        ASSERT_TRUE(fixture.advance(wait));
+        EXPECT_EQ(fixture.calls, 1);
+        EXPECT_EQ(fixture.clock.waitingFor(), 10s);
+    }
 }
 
 TEST(ClockAlignedTimerCore, GoesOnWithoutACallbackAndEndsWhenTerminated) {

@@ -122,20 +122,6 @@ TEST(ClockAlignedTimer, GivesItsOriginTheCurrentTime) {
     EXPECT_EQ(given, kMidnight + 1h);
 }
 
-TEST(ClockAlignedTimer, SaturatesAtTheEndsOfTheClock) {
-    ClockAlignedTimer early({}, 1h, [](TimePoint) { return TimePoint::min(); });
-    ClockAlignedTimer late({}, 1h, [](TimePoint) { return TimePoint::max(); });
-    ClockAlignedTimer ordinary({}, 1h);
-    std::unique_lock lock(early.mutex());
-    std::unique_lock lateLock(late.mutex());
-    std::unique_lock ordinaryLock(ordinary.mutex());
-    EXPECT_LT(early.getNextTimePoint(TimePoint::max(), lock), TimePoint::max());
-    EXPECT_EQ(late.getNextTimePoint(TimePoint::max(), lateLock), TimePoint::max());
-    EXPECT_LE(late.getNextTimePoint(TimePoint::min(), lateLock), TimePoint::max());
-    EXPECT_EQ(ordinary.getNextTimePoint(TimePoint::max(), ordinaryLock), TimePoint::max());
-    EXPECT_GE(ordinary.getNextTimePoint(TimePoint::min(), ordinaryLock), TimePoint::min());
-}
-
 TEST(ClockAlignedTimer, FiresOnBoundariesOfTheWallClock) {
     struct Call {
         TimePoint boundary;

@@ -1,9 +1,9 @@
-#include <atomic>
-#include <functional>
 #include <limits>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
+#include "CoreFixture.h"
 #include "FakeClock.h"
 #include "helpers/expect_throw.h"
 #include "time/TimerCore.h"
@@ -19,51 +19,7 @@ using vorn::common::time::UnixTime;
 
 constexpr auto kDay = std::chrono::nanoseconds(24h);
 
-/// A timer by a clock of the test's, which counts its calls.
-class Fixture {
-  public:
-    explicit Fixture(milliseconds period, Recurrence recurrence = Recurrence::Recurrent,
-                     std::function<void(Fixture&)> duringCall = {})
-        : timer(
-              [this, duringCall] {
-                  ++calls;
-                  if (duringCall) {
-                      duringCall(*this);
-                  }
-              },
-              period, recurrence, clock) {
-        EXPECT_TRUE(clock.settled());
-    }
-
-    void start() {
-        TimerCore::Lock lock(timer.mutex());
-        timer.start(lock);
-    }
-    void stop() {
-        TimerCore::Lock lock(timer.mutex());
-        timer.stop(lock);
-    }
-    void reload() {
-        TimerCore::Lock lock(timer.mutex());
-        timer.reload(lock);
-    }
-    void setPeriod(milliseconds period) {
-        TimerCore::Lock lock(timer.mutex());
-        timer.setPeriod(period, lock);
-    }
-
-    /// Starts and waits until the timer's thread sleeps.
-    [[nodiscard]] bool started() {
-        return clock.settledAfter([&] { start(); });
-    }
-    [[nodiscard]] bool advance(std::chrono::nanoseconds duration) {
-        return clock.settledAfterAdvancing(duration);
-    }
-
-    FakeClock clock;
-    std::atomic<int> calls = 0;
-    TimerCore timer;
-};
+using Fixture = helpers::CoreFixture<TimerCore>;
 
 TEST(TimerCore, IsCreatedDisarmedAndWakesOnceADay) {
     Fixture fixture(10ms);

@@ -27,7 +27,7 @@ namespace vorn::common::time {
 /// Deliberate: a wall clock set forward is noticed at the monotonic deadline, when the boundary
 /// would have come without the change.
 ///
-/// States are those of Timer: disarmed, armed, terminated.
+/// States are those of Timer: disarmed, armed, terminated; a terminated one stays disarmed.
 ///
 /// Threads: as for Timer. The origin function runs under the timer's mutex, so it must not use the
 /// timer. Callback and origin must not throw (that ends the process); the callback must neither

@@ -35,6 +35,8 @@ namespace vorn::common::time {
 /// |            |                            |           |                 | disarmed before it |
 /// | terminated | no effect                  | no effect | no effect       | -                  |
 ///
+/// A terminated timer stays disarmed: isRunning() is false, also after start().
+///
 /// Threads: everything may be called from any thread, and start, stop, restart and scheduleAt from
 /// the callback too. The callback runs without the timer's mutex. It must not throw (that ends the
 /// process), and must neither terminate nor destroy its own timer (that would wait for itself).
