@@ -18,7 +18,7 @@ ClockAlignedTimer::~ClockAlignedTimer() {
     core_->terminate();
 }
 
-ClockAlignedTimer::TimePoint ClockAlignedTimer::Midnight(TimePoint t) {
+ClockAlignedTimer::TimePoint ClockAlignedTimer::Midnight(TimePoint t) noexcept {
     return internal::ClockAlignedTimerCore::midnight(t);
 }
 
@@ -54,7 +54,7 @@ void ClockAlignedTimer::setPeriod(std::chrono::milliseconds period,
     core_->setPeriod(period, lock);
 }
 
-bool ClockAlignedTimer::isRunning() const {
+bool ClockAlignedTimer::isRunning() const noexcept {
     return core_->isRunning();
 }
 

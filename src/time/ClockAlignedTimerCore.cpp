@@ -70,6 +70,7 @@ ClockAlignedTimerCore::ClockAlignedTimerCore(Callback callback, std::chrono::mil
       thread_(clock, [this](Lock& lock) { round(lock); }) {}
 
 ClockAlignedTimerCore::TimePoint ClockAlignedTimerCore::midnight(TimePoint t) noexcept {
+    // Rounded down before the epoch too, and never by the calendar functions of a 32-bit time_t.
     const auto day = std::chrono::floor<std::chrono::days>(t);
     return TimePoint(saturatingNanoseconds(day.time_since_epoch()));
 }
@@ -81,14 +82,14 @@ ClockAlignedTimerCore::TimePoint ClockAlignedTimerCore::nextTimePoint(TimePoint 
     const auto period = std::max(period_, TimerThread::kShortestPeriod);
     const auto next = boundaryAfter(now, origin, static_cast<std::uint64_t>(period.count()));
     if (!origin_ && period < std::chrono::days(1)) {
+        // 7 minutes do not divide a day: counting restarts with the origin, at midnight.
         return std::min(next, nextMidnight(now));
     }
     return next;
 }
 
 void ClockAlignedTimerCore::start(Lock& lock) {
-    nextTimePoint_ = nextTimePoint(clock_.systemNow(), lock);
-    thread_.arm();
+    thread_.arm(schedule(lock));
 }
 
 void ClockAlignedTimerCore::stop(Lock&) {
@@ -96,9 +97,9 @@ void ClockAlignedTimerCore::stop(Lock&) {
 }
 
 void ClockAlignedTimerCore::reload(Lock& lock) {
-    nextTimePoint_ = nextTimePoint(clock_.systemNow(), lock);
+    const auto deadline = schedule(lock);
     if (thread_.isRunning()) {
-        thread_.wake();
+        thread_.wakeBefore(deadline);
     }
 }
 
@@ -106,15 +107,27 @@ void ClockAlignedTimerCore::setPeriod(std::chrono::milliseconds period, Lock&) {
     period_ = std::max(period, TimerThread::kShortestPeriod);
 }
 
+std::chrono::steady_clock::time_point ClockAlignedTimerCore::schedule(Lock& lock) {
+    const auto systemNow = clock_.systemNow();
+    nextTimePoint_ = nextTimePoint(systemNow, lock);
+    return onMonotonicClock(nextTimePoint_, systemNow);
+}
+
+std::chrono::steady_clock::time_point ClockAlignedTimerCore::onMonotonicClock(TimePoint instant,
+                                                                              TimePoint systemNow) {
+    return saturatingAdd(clock_.steadyNow(), saturatingDifference(instant, systemNow));
+}
+
 void ClockAlignedTimerCore::round(Lock& lock) {
     auto systemNow = clock_.systemNow();
     if (!thread_.isRunning()) {
         nextTimePoint_ = saturatingAdd(systemNow, TimerThread::kLongestWait);
     }
-    const auto deadline =
-        saturatingAdd(clock_.steadyNow(), saturatingDifference(nextTimePoint_, systemNow));
+    const auto deadline = onMonotonicClock(nextTimePoint_, systemNow);
     thread_.wait(lock, deadline);
 
+    // Both clocks: the monotonic one tells that the wait is over and not just interrupted, the wall
+    // clock that it has not been set back meanwhile.
     const auto steadyNow = clock_.steadyNow();
     systemNow = clock_.systemNow();
     if (!thread_.isRunning() || steadyNow < deadline || systemNow < nextTimePoint_) {
@@ -132,6 +145,7 @@ void ClockAlignedTimerCore::round(Lock& lock) {
     lock.unlock();
     callback_(fired);
     lock.lock();
+    // Boundaries that passed during the call are skipped, also one that a start() in it awaits.
     systemNow = clock_.systemNow();
     if (thread_.isRunning() && nextTimePoint_ <= systemNow) {
         nextTimePoint_ = nextTimePoint(systemNow, lock);

@@ -33,6 +33,10 @@ class ClockAlignedTimerCore {
 
   private:
     void round(Lock& lock);
+    /// Computes the next boundary anew and returns its instant on the monotonic clock.
+    [[nodiscard]] std::chrono::steady_clock::time_point schedule(Lock& lock);
+    [[nodiscard]] std::chrono::steady_clock::time_point onMonotonicClock(TimePoint instant,
+                                                                         TimePoint systemNow);
 
     Clock& clock_;
     const Callback callback_;

@@ -51,7 +51,7 @@ void Timer::scheduleAt(const UnixTime& when) {
     core_->scheduleAt(when);
 }
 
-bool Timer::isRunning() const {
+bool Timer::isRunning() const noexcept {
     return core_->isRunning();
 }
 

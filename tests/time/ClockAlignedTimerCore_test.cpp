@@ -1,3 +1,4 @@
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -132,17 +133,34 @@ TEST(ClockAlignedTimerCore, StopReloadAndSetPeriodChangeTheAwaitedBoundary) {
     fixture.setPeriod(4s);
     ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
     EXPECT_EQ(fixture.clock.waitingFor(), 9s);
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
     EXPECT_EQ(fixture.clock.waitingFor(), 3s);
     for (const auto period : {0ms, -5ms, milliseconds::min()}) {
         fixture.setPeriod(period);
-        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+        ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
         EXPECT_EQ(fixture.clock.waitingFor(), 1ms);
     }
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.stop(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.stop(); }));
     EXPECT_FALSE(fixture.timer.isRunning());
     ASSERT_TRUE(fixture.advance(1min));
     EXPECT_EQ(fixture.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, WakesItsThreadOnlyForAnEarlierBoundary) {
+    Fixture fixture(kMidnight + 1s, 10s);
+    ASSERT_TRUE(fixture.started());
+    const int before = fixture.clock.waits();
+    for (int i = 0; i < 200; ++i) {
+        fixture.start();
+        fixture.stop();
+        fixture.reload();
+        fixture.start();
+        std::this_thread::yield();
+    }
+    fixture.setPeriod(9s);
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    EXPECT_EQ(fixture.clock.waits(), before + 1);
+    EXPECT_EQ(fixture.clock.waitingFor(), 8s);
 }
 
 TEST(ClockAlignedTimerCore, FollowsAnOriginOfTheCallers) {

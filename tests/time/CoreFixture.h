@@ -57,9 +57,15 @@ class CoreFixture {
         timer.setPeriod(period, lock);
     }
 
-    /// Starts and waits until the timer's thread sleeps.
+    /// Does something that moves the deadline and lets the timer's thread look, which need not be
+    /// woken by it; waits until it sleeps again.
+    template <class Action>
+    [[nodiscard]] bool settledAfter(Action action) {
+        action();
+        return clock.settledAfter([&] { clock.wakeSpuriously(); });
+    }
     [[nodiscard]] bool started() {
-        return clock.settledAfter([&] { start(); });
+        return settledAfter([&] { start(); });
     }
     [[nodiscard]] bool advance(std::chrono::nanoseconds duration) {
         return clock.settledAfterAdvancing(duration);

@@ -88,7 +88,7 @@ class VORN_GW_COMMON_EXPORT Timer {
     void scheduleAt(const UnixTime& when);
 
     /// Whether the timer is armed. Takes no lock: a caller that holds mutex() may ask too.
-    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isRunning() const noexcept;
 
     /// Ends the thread for good, after a callback that is running. Later calls do nothing.
     /// Deliberate: of two concurrent calls the second returns at once, before the thread has ended.
