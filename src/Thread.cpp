@@ -1,6 +1,7 @@
 #include "vorn/common/Thread.h"
 
 #include <future>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -28,14 +29,26 @@ void Thread::start(std::function<void(void*)> function, void* arg) {
     if (started_) {
         return;
     }
+    // Both the thread and this call own the task, and the future goes first when there is no
+    // thread: a task that is dropped while somebody has its future needs memory to tell him so.
+    const auto task = std::make_shared<std::packaged_task<void(void*)>>(
+        [function = std::move(function)](void* argument) mutable {
+            // Destroyed here and not with the task, which the waiting thread may outlive.
+            const auto released = std::exchange(function, nullptr);
+            released(argument);
+        });
+    auto run = std::make_unique<Run>();
+    auto done = task->get_future();
+    try {
+        run->thread = std::thread([task](void* argument) { (*task)(argument); }, arg);
+        run->done = std::move(done);
+    } catch (const std::system_error&) {
+        started_ = true;
+        run_ = std::move(run);
+        throw;
+    }
     started_ = true;
-    run_ = std::make_unique<Run>();
-    std::packaged_task<void(void*)> task([function = std::move(function)](void* argument) mutable {
-        const auto released = std::exchange(function, nullptr);
-        released(argument);
-    });
-    run_->done = task.get_future();
-    run_->thread = std::thread(std::move(task), arg);
+    run_ = std::move(run);
 }
 
 void Thread::start(IRunnable& runnable, void* arg) {
@@ -46,7 +59,8 @@ unsigned int Thread::wait(long long timeoutMs) {
     if (!run_) {
         return 0;
     }
-    if (timeoutMs != kNoTimeout &&
+    // Without a thread there is no future either; to join is the error that is stated then.
+    if (timeoutMs != kNoTimeout && run_->done.valid() &&
         !internal::waitReady(run_->done, std::chrono::milliseconds(timeoutMs))) {
         return 1;
     }

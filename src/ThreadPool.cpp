@@ -5,10 +5,13 @@
 #include <stdexcept>
 
 #include "internal/assert.h"
+#include "thread/BlockQueue.h"
 
 namespace vorn::common {
 
-ThreadPool::ThreadPool(std::size_t poolSize) {
+struct ThreadPool::Queue : internal::BlockQueue<Task> {};
+
+ThreadPool::ThreadPool(std::size_t poolSize) : queue_(std::make_unique<Queue>()) {
     VORN_ASSERT(poolSize > 0);
     startWorkers(poolSize);
     std::unique_lock lock(mutex_);
@@ -16,15 +19,17 @@ ThreadPool::ThreadPool(std::size_t poolSize) {
 }
 
 ThreadPool::~ThreadPool() {
-    std::deque<Task> discarded;
     {
-        // Emptied together with the flag: no worker takes one more.
-        const std::lock_guard lock(mutex_);
-        stopping_ = true;
-        discarded.swap(queue_);
+        // Outside the lock at its end: what a task holds may use the pool while it is destroyed.
+        Queue discarded;
+        {
+            // Emptied together with the flag: no worker takes one more.
+            const std::lock_guard lock(mutex_);
+            stopping_ = true;
+            discarded.swap(*queue_);
+        }
+        taskAvailable_.notify_all();
     }
-    taskAvailable_.notify_all();
-    discarded.clear();
     for (auto& worker : workers_) {
         worker.join();
     }
@@ -46,7 +51,7 @@ bool ThreadPool::hasFreeWorker() const {
 }
 
 bool ThreadPool::_isIdle(std::unique_lock<std::mutex>&) const {
-    return queue_.empty() && freeWorkers_ >= workers_.size();
+    return queue_->empty() && freeWorkers_ >= workers_.size();
 }
 
 bool ThreadPool::_isBusy(std::unique_lock<std::mutex>& lock) const {
@@ -54,7 +59,7 @@ bool ThreadPool::_isBusy(std::unique_lock<std::mutex>& lock) const {
 }
 
 bool ThreadPool::_hasFreeWorker(std::unique_lock<std::mutex>&) const {
-    return queue_.empty() && freeWorkers_ != 0;
+    return queue_->empty() && freeWorkers_ != 0;
 }
 
 bool ThreadPool::isWorkerThread(std::thread::id id) const noexcept {
@@ -63,13 +68,13 @@ bool ThreadPool::isWorkerThread(std::thread::id id) const noexcept {
 
 std::pair<std::size_t, std::size_t> ThreadPool::tasks() const {
     const std::lock_guard lock(mutex_);
-    return {queue_.size(), workers_.size() - freeWorkers_};
+    return {queue_->size(), workers_.size() - freeWorkers_};
 }
 
 void ThreadPool::clearQueue() {
-    std::deque<Task> discarded;
+    Queue discarded;  // before the lock, so that it is destroyed after it
     const std::lock_guard lock(mutex_);
-    discarded.swap(queue_);
+    discarded.swap(*queue_);
     stateChanged_.notify_all();
 }
 
@@ -79,7 +84,7 @@ void ThreadPool::_emplaceTask(std::function<void()> task) {
     if (stopping_) {
         throw std::runtime_error("Failed to enqueue on stopped ThreadPool");
     }
-    queue_.push_back(std::move(task));
+    queue_->push(std::move(task));
     taskAvailable_.notify_one();
     stateChanged_.notify_all();
 }
@@ -104,18 +109,17 @@ void ThreadPool::startWorkers(std::size_t count) {
 void ThreadPool::_workerJob() {
     std::unique_lock lock(mutex_);
     for (;;) {
-        if (queue_.empty()) {
+        if (queue_->empty()) {
             ++freeWorkers_;
             stateChanged_.notify_all();
-            taskAvailable_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
-            if (queue_.empty()) {
+            taskAvailable_.wait(lock, [this] { return stopping_ || !queue_->empty(); });
+            if (queue_->empty()) {
                 return;
             }
             --freeWorkers_;
         }
-        Task task = std::move(queue_.front());
-        queue_.pop_front();
-        const bool emptied = queue_.empty();
+        Task task = queue_->pop();
+        const bool emptied = queue_->empty();
         lock.unlock();
         if (emptied) {
             stateChanged_.notify_all();

@@ -6,6 +6,7 @@
 namespace vorn::common::locking {
 namespace {
 
+// The other errors say that the object is none, or that there are 2^31 readers: nothing to add.
 void throwOnDeadlock(int error) {
     if (error == EDEADLK) {
         throw std::system_error(error, std::generic_category());
@@ -19,6 +20,7 @@ MultipleReadUniqueWriteMutex::~MultipleReadUniqueWriteMutex() {
 }
 
 void MultipleReadUniqueWriteMutex::lock() {
+    // Kept while waiting: readers that come later stay behind it, so they cannot overtake.
     const std::lock_guard passing(gate_);
     throwOnDeadlock(::pthread_rwlock_wrlock(&rwlock_));
 }
@@ -26,6 +28,7 @@ void MultipleReadUniqueWriteMutex::lock() {
 void MultipleReadUniqueWriteMutex::lock_shared() {
     const std::lock_guard passing(gate_);
     int error = 0;
+    // EAGAIN: more readers than can be counted; some of them will leave.
     do {
         error = ::pthread_rwlock_rdlock(&rwlock_);
     } while (error == EAGAIN);
@@ -42,11 +45,13 @@ bool MultipleReadUniqueWriteMutex::try_lock_shared() {
     if (!passing) {
         return false;
     }
+    // Whatever else is reported counts as locked, as it does in lock_shared().
     const int error = ::pthread_rwlock_tryrdlock(&rwlock_);
     return error != EBUSY && error != EAGAIN;
 }
 
 void MultipleReadUniqueWriteMutex::unlock() noexcept {
+    // Without the gate: whoever waits for this unlock is the one who holds it.
     ::pthread_rwlock_unlock(&rwlock_);
 }
 

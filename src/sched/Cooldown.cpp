@@ -6,6 +6,7 @@
 namespace vorn::common::sched {
 namespace {
 
+// Saturated: a value beyond an int shall be refused by the range check, not wrap into its range.
 int asInt(unsigned int value) {
     return static_cast<int>(std::min<unsigned int>(value, std::numeric_limits<int>::max()));
 }

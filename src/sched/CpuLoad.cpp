@@ -22,6 +22,7 @@ class ProcessLoadMeter final : public LoadMeter {
     void sleep(std::chrono::nanoseconds duration) override { sleepFor(duration); }
 };
 
+// Usable by regulators that are static objects of other files, at any time.
 constinit ProcessLoadMeter meterOfTheProcess;
 
 struct Overload {
@@ -31,10 +32,12 @@ struct Overload {
 
 std::optional<Overload> overload(const sched::LoadSample& last, const sched::LoadSample& now,
                                  std::int64_t ratio) {
+    // Not readable: to rest by a guess could stop a loop that uses little.
     if (now.cpuMs == 0) {
         return std::nullopt;
     }
     const auto wall = now.wallMs - last.wallMs;
+    // Nothing has passed, or the clock was set back: there is no share to speak of.
     if (wall < 1) {
         return std::nullopt;
     }
@@ -79,6 +82,8 @@ void restBounded(LoadMeter& meter, sched::LoadSample& last, std::int64_t ratio,
     if (rest >= 1) {
         meter.sleep(milliseconds(rest));
     }
+    // After a rest cut short too: the rest of the debt is forgiven, or one burst would be paid for
+    // with many rests.
     last = meter.sample();
 }
 
@@ -88,10 +93,12 @@ void restWithinInterval(LoadMeter& meter, sched::LoadSample& last, std::int64_t 
     if (!over) {
         return;
     }
+    // Saturated: the interval has no lower limit.
     const milliseconds limit(saturatingAdd(last.wallMs, interval.count()));
     const milliseconds needed(last.wallMs + over->neededMs);
     const std::chrono::system_clock::time_point wakeAt(
         saturatingNanoseconds(std::min(needed, limit)));
+    // The sleep is monotonic and the end of the rest is not: looked at again after each sleep.
     for (auto now = meter.wallNow(); now < wakeAt; now = meter.wallNow()) {
         meter.sleep(wakeAt - now);
     }

@@ -8,6 +8,7 @@ CpuLoadRegulator::CpuLoadRegulator() : last_(internal::processLoadMeter().sample
 
 CpuLoadRegulator::CpuLoadRegulator(int ratio, int maxRestMs)
     : last_(internal::processLoadMeter().sample()), ratio_(ratio), maxRestMs_(maxRestMs) {
+    // After the first sample, and the ratio first: the order in which errors are stated.
     internal::checkRatio(ratio);
     internal::checkRest(maxRestMs >= 0 && maxRestMs <= 1000);
 }

@@ -7,6 +7,7 @@
 namespace vorn::common::sched {
 
 std::int64_t getProcessCpuTimeUs() noexcept {
+    // Needs no guard variable, and can be asked before and after main.
     static constinit internal::CpuTimeReader reader(&::times,
                                                     [] { return ::sysconf(_SC_CLK_TCK); });
     return reader.read();

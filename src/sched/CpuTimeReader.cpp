@@ -34,10 +34,12 @@ std::int64_t CpuTimeReader::read() noexcept {
     }
     const std::int64_t sum = count(used.tms_utime) + count(used.tms_stime) +
                              count(used.tms_cutime) + count(used.tms_cstime);
+    // The division first, as stated; tick rates divide a million.
     return sum * (1'000'000 / perSecond);
 }
 
 long CpuTimeReader::ticks() noexcept {
+    // Several threads may ask at once: they store the same value. A useless one is asked for again.
     long perSecond = known_.load(std::memory_order_relaxed);
     if (perSecond < 1) {
         perSecond = ticksPerSecond_();

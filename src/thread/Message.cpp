@@ -2,6 +2,7 @@
 
 namespace vorn::common::thread {
 
+// Here and not in the header, so that the class has its virtual table in one place.
 Message::~Message() = default;
 
 std::unique_ptr<Message> Message::move() {

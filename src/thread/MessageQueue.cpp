@@ -2,12 +2,19 @@
 
 namespace vorn::common::internal {
 
-MessageQueue::MessageQueue(OverflowPolicy policy, std::uint32_t maximum) noexcept
+MessageQueue::MessageQueue(OverflowPolicy policy, std::uint32_t maximum)
     : policy_(policy), maximum_(maximum) {}
+
+void MessageQueue::reserve() {
+    const std::lock_guard lock(mutex_);
+    messages_.reserve(1);
+}
 
 void MessageQueue::send(const thread::Message& message) {
     std::unique_lock lock(mutex_);
-    if (append(message)) {
+    // Before anything is dropped to make room: a send that throws changes nothing.
+    messages_.reserve(2);
+    if (accept(message)) {
         lock.unlock();
         available_.notify_one();
     }
@@ -26,16 +33,16 @@ bool MessageQueue::makeRoom() {
         return false;
     }
     if (!messages_.empty()) {
-        messages_.pop_front();
+        static_cast<void>(messages_.pop());
     }
     return true;
 }
 
-bool MessageQueue::append(const thread::Message& message) {
+bool MessageQueue::accept(const thread::Message& message) {
     if (!makeRoom()) {
         return false;
     }
-    messages_.emplace_back(message.msgClass(), message.msgType());
+    messages_.push({message.msgClass(), message.msgType()});
     return true;
 }
 

@@ -3,11 +3,12 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <mutex>
 #include <optional>
 
 #include <vorn/common/thread/Message.h>
+
+#include "thread/BlockQueue.h"
 
 namespace vorn::common::internal {
 
@@ -19,11 +20,16 @@ enum class OverflowPolicy : std::uint32_t {
 };
 
 /// First in, first out, for any number of senders and takers. Keeps class and type of a message.
+/// Every accepted send() leaves the room for one message behind, so that one sendIf() after it
+/// needs no memory.
 class MessageQueue {
   public:
-    MessageQueue(OverflowPolicy policy, std::uint32_t maximum) noexcept;
+    MessageQueue(OverflowPolicy policy, std::uint32_t maximum);
     MessageQueue(const MessageQueue&) = delete;
     MessageQueue& operator=(const MessageQueue&) = delete;
+
+    /// Makes room for one message, which the next sendIf() needs no memory for.
+    void reserve();
 
     void send(const thread::Message& message);
 
@@ -32,7 +38,7 @@ class MessageQueue {
     template <class Condition>
     void sendIf(Condition condition, const thread::Message& message) {
         const std::lock_guard lock(mutex_);
-        if (condition() && append(message)) {
+        if (condition() && accept(message)) {
             available_.notify_one();
         }
     }
@@ -42,25 +48,29 @@ class MessageQueue {
     [[nodiscard]] std::optional<thread::Message> takeIf(Condition condition) {
         std::unique_lock lock(mutex_);
         available_.wait(lock, [this] { return !messages_.empty(); });
-        std::optional<thread::Message> message = messages_.front();
-        messages_.pop_front();
+        const Entry entry = messages_.pop();
         if (!condition()) {
-            message.reset();
+            return std::nullopt;
         }
-        return message;
+        return thread::Message(entry.msgClass, entry.msgType);
     }
 
     [[nodiscard]] std::size_t size() const;
 
   private:
+    struct Entry {
+        unsigned int msgClass = 0;
+        unsigned int msgType = 0;
+    };
+
     [[nodiscard]] bool makeRoom();
-    [[nodiscard]] bool append(const thread::Message& message);
+    [[nodiscard]] bool accept(const thread::Message& message);
 
     const OverflowPolicy policy_;
     const std::uint32_t maximum_;
     mutable std::mutex mutex_;
     std::condition_variable available_;
-    std::deque<thread::Message> messages_;  // guarded by mutex_
+    BlockQueue<Entry> messages_;  // guarded by mutex_
 };
 
 }  // namespace vorn::common::internal

@@ -29,9 +29,15 @@ MessageThread::~MessageThread() {
 }
 
 void MessageThread::start() {
+    if (started_) {
+        return;
+    }
+    // Whoever terminates must not need memory: without it the thread could never be ended.
+    queue_->reserve();
     if (started_.exchange(true)) {
         return;
     }
+    // To assign to a joinable thread would end the process too; this says that it is meant.
     if (thread_.joinable()) {
         std::terminate();
     }
@@ -56,6 +62,8 @@ void MessageThread::sendMessage(const Message& message) {
 }
 
 void MessageThread::terminate() {
+    // Flag and message in one step under the queue's lock: the loop that sees the flag down finds
+    // this call out of the queue, and its owner may destroy both.
     if (started_) {
         queue_->sendIf([this] { return started_.exchange(false); }, terminateMessage());
     }

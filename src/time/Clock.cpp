@@ -1,5 +1,7 @@
 #include "time/Clock.h"
 
+#include "posix/ExactWakeUp.h"
+
 namespace vorn::common::internal {
 namespace {
 
@@ -15,6 +17,7 @@ class OperatingSystemClock final : public Clock {
 
     void waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
                    std::chrono::steady_clock::time_point deadline) override {
+        const ExactWakeUp punctual;
         changed.wait_until(lock, deadline);
     }
 };

@@ -6,6 +6,8 @@
 
 namespace vorn::common::time {
 
+static_assert(ClockAlignedTimer::MIN_PERIOD == internal::TimerThread::kShortestPeriod);
+
 ClockAlignedTimer::ClockAlignedTimer(Callback callback, std::chrono::milliseconds period,
                                      Origin origin, Recurrence recurrence)
     : core_(std::make_unique<internal::ClockAlignedTimerCore>(std::move(callback), period,
@@ -16,7 +18,7 @@ ClockAlignedTimer::~ClockAlignedTimer() {
     core_->terminate();
 }
 
-ClockAlignedTimer::TimePoint ClockAlignedTimer::Midnight(TimePoint t) {
+ClockAlignedTimer::TimePoint ClockAlignedTimer::Midnight(TimePoint t) noexcept {
     return internal::ClockAlignedTimerCore::midnight(t);
 }
 
@@ -52,7 +54,7 @@ void ClockAlignedTimer::setPeriod(std::chrono::milliseconds period,
     core_->setPeriod(period, lock);
 }
 
-bool ClockAlignedTimer::isRunning() const {
+bool ClockAlignedTimer::isRunning() const noexcept {
     return core_->isRunning();
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 
-#include <vorn/common/time/ClockAlignedTimer.h>
+#include <vorn/common/time/Recurrence.h>
 
 #include "time/TimerThread.h"
 
@@ -13,9 +14,9 @@ namespace vorn::common::internal {
 class ClockAlignedTimerCore {
   public:
     using Lock = TimerThread::Lock;
-    using TimePoint = time::ClockAlignedTimer::TimePoint;
-    using Callback = time::ClockAlignedTimer::Callback;
-    using Origin = time::ClockAlignedTimer::Origin;
+    using TimePoint = std::chrono::system_clock::time_point;
+    using Callback = std::function<void(TimePoint boundary)>;
+    using Origin = std::function<TimePoint(TimePoint now)>;
 
     ClockAlignedTimerCore(Callback callback, std::chrono::milliseconds period, Origin origin,
                           time::Recurrence recurrence, Clock& clock = operatingSystemClock());
@@ -32,6 +33,10 @@ class ClockAlignedTimerCore {
 
   private:
     void round(Lock& lock);
+    /// Computes the next boundary anew and returns its instant on the monotonic clock.
+    [[nodiscard]] std::chrono::steady_clock::time_point schedule(Lock& lock);
+    [[nodiscard]] std::chrono::steady_clock::time_point onMonotonicClock(TimePoint instant,
+                                                                         TimePoint systemNow);
 
     Clock& clock_;
     const Callback callback_;

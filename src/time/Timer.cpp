@@ -6,6 +6,8 @@
 
 namespace vorn::common::time {
 
+static_assert(Timer::MIN_PERIOD == internal::TimerThread::kShortestPeriod);
+
 Timer::Timer(std::function<void()> callback, std::chrono::milliseconds period,
              Recurrence recurrence)
     : core_(std::make_unique<internal::TimerCore>(std::move(callback), period, recurrence)) {}
@@ -49,7 +51,7 @@ void Timer::scheduleAt(const UnixTime& when) {
     core_->scheduleAt(when);
 }
 
-bool Timer::isRunning() const {
+bool Timer::isRunning() const noexcept {
     return core_->isRunning();
 }
 

@@ -6,8 +6,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include <vorn/common/time/Timer.h>
-
 #include "internal/saturate.h"
 
 namespace vorn::common::internal {
@@ -22,8 +20,8 @@ TimerCore::TimerCore(std::function<void()> callback, std::chrono::milliseconds p
       thread_(clock, [this](Lock& lock) { round(lock); }) {}
 
 void TimerCore::start(Lock&) {
-    deadline_ = saturatingAdd(clock_.steadyNow(), saturatingNanoseconds(period_));
-    thread_.arm();
+    deadline_ = fromNow(saturatingNanoseconds(period_));
+    thread_.arm(deadline_);
 }
 
 void TimerCore::stop(Lock&) {
@@ -31,14 +29,14 @@ void TimerCore::stop(Lock&) {
 }
 
 void TimerCore::reload(Lock&) {
-    deadline_ = saturatingAdd(clock_.steadyNow(), saturatingNanoseconds(period_));
+    deadline_ = fromNow(saturatingNanoseconds(period_));
     if (thread_.isRunning()) {
-        thread_.wake();
+        thread_.wakeBefore(deadline_);
     }
 }
 
 void TimerCore::setPeriod(std::chrono::milliseconds period, Lock&) {
-    period_ = std::max(period, time::Timer::MIN_PERIOD);
+    period_ = std::max(period, TimerThread::kShortestPeriod);
 }
 
 void TimerCore::scheduleAt(const time::UnixTime& when) {
@@ -53,28 +51,38 @@ void TimerCore::scheduleAt(const time::UnixTime& when) {
 
 void TimerCore::round(Lock& lock) {
     if (!thread_.isRunning()) {
-        deadline_ = saturatingAdd(clock_.steadyNow(), TimerThread::kLongestWait);
+        deadline_ = fromNow(TimerThread::kLongestWait);
     }
     thread_.wait(lock, deadline_);
+    // Both may have changed while the mutex was free: what counts is what they are now.
     if (!thread_.isRunning() || clock_.steadyNow() < deadline_) {
         return;
     }
     if (recurrence_ == time::Recurrence::Recurrent) {
+        // From the old deadline and not from now: a late call does not shift those after it.
         deadline_ = saturatingAdd(deadline_, saturatingNanoseconds(period_));
     } else {
         thread_.disarm();
     }
     if (callback_) {
+        // Without the mutex, so that the callback may control its timer.
         lock.unlock();
         callback_();
         lock.lock();
     }
 }
 
+std::chrono::steady_clock::time_point TimerCore::fromNow(std::chrono::nanoseconds duration) {
+    return saturatingAdd(clock_.steadyNow(), duration);
+}
+
 std::uint32_t TimerCore::secondsUntil(const time::UnixTime& when) {
     const double now = wallSeconds();
+    // Beyond it the integral value that is subtracted below stands still.
     const double then = std::min(when.seconds(), 4294967295.0);
     const double larger = std::max(std::abs(now), std::abs(then));
+    // Relative: a double of today's magnitude has steps of 0.2 microseconds, and none of them
+    // counts.
     const bool later =
         larger != 0.0 && (then - now) / larger > std::numeric_limits<double>::epsilon();
     if (!later) {

@@ -31,6 +31,7 @@ class TimerCore {
 
   private:
     void round(Lock& lock);
+    [[nodiscard]] std::chrono::steady_clock::time_point fromNow(std::chrono::nanoseconds duration);
     [[nodiscard]] std::uint32_t secondsUntil(const time::UnixTime& when);
     [[nodiscard]] std::uint32_t wallSeconds();
 

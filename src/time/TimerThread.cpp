@@ -13,24 +13,27 @@ TimerThread::TimerThread(Clock& clock, std::function<void(Lock&)> round)
 
 TimerThread::~TimerThread() {
     terminate();
+    // Somebody else's terminate() is still about to join it, with an object that goes away.
     if (thread_.joinable()) {
         std::terminate();
     }
 }
 
-void TimerThread::arm() {
+void TimerThread::arm(std::chrono::steady_clock::time_point deadline) {
     running_ = !exitLoop_;
-    wake();
+    wakeBefore(deadline);
 }
 
-void TimerThread::disarm() {
-    running_ = false;
-    wake();
+void TimerThread::wakeBefore(std::chrono::steady_clock::time_point deadline) {
+    if (deadline < sleepsUntil_) {
+        changed_.notify_all();
+    }
 }
 
 void TimerThread::wait(Lock& lock, std::chrono::steady_clock::time_point deadline) {
-    const auto latest = saturatingAdd(clock_.steadyNow(), kLongestWait);
-    clock_.waitUntil(changed_, lock, std::min(deadline, latest));
+    sleepsUntil_ = std::min(deadline, saturatingAdd(clock_.steadyNow(), kLongestWait));
+    clock_.waitUntil(changed_, lock, sleepsUntil_);
+    sleepsUntil_ = kAwake;
 }
 
 void TimerThread::terminate() {
@@ -41,6 +44,7 @@ void TimerThread::terminate() {
         const std::lock_guard lock(mutex_);
         exitLoop_ = true;
         disarm();
+        changed_.notify_all();
     }
     if (thread_.joinable()) {
         thread_.join();

@@ -17,6 +17,9 @@ class TimerThread {
   public:
     using Lock = std::unique_lock<std::mutex>;
 
+    /// What setPeriod of the timers stores for anything shorter.
+    static constexpr std::chrono::milliseconds kShortestPeriod{1};
+
     /// No single wait is longer, so that a deadline far ahead fits a 32-bit time_t.
     static constexpr std::chrono::hours kLongestWait{24};
 
@@ -31,15 +34,22 @@ class TimerThread {
     [[nodiscard]] bool isRunning() const noexcept { return running_; }
 
     /// The rest is for callers that hold the mutex, except terminate().
-    void arm();
-    void disarm();
-    void wake() { changed_.notify_all(); }
-    /// May return early.
+    ///
+    /// Marks the timer as armed for `deadline`. The thread is woken only when it would come too
+    /// late by itself: one that wakes too early looks, and waits again.
+    void arm(std::chrono::steady_clock::time_point deadline);
+    /// Leaves the thread asleep.
+    void disarm() { running_ = false; }
+    /// Makes sure that the thread looks at `deadline` or before.
+    void wakeBefore(std::chrono::steady_clock::time_point deadline);
+    /// Of the thread itself. May return early.
     void wait(Lock& lock, std::chrono::steady_clock::time_point deadline);
 
     void terminate();
 
   private:
+    static constexpr auto kAwake = std::chrono::steady_clock::time_point::min();
+
     void loop(const std::function<void(Lock&)>& round);
 
     Clock& clock_;
@@ -48,6 +58,9 @@ class TimerThread {
     std::condition_variable changed_;
     std::atomic<bool> running_ = false;  // written under mutex_
     bool exitLoop_ = false;              // guarded by mutex_
+    // Until when the thread sleeps, or the beginning of time while it is awake: it looks again then
+    // before it sleeps. Guarded by mutex_.
+    std::chrono::steady_clock::time_point sleepsUntil_ = kAwake;
     std::thread thread_;
 };
 

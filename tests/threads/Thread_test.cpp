@@ -1,6 +1,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -10,7 +11,9 @@
 
 #include <vorn/common/Thread.h>
 
+#include "helpers/Actor.h"
 #include "helpers/faults/threads.h"
+#include "helpers/thread_state.h"
 
 namespace {
 
@@ -111,18 +114,16 @@ TEST(Thread, FinishedThreadIsJoinedByAZeroWait) {
 
 TEST(Thread, HugeFiniteLimitsBlockUntilTheFunctionReturns) {
     for (const long long limit : {9300000000000LL, Thread::kNoTimeout - 1, Thread::kNoTimeout}) {
+        SCOPED_TRACE(limit);
         Gate gate;
+        helpers::Actor owner;
         Thread thread;
         thread.start(gate.function(), nullptr);
-        std::atomic<bool> released = false;
-        std::thread releaser([&] {
-            std::this_thread::sleep_for(20ms);
-            released = true;
-            gate.release();
-        });
-        EXPECT_EQ(thread.wait(limit), 2u) << limit;
-        EXPECT_TRUE(released) << limit;
-        releaser.join();
+        auto waited = owner.post([&] { return thread.wait(limit); });
+        ASSERT_TRUE(helpers::waitUntilAsleep(owner.tid()));
+        EXPECT_EQ(waited.wait_for(0s), std::future_status::timeout);
+        gate.release();
+        EXPECT_EQ(waited.get(), 2u);
     }
 }
 
@@ -174,17 +175,15 @@ TEST(Thread, DeliberateWaitAfter2FailsWithInvalidArgument) {
 }
 
 TEST(Thread, DestructorWaitsForTheFunction) {
-    std::atomic<bool> finished = false;
-    {
-        Thread thread;
-        thread.start(
-            [&](void*) {
-                std::this_thread::sleep_for(30ms);
-                finished = true;
-            },
-            nullptr);
-    }
-    EXPECT_TRUE(finished);
+    Gate gate;
+    helpers::Actor owner;
+    auto thread = std::make_unique<Thread>();
+    thread->start(gate.function(), nullptr);
+    auto destroyed = owner.post([&] { thread.reset(); });
+    ASSERT_TRUE(helpers::waitUntilAsleep(owner.tid()));
+    EXPECT_EQ(destroyed.wait_for(0s), std::future_status::timeout);
+    gate.release();
+    destroyed.get();
 }
 
 TEST(Thread, FunctionIsReleasedWhenItsThreadWasJoined) {

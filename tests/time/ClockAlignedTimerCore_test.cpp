@@ -1,9 +1,9 @@
-#include <functional>
-#include <mutex>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "CoreFixture.h"
 #include "helpers/faults/FakeClock.h"
 #include "time/ClockAlignedTimerCore.h"
 
@@ -19,64 +19,7 @@ using System = FakeClock::System;
 constexpr auto kDay = std::chrono::nanoseconds(24h);
 constexpr System kMidnight(20000 * kDay);
 
-/// An aligned timer by a clock of the test's, which keeps the boundaries it was called with.
-class Fixture {
-  public:
-    Fixture(System now, milliseconds period, Recurrence recurrence = Recurrence::Recurrent,
-            std::function<void(Fixture&)> duringCall = {},
-            ClockAlignedTimerCore::Origin origin = {})
-        : clock(now),
-          timer(
-              [this, duringCall](System boundary) {
-                  {
-                      const std::lock_guard lock(mutex_);
-                      fired_.push_back(boundary);
-                  }
-                  if (duringCall) {
-                      duringCall(*this);
-                  }
-              },
-              period, std::move(origin), recurrence, clock) {
-        EXPECT_TRUE(clock.settled());
-    }
-
-    [[nodiscard]] std::vector<System> fired() {
-        const std::lock_guard lock(mutex_);
-        return fired_;
-    }
-    void start() {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.start(lock);
-    }
-    void stop() {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.stop(lock);
-    }
-    void reload() {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.reload(lock);
-    }
-    void setPeriod(milliseconds period) {
-        ClockAlignedTimerCore::Lock lock(timer.mutex());
-        timer.setPeriod(period, lock);
-    }
-    [[nodiscard]] bool started() {
-        return clock.settledAfter([&] { start(); });
-    }
-    [[nodiscard]] bool advance(std::chrono::nanoseconds duration) {
-        return clock.settledAfterAdvancing(duration);
-    }
-
-    FakeClock clock;
-
-  private:
-    std::mutex mutex_;
-    std::vector<System> fired_;  // guarded by mutex_
-
-  public:
-    ClockAlignedTimerCore timer;
-};
-
+using Fixture = helpers::CoreFixture<ClockAlignedTimerCore, System>;
 using Boundaries = std::vector<System>;
 
 TEST(ClockAlignedTimerCore, IsCreatedDisarmedAndWakesOnceADay) {
@@ -190,17 +133,34 @@ TEST(ClockAlignedTimerCore, StopReloadAndSetPeriodChangeTheAwaitedBoundary) {
     fixture.setPeriod(4s);
     ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
     EXPECT_EQ(fixture.clock.waitingFor(), 9s);
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
     EXPECT_EQ(fixture.clock.waitingFor(), 3s);
     for (const auto period : {0ms, -5ms, milliseconds::min()}) {
         fixture.setPeriod(period);
-        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+        ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
         EXPECT_EQ(fixture.clock.waitingFor(), 1ms);
     }
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.stop(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.stop(); }));
     EXPECT_FALSE(fixture.timer.isRunning());
     ASSERT_TRUE(fixture.advance(1min));
     EXPECT_EQ(fixture.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, WakesItsThreadOnlyForAnEarlierBoundary) {
+    Fixture fixture(kMidnight + 1s, 10s);
+    ASSERT_TRUE(fixture.started());
+    const int before = fixture.clock.waits();
+    for (int i = 0; i < 200; ++i) {
+        fixture.start();
+        fixture.stop();
+        fixture.reload();
+        fixture.start();
+        std::this_thread::yield();
+    }
+    fixture.setPeriod(9s);
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    EXPECT_EQ(fixture.clock.waits(), before + 1);
+    EXPECT_EQ(fixture.clock.waitingFor(), 8s);
 }
 
 TEST(ClockAlignedTimerCore, FollowsAnOriginOfTheCallers) {
@@ -230,6 +190,26 @@ TEST(ClockAlignedTimerCore, NeverWaitsLongerThanADayAtOnce) {
         ASSERT_TRUE(endless.advance(kDay));
     }
     EXPECT_EQ(endless.fired(), Boundaries());
+}
+
+TEST(ClockAlignedTimerCore, PausesBetweenBoundariesOfAnOriginOfAnyAge) {
+    for (const auto origin : {System::min(), System() - 200 * 365 * kDay}) {
+        Fixture fixture(
+            kMidnight + 1h, 10s, Recurrence::Recurrent,
+            [](Fixture& self) {
+                if (self.calls == 100) {
+                    self.stop();
+                }
+            },
+            [origin](System) { return origin; });
+        ASSERT_TRUE(fixture.started());
+        const auto wait = fixture.clock.waitingFor();
+        EXPECT_GT(wait, 0s);
+        EXPECT_LE(wait, 10s);
+        ASSERT_TRUE(fixture.advance(wait));
+        EXPECT_EQ(fixture.calls, 1);
+        EXPECT_EQ(fixture.clock.waitingFor(), 10s);
+    }
 }
 
 TEST(ClockAlignedTimerCore, GoesOnWithoutACallbackAndEndsWhenTerminated) {

@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <latch>
-#include <limits>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -13,6 +13,8 @@
 
 #include <vorn/common/time/ClockAlignedTimer.h>
 
+#include "helpers/Actor.h"
+#include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 
 namespace {
@@ -122,20 +124,6 @@ TEST(ClockAlignedTimer, GivesItsOriginTheCurrentTime) {
     EXPECT_EQ(given, kMidnight + 1h);
 }
 
-TEST(ClockAlignedTimer, SaturatesAtTheEndsOfTheClock) {
-    ClockAlignedTimer early({}, 1h, [](TimePoint) { return TimePoint::min(); });
-    ClockAlignedTimer late({}, 1h, [](TimePoint) { return TimePoint::max(); });
-    ClockAlignedTimer ordinary({}, 1h);
-    std::unique_lock lock(early.mutex());
-    std::unique_lock lateLock(late.mutex());
-    std::unique_lock ordinaryLock(ordinary.mutex());
-    EXPECT_LT(early.getNextTimePoint(TimePoint::max(), lock), TimePoint::max());
-    EXPECT_EQ(late.getNextTimePoint(TimePoint::max(), lateLock), TimePoint::max());
-    EXPECT_LE(late.getNextTimePoint(TimePoint::min(), lateLock), TimePoint::max());
-    EXPECT_EQ(ordinary.getNextTimePoint(TimePoint::max(), ordinaryLock), TimePoint::max());
-    EXPECT_GE(ordinary.getNextTimePoint(TimePoint::min(), ordinaryLock), TimePoint::min());
-}
-
 TEST(ClockAlignedTimer, FiresOnBoundariesOfTheWallClock) {
     struct Call {
         TimePoint boundary;
@@ -190,19 +178,21 @@ TEST(ClockAlignedTimer, OneShotFiresOnceAndItsOperationsCombineUnderItsMutex) {
 
 TEST(ClockAlignedTimer, DestructionWaitsForTheCallback) {
     std::latch called(1);
-    std::atomic<bool> finished = false;
-    {
-        ClockAlignedTimer timer(
-            [&](TimePoint) {
-                called.count_down();
-                std::this_thread::sleep_for(20ms);
-                finished = true;
-            },
-            1ms, {}, Recurrence::OneShot);
-        timer.start();
-        called.wait();
-    }
-    EXPECT_TRUE(finished);
+    std::latch released(1);
+    helpers::Actor owner;
+    auto timer = std::make_unique<ClockAlignedTimer>(
+        [&](TimePoint) {
+            called.count_down();
+            released.wait();
+        },
+        1ms, ClockAlignedTimer::Origin(), Recurrence::OneShot);
+    timer->start();
+    called.wait();
+    auto destroyed = owner.post([&] { timer.reset(); });
+    ASSERT_TRUE(helpers::waitUntilAsleep(owner.tid()));
+    EXPECT_EQ(destroyed.wait_for(0s), std::future_status::timeout);
+    released.count_down();
+    destroyed.get();
 }
 
 TEST(ClockAlignedTimer, MayBeUsedByItsCallbackWhileItIsBeingDestroyed) {

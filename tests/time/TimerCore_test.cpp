@@ -1,9 +1,10 @@
-#include <atomic>
-#include <functional>
 #include <limits>
+#include <stdexcept>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "CoreFixture.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/FakeClock.h"
 #include "time/TimerCore.h"
@@ -19,51 +20,7 @@ using vorn::common::time::UnixTime;
 
 constexpr auto kDay = std::chrono::nanoseconds(24h);
 
-/// A timer by a clock of the test's, which counts its calls.
-class Fixture {
-  public:
-    explicit Fixture(milliseconds period, Recurrence recurrence = Recurrence::Recurrent,
-                     std::function<void(Fixture&)> duringCall = {})
-        : timer(
-              [this, duringCall] {
-                  ++calls;
-                  if (duringCall) {
-                      duringCall(*this);
-                  }
-              },
-              period, recurrence, clock) {
-        EXPECT_TRUE(clock.settled());
-    }
-
-    void start() {
-        TimerCore::Lock lock(timer.mutex());
-        timer.start(lock);
-    }
-    void stop() {
-        TimerCore::Lock lock(timer.mutex());
-        timer.stop(lock);
-    }
-    void reload() {
-        TimerCore::Lock lock(timer.mutex());
-        timer.reload(lock);
-    }
-    void setPeriod(milliseconds period) {
-        TimerCore::Lock lock(timer.mutex());
-        timer.setPeriod(period, lock);
-    }
-
-    /// Starts and waits until the timer's thread sleeps.
-    [[nodiscard]] bool started() {
-        return clock.settledAfter([&] { start(); });
-    }
-    [[nodiscard]] bool advance(std::chrono::nanoseconds duration) {
-        return clock.settledAfterAdvancing(duration);
-    }
-
-    FakeClock clock;
-    std::atomic<int> calls = 0;
-    TimerCore timer;
-};
+using Fixture = helpers::CoreFixture<TimerCore>;
 
 TEST(TimerCore, IsCreatedDisarmedAndWakesOnceADay) {
     Fixture fixture(10ms);
@@ -136,7 +93,7 @@ TEST(TimerCore, StartsAnewFromTheMomentOfStart) {
     ASSERT_TRUE(fixture.started());
     EXPECT_EQ(fixture.clock.waitingFor(), 1000ms);
     ASSERT_TRUE(fixture.advance(600ms));
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.stop(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.stop(); }));
     EXPECT_FALSE(fixture.timer.isRunning());
     EXPECT_EQ(fixture.clock.waitingFor(), kDay);
     ASSERT_TRUE(fixture.advance(600ms));
@@ -153,10 +110,10 @@ TEST(TimerCore, ReloadMovesTheDeadlineOfAnArmedTimerOnly) {
     EXPECT_FALSE(fixture.timer.isRunning());
     ASSERT_TRUE(fixture.started());
     ASSERT_TRUE(fixture.advance(700ms));
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
     EXPECT_EQ(fixture.clock.waitingFor(), 1000ms);
     EXPECT_TRUE(fixture.timer.isRunning());
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.stop(); }));
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.stop(); }));
     fixture.reload();
     ASSERT_TRUE(fixture.advance(2000ms));
     EXPECT_EQ(fixture.calls, 0);
@@ -176,9 +133,41 @@ TEST(TimerCore, SetPeriodStoresAtLeastTheMinimumAndDoesNotRearm) {
         fixture.setPeriod(row.given);
         ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
         EXPECT_EQ(fixture.clock.waitingFor(), 1000ms);
-        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+        ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
         EXPECT_EQ(fixture.clock.waitingFor(), row.stored);
     }
+}
+
+TEST(TimerCore, WakesItsThreadOnlyForAnEarlierDeadline) {
+    Fixture fixture(1000ms);
+    ASSERT_TRUE(fixture.started());
+    const int before = fixture.clock.waits();
+    for (int i = 0; i < 200; ++i) {
+        fixture.start();
+        fixture.stop();
+        fixture.reload();
+        fixture.start();
+        std::this_thread::yield();
+    }
+    fixture.setPeriod(999ms);
+    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.reload(); }));
+    EXPECT_EQ(fixture.clock.waits(), before + 1);
+    EXPECT_EQ(fixture.clock.waitingFor(), 999ms);
+    ASSERT_TRUE(fixture.advance(999ms));
+    EXPECT_EQ(fixture.calls, 1);
+}
+
+TEST(TimerCore, FiresByTheLatestStartAlthoughItsThreadSleptForAnEarlierOne) {
+    Fixture fixture(1000ms, Recurrence::OneShot);
+    ASSERT_TRUE(fixture.started());
+    ASSERT_TRUE(fixture.advance(600ms));
+    fixture.stop();
+    fixture.start();
+    ASSERT_TRUE(fixture.advance(400ms));
+    EXPECT_EQ(fixture.calls, 0);
+    EXPECT_EQ(fixture.clock.waitingFor(), 600ms);
+    ASSERT_TRUE(fixture.advance(600ms));
+    EXPECT_EQ(fixture.calls, 1);
 }
 
 TEST(TimerCore, IsNotDisturbedByTheWallClock) {
@@ -311,7 +300,7 @@ TEST(TimerCore, SchedulesAtAnInstantByWholeSeconds) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Fixture fixture(123ms, Recurrence::OneShot);
-        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.timer.scheduleAt(row.when); }));
+        ASSERT_TRUE(fixture.settledAfter([&] { fixture.timer.scheduleAt(row.when); }));
         EXPECT_TRUE(fixture.timer.isRunning());
         std::chrono::nanoseconds left = row.delay;
         for (int day = 0; left > kDay && day < 400; ++day, left -= kDay) {
@@ -336,16 +325,16 @@ TEST(TimerCore, SchedulesWithoutDelayWhenTheClockPassesTheInstantMeanwhile) {
             wall += 10s;
         }
     });
-    ASSERT_TRUE(fixture.clock.settledAfter(
-        [&] { fixture.timer.scheduleAt(UnixTime::fromSeconds(kNow + 5)); }));
+    ASSERT_TRUE(
+        fixture.settledAfter([&] { fixture.timer.scheduleAt(UnixTime::fromSeconds(kNow + 5)); }));
     EXPECT_EQ(readings, 2);
     EXPECT_EQ(fixture.clock.waitingFor(), 1ms);
 }
 
 TEST(TimerCore, DeliberatelyKeepsTheDelayOfScheduleAtAsItsPeriod) {
     Fixture fixture(1000ms, Recurrence::OneShot);
-    ASSERT_TRUE(fixture.clock.settledAfter(
-        [&] { fixture.timer.scheduleAt(UnixTime::fromSeconds(kNow + 5)); }));
+    ASSERT_TRUE(
+        fixture.settledAfter([&] { fixture.timer.scheduleAt(UnixTime::fromSeconds(kNow + 5)); }));
     ASSERT_TRUE(fixture.advance(5000ms));
     ASSERT_TRUE(fixture.started());
     EXPECT_EQ(fixture.clock.waitingFor(), 5000ms);

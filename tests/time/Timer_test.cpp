@@ -4,6 +4,7 @@
 #include <atomic>
 #include <latch>
 #include <memory>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -63,16 +64,14 @@ TEST(Timer, OneShotFiresOnce) {
 }
 
 TEST(Timer, SleepsWhileItWaits) {
-    std::atomic<bool> fired = false;
-    Timer timer([&] { fired = true; }, 400ms, Recurrence::OneShot);
+    std::binary_semaphore fired(0);
+    Timer timer([&] { fired.release(); }, 400ms, Recurrence::OneShot);
     timer.start();
     timespec before{};
     timespec after{};
     ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
     const auto start = Steady::now();
-    while (!fired) {
-        std::this_thread::sleep_for(50ms);
-    }
+    fired.acquire();
     const auto waited = Steady::now() - start;
     ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
     const auto used = std::chrono::seconds(after.tv_sec - before.tv_sec) +
@@ -146,30 +145,27 @@ TEST(Timer, SchedulesAtAnInstant) {
 TEST(Timer, TerminateAndDestructionWaitForTheCallback) {
     for (const bool terminate : {true, false}) {
         std::latch called(1);
-        std::atomic<bool> ending = false;
-        std::atomic<bool> finished = false;
+        std::latch released(1);
         helpers::Actor ender;
         auto timer = std::make_unique<Timer>(
             [&] {
                 called.count_down();
-                while (!ending) {
-                    std::this_thread::yield();
-                }
-                std::this_thread::sleep_for(20ms);
-                finished = true;
+                released.wait();
             },
             1ms, Recurrence::OneShot);
         timer->start();
         called.wait();
-        ender.run([&] {
-            ending = true;
+        auto ended = ender.post([&] {
             if (terminate) {
                 timer->terminate();
             } else {
                 timer.reset();
             }
         });
-        EXPECT_TRUE(finished);
+        ASSERT_TRUE(helpers::waitUntilAsleep(ender.tid()));
+        EXPECT_EQ(ended.wait_for(0s), std::future_status::timeout);
+        released.count_down();
+        ended.get();
     }
 }
 
@@ -204,7 +200,7 @@ TEST(Timer, DoesNothingOnceTerminated) {
     const int before = calls;
     timer.terminate();
     timer.start();
-    std::this_thread::sleep_for(20ms);
+    EXPECT_FALSE(timer.isRunning());
     EXPECT_EQ(calls, before);
 }
 

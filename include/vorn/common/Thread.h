@@ -56,6 +56,7 @@ class VORN_GW_COMMON_EXPORT Thread {
     ///
     /// Throws std::system_error when the system has no further thread.
     /// Deliberate: the object then stays marked as started, so later starts are ignored.
+    /// Throws std::bad_alloc when out of memory, nothing changed: it may be started again.
     void start(std::function<void(void*)> function, void* arg);
 
     /// The same with `runnable.run(arg)`. The runnable is referenced, not copied.

@@ -2,8 +2,8 @@
 
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -66,7 +66,8 @@ class VORN_GW_COMMON_EXPORT ThreadPool {
     /// The number of queued tasks, and of workers that run one.
     [[nodiscard]] std::pair<std::size_t, std::size_t> tasks() const;
 
-    /// Discards the tasks that no worker has taken. They are destroyed without the mutex.
+    /// Discards the tasks that no worker has taken, and notifies stateChanged(). They are destroyed
+    /// without the mutex. Needs no memory, and neither does the destructor.
     void clearQueue();
 
     /// Appends a task and wakes at most one worker. An empty one is taken and skipped.
@@ -83,13 +84,14 @@ class VORN_GW_COMMON_EXPORT ThreadPool {
 
   private:
     using Task = std::function<void()>;
+    struct Queue;
 
     void startWorkers(std::size_t count);
     void _workerJob();
 
     std::vector<std::thread> workers_;
     std::vector<std::thread::id> workerIds_;  // join() changes a thread's own id
-    std::deque<Task> queue_;                  // guarded by mutex_
+    std::unique_ptr<Queue> queue_;            // what it points to is guarded by mutex_
     mutable std::mutex mutex_;
     std::condition_variable taskAvailable_;
     mutable std::condition_variable stateChanged_;

@@ -98,12 +98,13 @@ class FakeClock final : public vorn::common::internal::Clock {
         return !move(duration, false) || helpers::waitUntil([&] { return waits() > before; });
     }
 
-  private:
-    int waits() {
+    /// How often the timer's thread has gone to sleep.
+    [[nodiscard]] int waits() {
         const std::lock_guard lock(mutex_);
         return waits_;
     }
 
+  private:
     /// Whether it woke the thread.
     bool move(std::chrono::nanoseconds duration, bool wakeAnyway) {
         std::condition_variable* changed = nullptr;

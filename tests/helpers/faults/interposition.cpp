@@ -275,6 +275,11 @@ VORN_INTERPOSE(pthread_create, int,
     return error != 0 ? error : pthread_createNext(thread, attributes, routine, argument);
 }
 
+VORN_INTERPOSE(pthread_self, pthread_t, ()) {
+    VORN_ASK(pthread_t, .call = Call::pthread_self)
+    return pthread_selfNext();
+}
+
 #define VORN_INTERPOSE_RWLOCK(symbol)                        \
     VORN_INTERPOSE(symbol, int, (pthread_rwlock_t * lock)) { \
         Invocation asked{.call = Call::symbol};              \

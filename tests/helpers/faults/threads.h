@@ -19,4 +19,19 @@ class NoMoreThreads {
     Calls calls_;
 };
 
+/// While it lives this thread has that number for pthread_self, so that one thread can act for
+/// many.
+class ThreadNumber {
+  public:
+    explicit ThreadNumber(unsigned long number) {
+        calls_.hook(Call::pthread_self, [number](Invocation& call) {
+            call.answer = static_cast<long>(number);
+            return 0;
+        });
+    }
+
+  private:
+    Calls calls_;
+};
+
 }  // namespace faults

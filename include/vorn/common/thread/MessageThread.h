@@ -44,7 +44,7 @@ namespace vorn::common::thread {
 /// of the default size (often 8 MB of address space).
 class VORN_GW_COMMON_EXPORT MessageThread {
   public:
-    /// Does not start the thread.
+    /// Does not start the thread. Throws std::bad_alloc when out of memory.
     explicit MessageThread(std::function<void(const Message&)> handler);
 
     /// As terminate(); waits for the handler. Messages still queued are dropped.
@@ -54,7 +54,8 @@ class VORN_GW_COMMON_EXPORT MessageThread {
     MessageThread& operator=(const MessageThread&) = delete;
 
     /// Starts the thread; does nothing when it is started. Messages sent before are handled first.
-    /// Throws std::system_error when the thread cannot be created; it is not started then.
+    /// Throws std::system_error when the thread cannot be created, and std::bad_alloc when out of
+    /// memory; it is not started then.
     /// Deliberate: while a former thread has not been joined, the process ends.
     void start();
 
@@ -65,7 +66,7 @@ class VORN_GW_COMMON_EXPORT MessageThread {
     void sendMessage(Message&& message);
     void sendMessage(const Message& message);
 
-    /// Requests the end; does not wait. Does nothing unless started.
+    /// Requests the end; does not wait. Does nothing unless started. Needs no memory.
     void terminate();
 
     /// Waits until the thread has ended after somebody's terminate().

@@ -27,7 +27,7 @@ namespace vorn::common::time {
 /// Deliberate: a wall clock set forward is noticed at the monotonic deadline, when the boundary
 /// would have come without the change.
 ///
-/// States are those of Timer: disarmed, armed, terminated.
+/// States are those of Timer: disarmed, armed, terminated; a terminated one stays disarmed.
 ///
 /// Threads: as for Timer. The origin function runs under the timer's mutex, so it must not use the
 /// timer. Callback and origin must not throw (that ends the process); the callback must neither
@@ -56,7 +56,7 @@ class VORN_GW_COMMON_EXPORT ClockAlignedTimer {
     ClockAlignedTimer& operator=(const ClockAlignedTimer&) = delete;
 
     /// The start of the UTC day of `t`, before 1970 too. The default origin.
-    [[nodiscard]] static TimePoint Midnight(TimePoint t);
+    [[nodiscard]] static TimePoint Midnight(TimePoint t) noexcept;
 
     /// The boundary for which a timer started at `now` would wait: origin + k * period with
     /// k = (now - origin, in whole milliseconds) / period, rounded toward zero, + 1. That is the
@@ -84,7 +84,7 @@ class VORN_GW_COMMON_EXPORT ClockAlignedTimer {
     void setPeriod(std::chrono::milliseconds period, std::unique_lock<std::mutex>& lock);
 
     /// Whether the timer is armed. Takes no lock: a caller that holds mutex() may ask too.
-    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isRunning() const noexcept;
 
     /// Ends the thread for good, after a callback that is running. Later calls do nothing; of two
     /// concurrent calls the second returns at once.

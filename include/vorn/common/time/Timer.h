@@ -35,6 +35,8 @@ namespace vorn::common::time {
 /// |            |                            |           |                 | disarmed before it |
 /// | terminated | no effect                  | no effect | no effect       | -                  |
 ///
+/// A terminated timer stays disarmed: isRunning() is false, also after start().
+///
 /// Threads: everything may be called from any thread, and start, stop, restart and scheduleAt from
 /// the callback too. The callback runs without the timer's mutex. It must not throw (that ends the
 /// process), and must neither terminate nor destroy its own timer (that would wait for itself).
@@ -86,7 +88,7 @@ class VORN_GW_COMMON_EXPORT Timer {
     void scheduleAt(const UnixTime& when);
 
     /// Whether the timer is armed. Takes no lock: a caller that holds mutex() may ask too.
-    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isRunning() const noexcept;
 
     /// Ends the thread for good, after a callback that is running. Later calls do nothing.
     /// Deliberate: of two concurrent calls the second returns at once, before the thread has ended.
