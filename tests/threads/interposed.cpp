@@ -24,6 +24,8 @@ thread_local long allocationsLeft = std::numeric_limits<long>::max();
 thread_local int lockError = 0;
 thread_local int lockFailures = 0;
 
+thread_local unsigned long threadNumber = 0;
+
 thread_local bool cpuClockStands = false;
 thread_local std::chrono::milliseconds cpuTime;
 thread_local std::vector<std::chrono::nanoseconds> sleeps;
@@ -84,6 +86,14 @@ int readWriteLockFailuresLeft() {
     return lockFailures;
 }
 
+ThreadNumber::ThreadNumber(unsigned long number) {
+    threadNumber = number;
+}
+
+ThreadNumber::~ThreadNumber() {
+    threadNumber = 0;
+}
+
 CpuClock::CpuClock() {
     cpuClockStands = true;
     cpuTime = std::chrono::seconds(1);
@@ -132,6 +142,11 @@ extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
 extern "C" int pthread_rwlock_trywrlock(pthread_rwlock_t* lock) noexcept {
     static const auto function = next<LockFunction>("pthread_rwlock_trywrlock");
     return lockUnlessFailing(function, lock);
+}
+
+extern "C" pthread_t pthread_self() noexcept {
+    static const auto self = next<pthread_t()>("pthread_self");
+    return threadNumber != 0 ? static_cast<pthread_t>(threadNumber) : self();
 }
 
 extern "C" int sched_yield() noexcept {

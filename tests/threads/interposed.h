@@ -36,6 +36,16 @@ void failReadWriteLocks(int error, int times);
 /// How many of those failures are still to come.
 [[nodiscard]] int readWriteLockFailuresLeft();
 
+/// While it lives this thread has that number for pthread_self, so that one thread can act for
+/// many.
+class ThreadNumber {
+  public:
+    explicit ThreadNumber(unsigned long number);
+    ~ThreadNumber();
+    ThreadNumber(const ThreadNumber&) = delete;
+    ThreadNumber& operator=(const ThreadNumber&) = delete;
+};
+
 /// While it lives this thread's CPU time stands still but for advance(), and its sleeps are only
 /// written down.
 class CpuClock {
