@@ -222,9 +222,9 @@ TEST(RecursiveSharedMutex, WorksWithTheStandardLocks) {
     mutex.unlock();
 }
 
-TEST(RecursiveSharedMutex, AllocatesOnlyWhenMoreThreadsReadThanEverBefore) {
+TEST(RecursiveSharedMutex, AllocatesOnlyWhenMoreThanEightThreadsReadAndMoreThanEverBefore) {
     RecursiveSharedMutex mutex;
-    std::vector<Actor> readers(3);
+    std::vector<Actor> readers(11);
     const auto readTogether = [&] {
         std::size_t allocated = 0;
         for (auto& reader : readers) {

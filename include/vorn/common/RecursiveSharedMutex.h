@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <thread>
 
 #include <vorn/common/export.h>
 
@@ -54,7 +56,9 @@ namespace vorn::common {
 /// Lifetime: a thread may destroy the mutex as soon as it has the last lock and released it, even
 /// while the unlock that let it in has not returned yet.
 /// Not guaranteed: an order of entry; a stream of readers can keep a writer waiting for ever.
-/// Taking a lock allocates memory only when more threads read at once than ever before.
+/// Cost: a lock that nobody contends for takes no system call and no common lock; up to eight
+/// reading threads do not disturb each other. Each object takes about 900 bytes. Taking a lock
+/// allocates memory only when more than eight threads read at once, and more than ever before.
 class VORN_GW_COMMON_EXPORT RecursiveSharedMutex {
   public:
     RecursiveSharedMutex() = default;
@@ -71,26 +75,53 @@ class VORN_GW_COMMON_EXPORT RecursiveSharedMutex {
     void unlock_shared();
 
   private:
-    using ThreadId = std::thread::id;
+    /// A thread, with marks in its low bits; 0 is nobody.
+    using Holder = std::uintptr_t;
+    enum class Entry { Taken, Refused, Unclear };
 
-    [[nodiscard]] bool isOwner(ThreadId self) const;
-    [[nodiscard]] bool canBeginUniqueLock(ThreadId self) const;
-    [[nodiscard]] bool canShare(ThreadId self) const;
-    void increaseUniqueLocks();
-    void beginUniqueLock(ThreadId self);
-    void takeUniqueLock(ThreadId self);
-    void decreaseUniqueLocks(ThreadId self);
-    void increaseSharedLocks(ThreadId self);
-    void decreaseSharedLocks(ThreadId self);
+    /// A place for one reading thread, on a cache line of its own.
+    struct alignas(64) Slot {
+        std::atomic<Holder> reader = 0;
+        std::uint32_t locks = 0;  // used by that thread alone
+    };
 
-    std::uint32_t uniqueLocks_ = 0;  // guarded by mutex_
-    ThreadId uniqueOwner_;           // guarded by mutex_; meaningful while uniqueLocks_ is not 0
+    [[nodiscard]] bool isOwner(Holder self) const noexcept;
+    [[nodiscard]] bool isClosed() const noexcept;
+    [[nodiscard]] Entry tryOwn(Holder self) noexcept;
+    [[nodiscard]] Entry tryShare(Holder self) noexcept;
+    void waitToOwn(Holder self);
+    void waitToShare(Holder self);
+
+    [[nodiscard]] Slot& homeOf(Holder self) noexcept;
+    [[nodiscard]] Slot* slotOf(Holder self) noexcept;
+    [[nodiscard]] Slot* claimSlot(Holder self, Holder marks) noexcept;
+    void forgetSlot(Slot& slot, Holder self) noexcept;
+
+    // For callers that hold mutex_.
+    [[nodiscard]] Holder close() noexcept;
+    void open() noexcept;
+    [[nodiscard]] bool mustStayClosed() const noexcept;
+    [[nodiscard]] bool isSharing(Holder self) noexcept;
+    [[nodiscard]] bool othersShare(Holder self, bool watch) noexcept;
+    [[nodiscard]] std::size_t sharingThreads() noexcept;
+    void addSharedLock(Holder self);
+    void addToMap(Holder self);
+    void unlockSharedInMap(Holder self);
+    void wakeAfterSharedUnlock() noexcept;
+
+    static constexpr std::size_t kSlots = 8;
+
+    alignas(64) std::atomic<Holder> owner_ = 0;
+    std::uint32_t uniqueLocks_ = 0;             // used by the owner alone
+    std::atomic<std::uint32_t> displaced_ = 0;  // threads in a slot that is not their home
+    std::array<Slot, kSlots> slots_;
+    std::mutex mutex_;
     std::condition_variable readers_;
     std::condition_variable writers_;
     std::condition_variable upgraders_;
-    std::mutex mutex_;
-    std::map<ThreadId, std::uint32_t> sharedLocks_;      // guarded by mutex_; no count is 0
-    std::multimap<ThreadId, std::uint32_t> spareNodes_;  // guarded by mutex_
+    std::uint32_t waiting_ = 0;                        // guarded by mutex_
+    std::map<Holder, std::uint32_t> overflow_;         // guarded by mutex_; no count is 0
+    std::multimap<Holder, std::uint32_t> spareNodes_;  // guarded by mutex_
 };
 
 }  // namespace vorn::common

@@ -1,0 +1,266 @@
+// What must hold while several threads enter and leave at once.
+
+#include <atomic>
+#include <barrier>
+#include <latch>
+#include <mutex>
+#include <shared_mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/RecursiveSharedMutex.h>
+
+#include "helpers/Actor.h"
+#include "helpers/environment.h"
+#include "helpers/faults/allocation.h"
+
+namespace {
+
+using vorn::common::RecursiveSharedMutex;
+
+constexpr int kRounds = helpers::kSlow ? 2'000 : 20'000;
+
+TEST(RecursiveSharedMutexRace, OneOfTwoThatTryAtOnceEnters) {
+    struct Row {
+        bool firstExclusive;
+        bool secondExclusive;
+        bool bothMayEnter;
+    };
+    for (const auto& row :
+         {Row{true, true, false}, Row{true, false, false}, Row{false, false, true}}) {
+        SCOPED_TRACE(testing::Message() << row.firstExclusive << row.secondExclusive);
+        RecursiveSharedMutex mutex;
+        std::barrier step(2);
+        std::atomic<int> entered = 0;
+        int failures = 0;
+        const auto act = [&](bool exclusive, bool judges) {
+            for (int round = 0; round < kRounds; ++round) {
+                step.arrive_and_wait();
+                const bool enters = exclusive ? mutex.try_lock() : mutex.try_lock_shared();
+                entered += enters ? 1 : 0;
+                step.arrive_and_wait();
+                if (judges) {
+                    const int count = entered.exchange(0);
+                    failures += count == (row.bothMayEnter ? 2 : 1) ? 0 : 1;
+                }
+                if (enters) {
+                    exclusive ? mutex.unlock() : mutex.unlock_shared();
+                }
+            }
+        };
+        std::thread second(act, row.secondExclusive, false);
+        act(row.firstExclusive, true);
+        second.join();
+        EXPECT_EQ(failures, 0);
+    }
+}
+
+TEST(RecursiveSharedMutexRace, ALockHandedOnWithoutAGapIsAlwaysSeen) {
+    RecursiveSharedMutex mutex;
+    std::atomic<bool> done = false;
+    std::latch held(1);
+    std::barrier handOver(2);
+    // Two readers take turns; each takes the lock before the other gives it back.
+    const auto hold = [&](bool begins) {
+        if (begins) {
+            mutex.lock_shared();
+            held.count_down();
+        }
+        for (int round = 0; round < kRounds / 10; ++round) {
+            const bool takes = (round % 2 == 0) != begins;
+            if (takes) {
+                mutex.lock_shared();
+            }
+            handOver.arrive_and_wait();
+            if (!takes) {
+                mutex.unlock_shared();
+            }
+        }
+        handOver.arrive_and_wait();
+        if (begins) {
+            done = true;
+        }
+    };
+    std::string wrong;
+    std::thread stranger([&] {
+        held.wait();
+        while (!done) {
+            try {
+                mutex.unlock_shared();
+                wrong = "unlocked";
+            } catch (const std::logic_error& error) {
+                if (!done && error.what() !=
+                                 std::string("Cannot shared-unlock because of the wrong thread")) {
+                    wrong = error.what();
+                }
+            }
+            if (mutex.try_lock()) {
+                wrong = "locked";
+                mutex.unlock();
+            }
+        }
+    });
+    std::thread second(hold, false);
+    hold(true);
+    second.join();
+    stranger.join();
+    EXPECT_EQ(wrong, "");
+    mutex.unlock_shared();
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+}
+
+/// All operations by many threads; shared data is guarded by the mutex alone, which the thread
+/// sanitizer checks too.
+void mix(int threads, int rounds) {
+    RecursiveSharedMutex mutex;
+    long first = 0;
+    long second = 0;
+    std::atomic<long> writes = 0;
+    std::atomic<int> torn = 0;
+    const auto write = [&] {
+        ++first;
+        ++second;
+        ++writes;
+    };
+    const auto read = [&] { torn += first != second ? 1 : 0; };
+    std::vector<std::thread> actors;
+    for (int id = 0; id < threads; ++id) {
+        actors.emplace_back([&, id] {
+            for (int i = 0; i < rounds; ++i) {
+                switch ((i * 7 + id) % 8) {
+                    case 0: {
+                        const std::unique_lock writing(mutex);
+                        const std::shared_lock reading(mutex);
+                        write();
+                        break;
+                    }
+                    case 1: {
+                        const std::unique_lock writing(mutex, std::try_to_lock);
+                        if (writing) {
+                            const std::unique_lock again(mutex);
+                            write();
+                        }
+                        break;
+                    }
+                    case 2: {
+                        const std::shared_lock reading(mutex);
+                        const std::unique_lock upgrade(mutex, std::try_to_lock);
+                        upgrade ? write() : read();
+                        break;
+                    }
+                    case 3: {
+                        std::unique_lock writing(mutex);
+                        write();
+                        const std::shared_lock reading(mutex);
+                        writing.unlock();
+                        read();
+                        break;
+                    }
+                    case 4: {
+                        const std::shared_lock reading(mutex, std::try_to_lock);
+                        if (reading) {
+                            read();
+                        }
+                        break;
+                    }
+                    default: {
+                        const std::shared_lock reading(mutex);
+                        const std::shared_lock again(mutex);
+                        read();
+                        if (i % 16 == 0) {
+                            std::this_thread::yield();
+                        }
+                    }
+                }
+            }
+        });
+    }
+    for (auto& actor : actors) {
+        actor.join();
+    }
+    EXPECT_EQ(torn, 0);
+    EXPECT_EQ(first, writes);
+    EXPECT_EQ(second, writes);
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+}
+
+TEST(RecursiveSharedMutexRace, KeepsWhatItGuardsWholeForFewAndForManyThreads) {
+    for (const int threads : {2, 3, 8, 20}) {
+        SCOPED_TRACE(threads);
+        mix(threads, kRounds / threads);
+    }
+}
+
+TEST(RecursiveSharedMutexRace, AnOwnersSharedLockThatOutlivesTheExclusiveOneWakesAWriter) {
+    for (int round = 0; round < kRounds / 100; ++round) {
+        RecursiveSharedMutex mutex;
+        std::latch locked(1);
+        std::thread owner([&] {
+            mutex.lock();
+            mutex.lock_shared();
+            locked.count_down();
+            mutex.unlock();
+            std::this_thread::yield();
+            mutex.unlock_shared();
+        });
+        locked.wait();
+        mutex.lock();
+        mutex.unlock();
+        owner.join();
+    }
+}
+
+TEST(RecursiveSharedMutexRace, MoreReadersThanSlotsLeaveAWriterAlone) {
+    RecursiveSharedMutex mutex;
+    std::vector<helpers::Actor> readers(12);
+    for (int round = 0; round < 20; ++round) {
+        for (auto& reader : readers) {
+            reader.run([&] { mutex.lock_shared(); });
+        }
+        EXPECT_FALSE(mutex.try_lock());
+        std::atomic<bool> entered = false;
+        std::thread writer([&] {
+            mutex.lock();
+            entered = true;
+            mutex.unlock();
+        });
+        for (auto& reader : readers) {
+            EXPECT_FALSE(entered);
+            reader.run([&] { mutex.unlock_shared(); });
+        }
+        writer.join();
+    }
+}
+
+TEST(RecursiveSharedMutexRace, ARefusedReaderLeavesNothingBehind) {
+    RecursiveSharedMutex mutex;
+    std::vector<helpers::Actor> readers(8);
+    helpers::Actor ninth;
+    for (auto& reader : readers) {
+        reader.run([&] { mutex.lock_shared(); });
+    }
+    for (const bool waits : {true, false}) {
+        EXPECT_TRUE(ninth.run([&] {
+            const faults::NoMemory shortage;
+            try {
+                waits ? mutex.lock_shared() : static_cast<void>(mutex.try_lock_shared());
+                return false;
+            } catch (const std::bad_alloc&) {
+                return true;
+            }
+        }));
+    }
+    for (auto& reader : readers) {
+        reader.run([&] { mutex.unlock_shared(); });
+    }
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+}
+
+}  // namespace
