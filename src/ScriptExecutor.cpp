@@ -1,15 +1,16 @@
 #include "vorn/common/ScriptExecutor.h"
 
-#include <signal.h>
-
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <ostream>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 
 #include "posix/BlockedSignals.h"
+#include "posix/Child.h"
 #include "posix/ExecImage.h"
-#include "posix/childEnd.h"
 #include "posix/startChild.h"
 
 namespace vorn::common {
@@ -20,27 +21,43 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kLongestLook{1};
 constexpr int kNoExitStatus = -1;
 
-/// Keeps signalling and reaping of the default routine's processes apart. Held for one system call.
+/// Keeps signalling and reaping of the default routine's processes apart; guards `child` of their
+/// contexts from the moment they are killable. Held for one system call. One for all executors,
+/// because the routine knows its context only.
 constinit std::mutex reapMutex;
 
+/// Starts the script of a context and shows the child to the executor; none when that fails, also
+/// for lack of memory.
+internal::Child startScript(ScriptContext& context) {
+    const Script& script = context.request.script;
+    try {
+        const auto command = internal::commandIn(
+            script.cgroups, {script.cgroups ? "sh" : "/bin/sh", "-c", script.content});
+        internal::ChildPlan plan;
+        plan.root = internal::rootOf(script.chroot);
+        return internal::startChild(plan, internal::ExecImage(command, script.environment));
+    } catch (const std::exception&) {
+        return internal::Child();
+    }
+}
+
 int defaultScriptRoutine(ScriptContext* context) {
-    const Script& script = context->request.script;
     context->killable = false;
-    const auto command = internal::commandIn(
-        script.cgroups, {script.cgroups ? "sh" : "/bin/sh", "-c", script.content});
-    internal::ChildPlan plan;
-    plan.root = internal::rootOf(script.chroot);
-    const pid_t pid = internal::startChild(plan, internal::ExecImage(command, script.environment));
-    context->pid = pid;
-    if (pid < 0) {
+    const internal::Child child = startScript(*context);
+    context->pid = child.id();
+    if (!child) {
         return kNoExitStatus;
     }
+    context->child = &child;
+    // Last: from here on the executor may use the id and the child.
     context->killable = true;
     const internal::BlockedSignals blocked;
-    internal::waitForEnd(pid);
+    child.waitForEnd();
+    // One step for the executor: either the child is there to be killed, or nothing is killed.
     const std::lock_guard lock(reapMutex);
     context->killable = false;
-    return internal::reap(pid).value_or(kNoExitStatus);
+    context->child = nullptr;
+    return child.reap().value_or(kNoExitStatus);
 }
 
 bool isDefault(const ScriptExecutor::Routine& routine) {
@@ -48,10 +65,21 @@ bool isDefault(const ScriptExecutor::Routine& routine) {
     return target != nullptr && *target == &defaultScriptRoutine;
 }
 
+void tellEnd(const ScriptExecutor::ScriptExecutionRequest& request, int result) {
+    if (request.observer) {
+        request.observer->onScriptFinished(request.script, result);
+    }
+}
+
 void killProcess(const ScriptContext& context) {
     const std::lock_guard lock(reapMutex);
-    if (context.killable && context.pid >= 0) {
-        ::kill(context.pid, SIGKILL);
+    if (!context.killable) {
+        return;
+    }
+    if (context.child != nullptr) {
+        context.child->kill();
+    } else if (context.pid >= 0) {
+        internal::killById(context.pid);
     }
 }
 
@@ -180,24 +208,33 @@ void ScriptExecutor::waitForWork() {
 }
 
 void ScriptExecutor::launch(ScriptExecutionRequest request) {
+    static_assert(std::is_nothrow_move_assignable_v<ScriptExecutionRequest>);
     if (findByUuid(contexts_, request.script.uuid) != contexts_.end()) {
         return;
     }
-    ScriptContext& context = *contexts_.emplace_back(std::make_unique<ScriptContext>());
-    context.request = std::move(request);
-    context.started = Clock::now();
-    context.deadline = context.request.timeout.toTimepoint(context.started);
-    context.killable = !isDefault(routine_);
-    context.state = 1;
-    updateCount();
+    // Before the routine runs: its script may ask at once whether there is a free slot.
+    activeContexts_ = contexts_.size() + 1;
+    std::unique_ptr<ScriptContext> context;
     try {
-        context.result =
-            std::async(std::launch::async, [this, &context] { return routine_(&context); });
+        // What can fail comes before the routine starts, so that every context in the list has a
+        // result to wait for, and every routine that runs has a context in the list.
+        contexts_.reserve(contexts_.size() + 1);
+        context = std::make_unique<ScriptContext>();
+        context->request = std::move(request);
+        context->started = Clock::now();
+        context->deadline = context->request.timeout.toTimepoint(context->started);
+        context->killable = !isDefault(routine_);
+        context->state = 1;
+        context->result = std::async(std::launch::async,
+                                     [this, started = context.get()] { return routine_(started); });
+        contexts_.push_back(std::move(context));
+        return;
+    } catch (const std::bad_alloc&) {
     } catch (const std::system_error&) {
-        std::promise<int> failed;
-        context.result = failed.get_future();
-        failed.set_value(kNoExitStatus);
     }
+    // No memory or no further thread.
+    tellEnd(context ? context->request : request, kNoExitStatus);
+    updateCount();
 }
 
 void ScriptExecutor::monitor() {
@@ -210,10 +247,7 @@ void ScriptExecutor::monitor() {
         }
         context.state = 0;
         if (!context.notified) {
-            const int result = context.result.get();
-            if (context.request.observer) {
-                context.request.observer->onScriptFinished(context.request.script, result);
-            }
+            tellEnd(context.request, context.result.get());
         }
         place = contexts_.erase(place);
         updateCount();

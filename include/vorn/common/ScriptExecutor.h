@@ -25,6 +25,10 @@
 
 namespace vorn::common {
 
+namespace internal {
+class Child;
+}
+
 /// One shell script to run in the background.
 struct Script {
     Uuid uuid{};                ///< runs with the same identifier are never active together
@@ -167,6 +171,9 @@ struct ScriptContext {
     /// False while `pid` must not be signalled: the default routine clears it before it starts its
     /// process and once it has reaped it, so that no process with a reused id is hit.
     std::atomic<bool> killable = true;
+    /// The process of the default routine while it is killable, which is then killed instead of
+    /// whatever has the id `pid`.
+    const internal::Child* child = nullptr;
 };
 
 /// Runs the script with /bin/sh -c in a child, inside its root directory and control groups, and

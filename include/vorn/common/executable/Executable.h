@@ -102,7 +102,7 @@ class VORN_GW_COMMON_EXPORT Executable
         /// Duplicates the write ends onto two descriptors; the result is that of the second dup2.
         int dupWriting(int outFd, int errFd);
         /// True when `fd` is one of the four ends; so for -1 as soon as one is closed.
-        [[nodiscard]] bool isOpened(int fd) const;
+        [[nodiscard]] bool isOpened(int fd) const noexcept;
         /// Reads the child's standard output up to its end, i.e. until every write end is closed.
         /// Throws std::overflow_error "reading from pipe caused overflow".
         std::string readFromStdOut() const;
