@@ -40,7 +40,8 @@ Descriptor uselessDescriptor() {
     return Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
 }
 
-/// The ways in which a child can be known. A child runs until it is killed where `code` is negative.
+/// The ways in which a child can be known. A child runs until it is killed where `code` is
+/// negative.
 const struct {
     const char* name;
     Child (*made)(int code);
