@@ -17,7 +17,7 @@ endfunction()
 
 function(vorn_add_test_program name library)
     add_executable(${name} ${ARGN})
-    target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers GTest::gmock
+    target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers vorn-test-faults GTest::gmock
                           GTest::gtest_main)
     vorn_warnings(${name})
     gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 120
