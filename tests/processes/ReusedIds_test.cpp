@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -13,11 +14,14 @@
 
 #include <gtest/gtest.h>
 
+#include <vorn/common/ScriptExecutor.h>
 #include <vorn/common/executable/Executable.h>
 
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 #include "helpers/pidNamespace.h"
 #include "helpers/processes.h"
+#include "processes/ScriptObserver.h"
 
 namespace {
 
@@ -88,21 +92,77 @@ int killLate(Reaper reaper, bool ownGroup) {
     return reaper == Reaper::System || ::waitpid(id, nullptr, 0) == id ? 0 : 5;
 }
 
-TEST(ReusedIds, ATimeLimitHitsNobodyWhoGotTheIdOfTheChild) {
-    VORN_REQUIRE_ROOT();
-    if (helpers::kEmulated) {
-        GTEST_SKIP() << "an emulator has no clone3, which chooses the id of a process";
+/// The routine is slow to notice that its script is gone; meanwhile the deadline passes again and
+/// again. Returns 0 when the stranger that has got the id lives on.
+int killScript(Reaper reaper) {
+    using namespace vorn::common;
+    if (reaper == Reaper::System) {
+        ::signal(SIGCHLD, SIG_IGN);
     }
-    for (const Reaper reaper : {Reaper::System, Reaper::Foreign}) {
-        for (const bool ownGroup : {false, true}) {
-            const auto result =
-                helpers::runInPidNamespace([&](const auto&) { return killLate(reaper, ownGroup); });
-            VORN_REQUIRE_NAMESPACE(result);
-            EXPECT_EQ(result.exitCode, 0)
-                << (reaper == Reaper::System ? "SIGCHLD ignored" : "foreign reaper")
-                << (ownGroup ? ", own group" : "");
+    std::atomic<bool> noticed = false;
+    faults::Calls calls(faults::Threads::All);
+    calls.hook(faults::Call::waitid, [&](const auto& /*call*/) {
+        static_cast<void>(helpers::waitUntil([&] { return noticed.load(); }));
+        return 0;
+    });
+    const helpers::TempDir directory;
+    Script script;
+    script.content = "echo $$ >" + directory.file("pid");
+    Observer observer;
+    ScriptExecutor executor(1, kDefaultScriptRoutine);
+    executor.start();
+    executor.execute(script, &observer, time::SecondsDuration(0));
+    const pid_t id = helpers::pidIn(directory.file("pid"));
+    reaped(id, reaper);
+    helpers::Bystander bystander(id);
+    if (bystander.id() != id) {
+        return 2;
+    }
+    // The second look from here has begun after the stranger.
+    const auto before = observer.timeouts();
+    if (!observer.waitForTimeouts(before + 2)) {
+        return 3;
+    }
+    noticed = true;
+    if (!observer.waitForEnds(1) || observer.texts().back() != " finished -1") {
+        return 6;
+    }
+    if (!bystander.lived()) {
+        return 4;
+    }
+    return reaper == Reaper::System || ::waitpid(id, nullptr, 0) == id ? 0 : 5;
+}
+
+class ReusedIds : public testing::TestWithParam<Reaper> {
+  protected:
+    void SetUp() override {
+        VORN_REQUIRE_ROOT();
+        if (helpers::kEmulated) {
+            GTEST_SKIP() << "an emulator has no clone3, which chooses the id of a process";
         }
     }
+};
+
+INSTANTIATE_TEST_SUITE_P(, ReusedIds, testing::Values(Reaper::System, Reaper::Foreign),
+                         [](const auto& reaper) {
+                             return reaper.param == Reaper::System ? "SigchldIgnored"
+                                                                   : "ForeignReaper";
+                         });
+
+TEST_P(ReusedIds, ATimeLimitHitsNobodyWhoGotTheIdOfTheChild) {
+    for (const bool ownGroup : {false, true}) {
+        const auto result =
+            helpers::runInPidNamespace([&](const auto&) { return killLate(GetParam(), ownGroup); });
+        VORN_REQUIRE_NAMESPACE(result);
+        EXPECT_EQ(result.exitCode, 0) << (ownGroup ? "own group" : "group of the service");
+    }
+}
+
+TEST_P(ReusedIds, ADeadlineHitsNobodyWhoGotTheIdOfTheScript) {
+    const auto result =
+        helpers::runInPidNamespace([&](const auto&) { return killScript(GetParam()); });
+    VORN_REQUIRE_NAMESPACE(result);
+    EXPECT_EQ(result.exitCode, 0);
 }
 
 }  // namespace
