@@ -24,6 +24,9 @@ namespace {
 /// P_PIDFD, which not every C library has.
 constexpr auto kByDescriptor = static_cast<idtype_t>(3);
 
+/// PIDFD_SIGNAL_PROCESS_GROUP.
+constexpr unsigned kWholeGroup = 1U << 2U;
+
 int waitId(pid_t id, const Descriptor& process, siginfo_t& info, int options) noexcept {
     if (process) {
         const int result = retryOnEintr([&] {
@@ -109,13 +112,17 @@ void Child::kill() const noexcept {
     static_cast<void>(signal(SIGKILL));
 }
 
-// The group comes first: as long as its leader has not been killed, its id is unlikely to pass to a
-// stranger between the look and the kill, whoever reaps.
 void Child::killGroup() const noexcept {
-    if (signal(0)) {
-        static_cast<void>(::kill(-id_, SIGKILL));
-        kill();
+    // Only ever means this child's group; from Linux 6.9 on.
+    if (!process_ ||
+        ::syscall(SYS_pidfd_send_signal, process_.get(), SIGKILL, nullptr, kWholeGroup) != 0) {
+        // Before the leader: while that lives, its id does not pass to a stranger between the look
+        // and the kill, whoever reaps.
+        if (signal(0)) {
+            static_cast<void>(::kill(-id_, SIGKILL));
+        }
     }
+    kill();
 }
 
 void killById(pid_t id) noexcept {

@@ -79,6 +79,7 @@ TEST(OldKernels, StartingWaitingAndKillingWorkWithoutProcessDescriptors) {
          {SYS_clone, EINVAL, 0, kClonePidfd, kClonePidfd}},
         {"no wait by descriptor (before 5.4)", {SYS_waitid, EINVAL, 0, ~0U, kWaitByDescriptor}},
         {"no signal by descriptor (before 5.1)", {kPidfdSendSignal, ENOSYS}},
+        {"no signal to a group by descriptor (before 6.9)", {kPidfdSendSignal, EINVAL, 3, ~0U, 4}},
         {"no signal by descriptor (forbidden)", {kPidfdSendSignal, EPERM}},
     };
     for (const auto& row : rows) {
