@@ -81,7 +81,7 @@ struct ScriptContext;
 /// A request is queued, then runs (or is dropped, when its uuid is active), then is collected.
 ///
 /// SIGCHLD must not be ignored, and nothing else in the service may reap the children of the
-/// default routine: their exit status is lost then (-1). From Linux 5.2 on nobody else is ever
+/// default routine: their exit status is lost then (-1). From Linux 5.2 on nobody else is
 /// killed even so.
 ///
 /// Threads: execute, start and terminate may be called from any thread; observers may call execute.
