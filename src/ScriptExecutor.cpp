@@ -60,6 +60,7 @@ int defaultScriptRoutine(ScriptContext* context) {
     return child.reap().value_or(kNoExitStatus);
 }
 
+/// A routine of the caller's has no say in `killable`: its process may be killed from the start.
 bool isDefault(const ScriptExecutor::Routine& routine) {
     const auto target = routine.target<int (*)(ScriptContext*)>();
     return target != nullptr && *target == &defaultScriptRoutine;
@@ -115,6 +116,7 @@ void ScriptExecutor::start() {
     if (running_) {
         return;
     }
+    // A terminate that has cleared the flag and not yet taken the lock.
     stopProcessing();
     running_ = true;
     try {
@@ -139,6 +141,7 @@ void ScriptExecutor::terminate() {
 // the other, so that no two loops ever run.
 void ScriptExecutor::stopProcessing() {
     {
+        // Changed under the lock, or it could come between the loop's look and its wait.
         const std::lock_guard lock(mutex_);
         running_ = false;
     }
@@ -174,6 +177,7 @@ bool ScriptExecutor::execute(const Script& script, IScriptExecutorObserver* obse
 }
 
 void ScriptExecutor::processingLoop() {
+    // An exception that ended an earlier processing has left what it was looking at, result taken.
     std::erase_if(contexts_, [](const auto& context) { return context->state == 0; });
     updateCount();
     while (running_) {
@@ -185,6 +189,7 @@ void ScriptExecutor::processingLoop() {
             waitForWork();
         }
     }
+    // Stated: terminate returns when the scripts have ended. Nobody looks at deadlines any more.
     for (const auto& context : contexts_) {
         if (context->state != 0) {
             context->result.wait();
@@ -197,6 +202,7 @@ std::optional<ScriptExecutor::ScriptExecutionRequest> ScriptExecutor::takeNext()
     if (!running_ || queue_.empty() || maxConcurrent_ <= contexts_.size()) {
         return std::nullopt;
     }
+    // Moved, which cannot fail: a request must not be lost between queue and list.
     std::optional<ScriptExecutionRequest> request(std::move(queue_.front()));
     queue_.pop();
     return request;
@@ -245,6 +251,7 @@ void ScriptExecutor::monitor() {
             ++place;
             continue;
         }
+        // First: after an exception from below, this context must not be looked at again.
         context.state = 0;
         if (!context.notified) {
             tellEnd(context.request, context.result.get());

@@ -147,6 +147,7 @@ void Executable::execAsync(const std::function<void(const IExecutable&)>& onDone
         if (state.status != Idle) {
             throw std::logic_error("already running or done");
         }
+        // Taken at once: of two starts at the same time one is refused before it does anything.
         state.status = Running;
     }
     auto pipes = std::make_shared<Pipes>();
@@ -229,6 +230,7 @@ void Executable::wait() {
         state.onDone(*this);
     }
     if (!ended) {
+        // After the callback, which need not wait until the kernel has taken the child apart.
         const internal::BlockedSignals blocked;
         state.child.waitForEnd();
         static_cast<void>(state.reap());

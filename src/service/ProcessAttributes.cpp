@@ -54,6 +54,7 @@ bool hasMember(const group& entry, const std::string& user) {
 
 std::vector<gid_t> supplementaryGroups(const std::string& user, gid_t primary) {
     std::vector<gid_t> groups;
+    // Not getgrouplist: only this file counts, in its order, and without group 0.
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/group", "re"),
                                                                &std::fclose);
     if (file != nullptr) {
@@ -86,6 +87,7 @@ void enterRootStage(CapabilitySet& set, const std::vector<cap_value_t>& capabili
                     bool ambient) {
     auto needed = capabilities;
     needed.insert(needed.end(), {CAP_SETUID, CAP_SETGID, CAP_CHOWN});
+    // The three are needed for the switch only, so they are not made inheritable below.
     require(set.raise(CAP_PERMITTED, needed), "Failed to set PERMITTED capability flags as root.");
     require(set.raise(CAP_EFFECTIVE, needed), "Failed to set EFFECTIVE capability flags as root.");
     if (ambient && !capabilities.empty()) {
@@ -98,6 +100,7 @@ void enterRootStage(CapabilitySet& set, const std::vector<cap_value_t>& capabili
 void raiseAmbient(const std::vector<cap_value_t>& capabilities) {
     for (const auto capability : capabilities) {
         if (::cap_set_ambient(capability, CAP_SET) != 0) {
+            // The number moves the beginning of the text, which is stated; never out of the text.
             std::string text = "Failed to set AMBIENT capability flags as user for cap ";
             const auto cut = static_cast<std::size_t>(std::max(capability, 0));
             throw ServiceError(text.erase(0, std::min(cut, text.size())));
@@ -116,6 +119,8 @@ void enterUserStage(CapabilitySet& set, const std::vector<cap_value_t>& capabili
         if (ambient) {
             require(set.raise(CAP_INHERITABLE, capabilities),
                     "Failed to set INHERITABLE capability flags as user.");
+            // Of the thread itself, not of the set: inheritable, as the kernel asks, since the root
+            // stage.
             raiseAmbient(capabilities);
         }
     }

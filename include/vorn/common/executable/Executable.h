@@ -46,8 +46,8 @@ namespace vorn::common::executable {
 ///
 /// The service must not ignore SIGCHLD (also not by inheriting that from what started it), and
 /// nothing else in it may reap this child, as waitpid(-1, ...) does: the exit status is lost then,
-/// and the run ends as Aborted. Nobody else is signalled even so: from Linux 5.2 on a child cannot be
-/// mistaken, from 6.9 on its group neither.
+/// and the run ends as Aborted. Nobody else is signalled even so: from Linux 5.2 on a child cannot
+/// be mistaken, from 6.9 on its group neither.
 ///
 /// Threads: status, exit code and output may be read from any thread. `onDone` is called on a
 /// thread of the object, without any lock; an exception that leaves it ends the process. One
@@ -173,8 +173,9 @@ class VORN_GW_COMMON_EXPORT Executable
     ///
     /// Deliberate: with an empty argument list (and no control groups) std::runtime_error
     /// "arguments cannot be empty" is thrown in the child, a copy of the whole calling process.
-    static pid_t prepareEnvAndExec(const std::vector<std::string>& arguments,
-                                   const std::shared_ptr<Pipes>& pipes, const Params& params);
+    [[nodiscard]] static pid_t prepareEnvAndExec(const std::vector<std::string>& arguments,
+                                                 const std::shared_ptr<Pipes>& pipes,
+                                                 const Params& params);
 
   private:
     struct State;
