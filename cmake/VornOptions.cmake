@@ -6,7 +6,7 @@ option(VORN_GW_COMMON_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
 option(VORN_GW_COMMON_WERROR "Treat warnings as errors" OFF)
 set(VORN_GW_COMMON_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize= (empty: none)")
-set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} test-support
+set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} ladders test-support
     CACHE STRING "The folders below tests/ to build (the thread sanitizer needs not all of them)")
 
 # Object files are shared between the build trees of all presets where the compiler calls agree.
