@@ -32,7 +32,8 @@ LockedFile::LockedFile(const std::string& path, bool create,
     } else if (!dataFileExists()) {
         createDataFile(options.perms);
     }
-    internal::openStream(stream_, path_, options.mode);
+    // The permissions again: the mode may create the file, should somebody remove it meanwhile.
+    internal::openStream(stream_, path_, options.mode, options.perms);
     if (!stream_.is_open()) {
         throw std::ios_base::failure("Unable to open file " + path_);
     }

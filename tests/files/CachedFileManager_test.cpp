@@ -210,7 +210,10 @@ TEST(CachedFileManager, StopsAtOnceAlthoughItSleepsForAnHour) {
     {
         CachedFileManager files;
         files.add(std::make_unique<Text>(), dir.file("a"), lazily());
-        std::this_thread::sleep_for(20ms);
+        // The loop has been round: it has written what was due.
+        change(files, "due");
+        files.getHandler(typeid(Text)).lock().write(0ms);
+        EXPECT_TRUE(helpers::waitUntil([&] { return contentOf(dir.file("a")) == "text:due"; }));
     }
     { const CachedFileManager neverUsed; }
     EXPECT_LT(std::chrono::steady_clock::now() - start, 10min);
@@ -234,7 +237,10 @@ TEST(CachedFileManager, ADueObjectThatIsLockedIsTriedAgain) {
     {
         const auto locked = files.getHandler(typeid(Text)).lock();
         locked.write(0ms);
-        std::this_thread::sleep_for(30ms);
+        // Meanwhile the loop has passed the locked object by: it has written another one.
+        files.add(std::make_unique<Other<1>>("passed"), dir.file("b"));
+        files.getHandler(typeid(Other<1>)).lock().write(0ms);
+        EXPECT_TRUE(helpers::waitUntil([&] { return contentOf(dir.file("b")) == "text:passed"; }));
         EXPECT_FALSE(std::filesystem::exists(dir.file("a")));
     }
     EXPECT_TRUE(helpers::waitUntil([&] { return contentOf(dir.file("a")) == "text:default"; }));

@@ -156,28 +156,20 @@ TEST(FileMutex, APastDeadlineMakesOneAttempt) {
     }
 }
 
-TEST(FileMutex, NumberOfAttempts) {
+TEST(FileMutex, OneAttemptIsOneCall) {
     const TempDir dir;
     dir.write("lock", "");
     FileMutex mutex(dir.file("lock"));
-    struct Row {
-        std::function<bool()> call;
-        int least;
-        int most;
+    const std::vector<std::function<bool()>> attempts{
+        [&] { return mutex.try_lock(); },
+        [&] { return mutex.try_lock_until(Clock::now()); },
+        [&] { return mutex.try_lock_until(Clock::now() - 1h); },
+        [&] { return mutex.try_lock_until(Clock::time_point::min()); },
     };
-    const std::vector<Row> rows{
-        {[&] { return mutex.try_lock(); }, 1, 1},
-        {[&] { return mutex.try_lock_until(Clock::now()); }, 1, 1},
-        {[&] { return mutex.try_lock_until(Clock::now() - 1h); }, 1, 1},
-        {[&] { return mutex.try_lock_until(Clock::time_point::min()); }, 1, 1},
-        // At the start, after each pause of 100 ms, and at the deadline.
-        {[&] { return mutex.try_lock_until(Clock::now() + 350ms); }, 2, 5},
-    };
-    for (const auto& row : rows) {
+    for (const auto& attempt : attempts) {
         const faults::Calls calls;
-        EXPECT_FALSE(row.call());
-        EXPECT_GE(calls.count(Call::open), row.least);
-        EXPECT_LE(calls.count(Call::open), row.most);
+        EXPECT_FALSE(attempt());
+        EXPECT_EQ(calls.count(Call::open), 1);
     }
 }
 
@@ -329,49 +321,79 @@ TEST(FileMutex, AfterUnlockNothingIsOwnedWhateverHappensToTheFile) {
     EXPECT_FALSE(mutex.try_lock()) << "not owned any more, but there";
 }
 
-TEST(FileMutex, WaitsForTheDeadline) {
+TEST(FileMutex, TriesOnceMoreAtTheDeadline) {
+    const TempDir dir;
+    const auto path = dir.write("lock", "");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    // The holder releases it during the one pause that is shorter than the period.
+    calls.hook(Call::nanosleep, [&](auto&) {
+        std::filesystem::remove(path);
+        return 0;
+    });
+    EXPECT_TRUE(mutex.try_lock_until(Clock::now() + 90ms));
+    EXPECT_EQ(calls.count(Call::nanosleep), 1);
+    EXPECT_EQ(calls.count(Call::open), 2);
+    mutex.unlock();
+}
+
+TEST(FileMutex, PausesForATenthOfASecondAndNotBeyondTheDeadline) {
     const TempDir dir;
     dir.write("lock", "");
     FileMutex mutex(dir.file("lock"));
-    for (const auto limit : {20ms, 250ms}) {
-        const auto deadline = Clock::now() + limit;
-        EXPECT_FALSE(mutex.try_lock_until(deadline));
-        EXPECT_GE(Clock::now(), deadline);
-    }
+    faults::Calls calls;
+    std::vector<std::chrono::nanoseconds> pauses;
+    calls.hook(Call::nanosleep, [&](auto& sleep) {
+        const auto* const request = static_cast<const timespec*>(sleep.data);
+        pauses.push_back(std::chrono::seconds(request->tv_sec) +
+                         std::chrono::nanoseconds(request->tv_nsec));
+        return 0;
+    });
+    const auto deadline = Clock::now() + 350ms;
+    EXPECT_FALSE(mutex.try_lock_until(deadline));
+    EXPECT_GE(Clock::now(), deadline);
+    ASSERT_FALSE(pauses.empty());
+    EXPECT_EQ(calls.count(Call::open), static_cast<int>(pauses.size()) + 1);
+    const auto last = pauses.back();
+    pauses.pop_back();
+    EXPECT_LE(last, 100ms);
+    EXPECT_EQ(pauses, std::vector<std::chrono::nanoseconds>(pauses.size(), 100ms));
+    EXPECT_LE(pauses.size(), 3U);
 }
 
-TEST(FileMutex, TriesOnceMoreAtTheDeadline) {
-    const TempDir dir;
-    // The lock file vanishes after the first attempt and before a deadline shorter than the period.
-    for (int round = 0; round < 20; ++round) {
-        const auto path = dir.write("lock", "");
-        FileMutex mutex(path);
-        const auto start = Clock::now();
-        std::thread remover([&] {
-            std::this_thread::sleep_for(5ms);
-            std::filesystem::remove(path);
-        });
-        const bool locked = mutex.try_lock_until(start + 90ms);
-        remover.join();
-        if (locked) {
-            mutex.unlock();
-            return;
-        }
-    }
-    FAIL() << "never took the lock that became free before the deadline";
+/// Waits until another thread has made so many more attempts on a lock.
+void waitForAttempts(const std::atomic<int>& attempts, int more) {
+    const int before = attempts;
+    EXPECT_TRUE(helpers::waitUntil([&] { return attempts >= before + more; }));
 }
+
+/// Counts the calling thread's attempts.
+class CountedAttempts {
+  public:
+    explicit CountedAttempts(std::atomic<int>& attempts) {
+        calls_.hook(Call::open, [&attempts](auto&) {
+            ++attempts;
+            return 0;
+        });
+    }
+
+  private:
+    faults::Calls calls_;
+};
 
 TEST(FileMutex, WaitsForEver) {
     const TempDir dir;
     FileMutex holder(dir.file("lock"));
     holder.lock();
+    std::atomic<int> attempts{0};
     std::atomic<bool> locked{false};
     std::thread waiter([&] {
+        const CountedAttempts counted(attempts);
         FileMutex mutex(dir.file("lock"));
         const std::unique_lock lock(mutex, Clock::time_point::max());
         locked = lock.owns_lock();
     });
-    std::this_thread::sleep_for(20ms);
+    waitForAttempts(attempts, 3);
     EXPECT_FALSE(locked);
     holder.unlock();
     waiter.join();
@@ -381,14 +403,16 @@ TEST(FileMutex, WaitsForEver) {
 
 TEST(FileMutex, DeliberatelySpinsOnAnImpossiblePath) {
     const TempDir dir;
+    std::atomic<int> attempts{0};
     std::atomic<bool> locked{false};
     std::thread spinner([&] {
+        const CountedAttempts counted(attempts);
         FileMutex mutex(dir.file("no/lock"));
         mutex.lock();
         locked = true;
         mutex.unlock();
     });
-    std::this_thread::sleep_for(20ms);
+    waitForAttempts(attempts, 100);
     EXPECT_FALSE(locked);
     std::filesystem::create_directory(dir.file("no"));
     spinner.join();

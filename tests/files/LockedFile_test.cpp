@@ -215,13 +215,18 @@ TEST(LockedFile, WaitUntilTheLockIsTakenMeanwhile) {
 TEST(LockedFile, WaitLetsTheProducerIn) {
     const TempDir dir;
     const auto path = dir.file("data");
+    const int watch = ::inotify_init1(IN_CLOEXEC);
+    ASSERT_NE(::inotify_add_watch(watch, dir.path().c_str(), IN_DELETE), -1);
     std::thread producer([&] {
-        std::this_thread::sleep_for(20ms);
+        // Not before the waiter has looked, and given the lock back for the first time.
+        char event[4096];
+        EXPECT_GT(::read(watch, event, sizeof event), 0);
         LockedFile::create(path).stream() << "produced";
     });
     std::string word;
     LockedFile::wait(path).stream() >> word;
     producer.join();
+    ::close(watch);
     EXPECT_EQ(word, "produced");
 }
 

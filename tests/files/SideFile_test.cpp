@@ -1,8 +1,11 @@
 #include <sys/stat.h>
 
+#include <cerrno>
+
 #include <gtest/gtest.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/faults/calls.h"
 #include "posix/SideFile.h"
 
 namespace vorn::common::internal {
@@ -70,11 +73,22 @@ TEST(SideFile, CopiesRegularFilesOnly) {
 
 TEST(SideFile, AnInPlaceCopyIsCutOff) {
     const TempDir dir;
-    const std::string name(250, 'x');
-    const auto target = dir.write(name, "a long former content");
+    const auto target = dir.write("a", "a long former content");
     const auto source = dir.write("source", "short");
+    faults::Calls calls;
+    calls.fail(faults::Call::rename, EBUSY);
     SideFile side(target);
-    ASSERT_TRUE(side.copyFrom(source)) << "in the temporary directory, the name being too long";
+    ASSERT_TRUE(side.copyFrom(source));
+    EXPECT_TRUE(side.replaceTarget());
+    EXPECT_EQ(calls.count(faults::Call::rename), 1);
+    EXPECT_EQ(contentOf(target), "short");
+}
+
+TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLong) {
+    const TempDir dir;
+    const auto target = dir.write(std::string(250, 'x'), "a long former content");
+    SideFile side(target);
+    ASSERT_TRUE(side.copyFrom(dir.write("source", "short")));
     EXPECT_TRUE(side.replaceTarget());
     EXPECT_EQ(contentOf(target), "short");
 }

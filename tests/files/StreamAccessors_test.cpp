@@ -6,7 +6,9 @@
 #include <new>
 #include <sstream>
 #include <string_view>
+#include <thread>
 #include <type_traits>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -325,6 +327,81 @@ TEST(FileOutput, WithoutExchangeAFailedWriteKeepsTheOldVersionAsTheBackup) {
     store("new", path, backup);
     EXPECT_EQ(contentOf(path), "old") << "a copy that is not durable stops the rest";
     EXPECT_EQ(contentOf(backup), "new");
+}
+
+TEST(FileOutput, WithoutExchangeTheBetterContentIsReplacedFirst) {
+    struct Row {
+        int failedWrites;
+        std::string first;  ///< which of the two is replaced first
+    };
+    // The fourth attempt is the one in place; whatever it left at the temporary path is doubtful.
+    for (const auto& row : {Row{0, "a"}, Row{2, "a"}, Row{4, "a.bak"}}) {
+        const TempDir dir;
+        const auto path = dir.write("a", "old");
+        const auto backup = dir.write("a.bak", "older");
+        std::vector<std::string> replaced;
+        faults::Calls calls;
+        calls.fail(Call::renameat2, EINVAL);
+        calls.fail(Call::write, ENOSPC, 1, row.failedWrites);
+        calls.hook(Call::rename, [&](auto& rename) {
+            replaced.push_back(std::filesystem::path(rename.target).filename());
+            return 0;
+        });
+        store("new", path, backup);
+        ASSERT_GE(replaced.size(), 2U);
+        EXPECT_EQ(replaced[replaced.size() - 2], row.first) << row.failedWrites;
+    }
+}
+
+TEST(FileOutput, WhatHasNothingToWaitForIsDurable) {
+    struct Row {
+        int error;
+        int attempts;
+    };
+    for (const auto& row : {Row{EINVAL, 1}, Row{ENOSYS, 1}, Row{ENOTSUP, 1}, Row{EROFS, 1},
+                            Row{EIO, 4}, Row{ENOSPC, 4}, Row{EDQUOT, 4}}) {
+        const TempDir dir;
+        faults::Calls calls;
+        calls.fail(Call::fdatasync, row.error);
+        store("new", dir.file("a"), dir.file("a.bak"));
+        EXPECT_EQ(calls.count(Call::fdatasync), row.attempts) << row.error;
+    }
+}
+
+TEST(FileOutput, InterruptedSynchronisationsAreRepeated) {
+    const TempDir dir;
+    faults::Calls calls;
+    calls.hook(Call::fdatasync, faults::interruptEveryOther);
+    calls.hook(Call::fsync, faults::interruptEveryOther);
+    store("new", dir.file("a"), dir.file("a.bak"));
+    EXPECT_EQ(calls.count(Call::write), 1);
+    EXPECT_EQ(calls.count(Call::fdatasync), 2);
+    EXPECT_EQ(calls.count(Call::fsync), 2);
+    EXPECT_EQ(contentOf(dir.file("a")), "new");
+}
+
+TEST(FileOutput, ATemporaryPathThatIsALinkIsWrittenThrough) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    const auto elsewhere = dir.write("elsewhere", "older");
+    std::filesystem::create_symlink("elsewhere", dir.file("a.bak"));
+    store("new", path, dir.file("a.bak"));
+    EXPECT_EQ(contentOf(elsewhere), "new") << "not replaced by a file";
+    EXPECT_EQ(contentOf(path), "new");
+    EXPECT_TRUE(std::filesystem::is_symlink(path)) << "the names have changed places";
+    EXPECT_EQ(contentOf(dir.file("a.bak")), "old");
+}
+
+TEST(FileOutput, ATemporaryPathThatIsAPipeIsWrittenTo) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    ASSERT_EQ(::mkfifo(dir.file("a.bak").c_str(), 0600), 0);
+    std::string received;
+    std::thread reader([&] { received = contentOf(dir.file("a.bak")); });
+    store("new", path, dir.file("a.bak"));
+    reader.join();
+    EXPECT_EQ(received, "new");
+    EXPECT_EQ(contentOf(dir.file("a.bak")), "old");
 }
 
 TEST(FileOutput, ImpossiblePathsChangeNothingElse) {

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <optional>
@@ -14,6 +16,7 @@
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
+#include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::stream {
@@ -159,14 +162,17 @@ TEST(StreamableHandler, RunWritesNothingWhileTheObjectIsLocked) {
 TEST(StreamableHandler, RunHoldsTheObjectWhileItWrites) {
     Fixture fixture;
     std::atomic<bool> writing{false};
+    std::atomic<pid_t> tid{0};
     std::thread user;
     fixture.text->onSerialize = [&] {
         writing = true;
         user = std::thread([&] {
+            tid = ::gettid();
             const auto locked = fixture.handler->lock();
             EXPECT_FALSE(writing);
         });
-        std::this_thread::sleep_for(20ms);
+        EXPECT_TRUE(helpers::waitUntil([&] { return tid != 0; }));
+        EXPECT_TRUE(helpers::waitUntilAsleep(tid));
         writing = false;
     };
     fixture.handler->lock().write(0ms);
@@ -414,15 +420,18 @@ TEST(StreamableHandlerMove, TakesThePendingWriteAndTheNotifier) {
 TEST(StreamableHandlerMove, WaitsForTheHolderOfTheSource) {
     Fixture fixture;
     std::atomic<bool> released{false};
+    std::atomic<pid_t> tid{0};
     std::optional<StreamableHandler> target;
     std::thread mover;
     {
         const auto locked = fixture.handler->lock();
         mover = std::thread([&] {
+            tid = ::gettid();
             target.emplace(std::move(*fixture.handler));
             EXPECT_TRUE(released);
         });
-        std::this_thread::sleep_for(20ms);
+        EXPECT_TRUE(helpers::waitUntil([&] { return tid != 0; }));
+        EXPECT_TRUE(helpers::waitUntilAsleep(tid));
         locked.write(1h);
         released = true;
     }

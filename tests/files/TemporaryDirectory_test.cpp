@@ -1,5 +1,7 @@
 #include <sys/stat.h>
 
+#include <new>
+#include <optional>
 #include <system_error>
 #include <type_traits>
 
@@ -10,6 +12,8 @@
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/allocation.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::fs {
 namespace {
@@ -174,6 +178,40 @@ TEST(TemporaryDirectory, MovesOwnership) {
         EXPECT_TRUE(first);
     }
     EXPECT_FALSE(exists(dir.file("a")));
+}
+
+TEST(TemporaryDirectory, PermissionsThatAreRefusedTakeTheDirectoryBack) {
+    const TempDir dir;
+    faults::Calls calls;
+    // Nothing can be permitted on what has vanished.
+    calls.hook(faults::Call::mkdir, [](auto& call) {
+        call.answer = ::mkdir(call.path, call.mode);
+        std::filesystem::remove(call.path);
+        return 0;
+    });
+    EXPECT_THROW(TemporaryDirectory(dir.file("a"), perms{0700}), std::filesystem::filesystem_error);
+    EXPECT_EQ(calls.count(faults::Call::rmdir), 1);
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+}
+
+TEST(TemporaryDirectory, LeavesNothingWhenMemoryEndsWhileItIsMade) {
+    const TempDir dir;
+    std::size_t failures = 1;
+    for (std::size_t failure = 1; failures != 0; ++failure) {
+        const auto path = dir.file("a directory whose name needs memory");
+        std::optional<TemporaryDirectory> made;
+        {
+            const faults::NoMemory shortage(failure, faults::NoMemory::Times::Once);
+            try {
+                made.emplace(path);
+            } catch (const std::bad_alloc&) {
+            }
+            failures = shortage.failures();
+        }
+        EXPECT_EQ(exists(path), made.has_value()) << "allocation " << failure;
+        made.reset();
+        EXPECT_TRUE(std::filesystem::is_empty(dir.path())) << "allocation " << failure;
+    }
 }
 
 }  // namespace

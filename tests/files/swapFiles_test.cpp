@@ -119,12 +119,55 @@ TEST(SwapFiles, CopiesInPlaceWhereNothingCanBeRenamed) {
     calls.fail(Call::renameat2, EINVAL);
     calls.fail(Call::rename, EBUSY);
     const auto a = dir.write("a", "content of a");
-    const auto b = dir.write("b", "content of b");
+    const auto b = dir.write("b", std::string(100000, 'b'));
     const auto inodeOfA = inodeOf(a);
     swapFiles(a, b);
-    EXPECT_EQ(contentOf(a), "content of b");
-    EXPECT_EQ(contentOf(b), "content of a");
+    EXPECT_EQ(contentOf(a), std::string(100000, 'b'));
+    EXPECT_EQ(contentOf(b), "content of a") << "cut off";
     EXPECT_EQ(inodeOf(a), inodeOfA);
+    EXPECT_EQ(entriesIn(dir), 2U);
+}
+
+TEST(SwapFiles, OwnersAndModesGoWithTheContent) {
+    VORN_REQUIRE_ROOT();
+    for (const int renameError : {0, EBUSY}) {
+        const TempDir dir;
+        const auto a = dir.write("a", "content of a");
+        const auto b = dir.write("b", "content of b");
+        ASSERT_EQ(::chown(a.c_str(), 1001, 2001), 0);
+        ASSERT_EQ(::chown(b.c_str(), 1002, 2002), 0);
+        std::filesystem::permissions(a, std::filesystem::perms{04750});
+        std::filesystem::permissions(b, std::filesystem::perms{0604});
+        faults::Calls calls;
+        calls.fail(Call::renameat2, EINVAL);
+        if (renameError != 0) {
+            calls.fail(Call::rename, renameError);
+        }
+        swapFiles(a, b);
+        struct stat status {};
+        ASSERT_EQ(::stat(a.c_str(), &status), 0);
+        EXPECT_EQ(contentOf(a), "content of b");
+        EXPECT_EQ(status.st_uid, 1002U) << renameError;
+        EXPECT_EQ(status.st_gid, 2002U) << renameError;
+        EXPECT_EQ(modeOf(a), 0604U) << renameError;
+        ASSERT_EQ(::stat(b.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, 1001U) << renameError;
+        EXPECT_EQ(status.st_gid, 2001U) << renameError;
+        EXPECT_EQ(modeOf(b), 04750U) << renameError;
+    }
+}
+
+TEST(SwapFiles, WhenTheFirstReplacementFailsTheSecondIsLeftOut) {
+    const TempDir dir;
+    const auto a = dir.write("a", "content of a");
+    const auto b = dir.write("b", "content of b");
+    faults::Calls calls;
+    calls.fail(Call::renameat2, EINVAL).fail(Call::rename, EBUSY, 1);
+    // Two copies succeed; the third would be the one in place.
+    calls.fail(Call::ftruncate, EIO, 3);
+    swapFiles(a, b);
+    EXPECT_EQ(calls.count(Call::rename), 1);
+    EXPECT_EQ(contentOf(a), "content of a") << "the only place that is sure to hold it";
     EXPECT_EQ(entriesIn(dir), 2U);
 }
 
