@@ -18,8 +18,9 @@ struct CallErrors {
     std::vector<int> errors;
 };
 
-/// The calls that fail. Missing are those that cannot fail with good arguments, and close, whose
-/// failure would have closed the descriptor.
+/// The calls that fail. Missing are those that cannot fail with good arguments, and the errors that
+/// say what would not be true: close fails, but has closed the descriptor; ESRCH and ECHILD mean that
+/// there is no such process.
 const std::vector<CallErrors>& callErrors();
 
 /// Lets one call of this process and of its children fail.

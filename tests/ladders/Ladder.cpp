@@ -180,11 +180,11 @@ std::string callPlace(const Progress& progress) {
 }
 
 void warmUp(const Row& row, Progress& progress, Fault& fault) {
-    if (progress.step > 1 || progress.variant > 0) {
-        return;
-    }
     static_cast<void>(judge(row, fault, false));  // makes what is made once
-    reportFailure(progress, row, "without any fault", judge(row, fault, false));
+    const auto failure = judge(row, fault, false);
+    if (progress.step == 1 && progress.variant == 0) {
+        reportFailure(progress, row, "without any fault", failure);
+    }
 }
 
 void climbAllocationsOf(const Row& row, Progress& progress) {

@@ -91,7 +91,7 @@ const std::vector<CallErrors>& callErrors() {
          {EAGAIN, ENOMEM}},
         {"clone3", {SYS_clone3}, {}, {EAGAIN, ENOMEM, ENOSYS, EPERM}},
         {"execve", {SYS_execve}, {Call::execve}, {ENOENT, EACCES, ENOMEM}},
-        {"wait", {SYS_waitid, SYS_wait4}, {Call::waitid, Call::waitpid}, {EINTR, ECHILD}},
+        {"wait", {SYS_waitid, SYS_wait4}, {Call::waitid, Call::waitpid}, {EINTR}},
         {"poll",
          {
 #ifdef SYS_poll
@@ -100,9 +100,9 @@ const std::vector<CallErrors>& callErrors() {
              SYS_ppoll},
          {Call::poll},
          {EINTR, ENOMEM}},
-        {"kill", {SYS_kill}, {Call::kill}, {EPERM, ESRCH}},
+        {"kill", {SYS_kill}, {Call::kill}, {EPERM}},
         {"pidfd_open", {SYS_pidfd_open}, {}, {EMFILE, ENOSYS, EPERM}},
-        {"pidfd_send_signal", {SYS_pidfd_send_signal}, {}, {ENOSYS, EPERM, ESRCH}},
+        {"pidfd_send_signal", {SYS_pidfd_send_signal}, {}, {ENOSYS, EPERM}},
         {"close_range", {436}, {}, {ENOSYS, EPERM}},
         {"chdir", {SYS_chdir}, {}, {EACCES, ENOENT}},
         {"setpgid", {SYS_setpgid}, {}, {EPERM}},
