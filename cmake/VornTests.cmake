@@ -22,7 +22,7 @@ endfunction()
 
 function(vorn_add_test_program name library)
     add_executable(${name} ${ARGN})
-    target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers GTest::gmock
+    target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers vorn-test-faults GTest::gmock
                           GTest::gtest_main)
     target_precompile_headers(${name} REUSE_FROM vorn-test-helpers)
     vorn_warnings(${name})

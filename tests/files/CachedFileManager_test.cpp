@@ -8,7 +8,6 @@
 
 #include <vorn/common/fs/CachedFileManager.h>
 
-#include "files/interpose.h"
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"

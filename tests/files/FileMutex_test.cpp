@@ -15,14 +15,15 @@
 
 #include <vorn/common/fs/FileMutex.h>
 
-#include "files/interpose.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/calls.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {
 namespace {
 
+using faults::Call;
 using helpers::TempDir;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
@@ -172,20 +173,20 @@ TEST(FileMutex, NumberOfAttempts) {
         {[&] { return mutex.try_lock_until(Clock::now() + 350ms); }, 2, 5},
     };
     for (const auto& row : rows) {
-        const interpose::Scope scope;
+        const faults::Calls calls;
         EXPECT_FALSE(row.call());
-        EXPECT_GE(scope->opens, row.least);
-        EXPECT_LE(scope->opens, row.most);
+        EXPECT_GE(calls.count(Call::open), row.least);
+        EXPECT_LE(calls.count(Call::open), row.most);
     }
 }
 
 TEST(FileMutex, AnInterruptedAttemptIsRepeated) {
     const TempDir dir;
     FileMutex mutex(dir.file("lock"));
-    const interpose::Scope scope;
-    scope->interruptOpens = true;
+    faults::Calls calls;
+    calls.hook(Call::open, faults::interruptEveryOther);
     EXPECT_TRUE(mutex.try_lock());
-    EXPECT_EQ(scope->opens, 2);
+    EXPECT_EQ(calls.count(Call::open), 2);
     mutex.unlock();
 }
 

@@ -10,14 +10,16 @@
 
 #include <vorn/common/stream/StreamAccessors.h>
 
-#include "files/interpose.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/allocation.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::stream {
 namespace {
 
+using faults::Call;
 using helpers::contentOf;
 using helpers::TempDir;
 using std::filesystem::perms;
@@ -191,11 +193,14 @@ TEST(FileOutput, LargeContentInShortAndInterruptedWrites) {
         large += std::to_string(large.size()) + '\0';
     }
     const TempDir dir;
-    const interpose::Scope scope;
-    scope->longestWrite = 1000;
-    scope->interruptWrites = true;
+    faults::Calls calls;
+    calls.hook(Call::write, faults::interruptEveryOther);
+    calls.hook(Call::write, [](auto& write) {
+        write.size = std::min<std::size_t>(write.size, 1000);
+        return 0;
+    });
     store(large, dir.file("a"));
-    EXPECT_GE(scope->writes, 600);
+    EXPECT_GE(calls.count(Call::write), 600);
     store(large, dir.file("b"), dir.file("b.bak"));
     EXPECT_EQ(contentOf(dir.file("a")), large);
     EXPECT_EQ(contentOf(dir.file("b")), large);
@@ -203,19 +208,20 @@ TEST(FileOutput, LargeContentInShortAndInterruptedWrites) {
 
 TEST(FileOutput, MakesTheFileDurableBeforeTheSwap) {
     const TempDir dir;
-    const interpose::Scope scope;
+    const faults::Calls calls;
     store("x", dir.file("a"), dir.file("a.bak"));
-    EXPECT_EQ(scope->contentSyncs, 1);
-    EXPECT_EQ(scope->exchanges, 1);
-    EXPECT_EQ(scope->directorySyncs, 1);
-    EXPECT_EQ(scope->contentSyncsBeforeExchange, 1);
-    EXPECT_EQ(scope->directorySyncsBeforeExchange, 0) << "the names, once they are exchanged";
+    EXPECT_EQ(calls.count(Call::fdatasync), 1);
+    EXPECT_EQ(calls.count(Call::renameat2), 1);
+    EXPECT_EQ(calls.count(Call::fsync), 1);
+    EXPECT_EQ(calls.order({Call::fdatasync, Call::renameat2, Call::fsync}),
+              (std::vector{Call::fdatasync, Call::renameat2, Call::fsync}))
+        << "the content before, and the names once they are exchanged";
     store("x", dir.file("b"));
-    EXPECT_EQ(scope->contentSyncs, 2);
-    EXPECT_EQ(scope->directorySyncs, 2);
+    EXPECT_EQ(calls.count(Call::fdatasync), 2);
+    EXPECT_EQ(calls.count(Call::fsync), 2);
     std::filesystem::create_directory(dir.file("other"));
     store("x", dir.file("c"), dir.file("other/c"));
-    EXPECT_EQ(scope->directorySyncs, 4) << "both directories";
+    EXPECT_EQ(calls.count(Call::fsync), 4) << "both directories";
 }
 
 TEST(FileOutput, ThreeAttempts) {
@@ -228,8 +234,8 @@ TEST(FileOutput, ThreeAttempts) {
          {Row{1, false, "new"}, Row{2, false, "new"}, Row{3, false, ""}, Row{2, true, "new"}}) {
         const TempDir dir;
         const auto path = dir.write("a", "old");
-        const interpose::Scope scope;
-        scope->failedWrites = row.failures;
+        faults::Calls calls;
+        calls.fail(Call::write, ENOSPC, 1, row.failures);
         store("new", path, row.temporary ? dir.file("a.bak") : "");
         EXPECT_EQ(contentOf(path), row.result) << row.failures;
     }
@@ -239,10 +245,10 @@ TEST(FileOutput, DeliberatelySwapsAfterThreeFailedAttempts) {
     const TempDir dir;
     const auto path = dir.write("a", "old");
     const auto backup = dir.write("a.bak", "older");
-    const interpose::Scope scope;
-    scope->failedWrites = 1000;
+    faults::Calls calls;
+    calls.fail(Call::write, ENOSPC);
     store("new", path, backup);
-    EXPECT_EQ(scope->exchanges, 1);
+    EXPECT_EQ(calls.count(Call::renameat2), 1);
     EXPECT_EQ(contentOf(path), "") << "what could be written";
     EXPECT_EQ(contentOf(backup), "old");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
@@ -252,9 +258,8 @@ TEST(FileOutput, WithoutExchangeAFailedWriteKeepsTheOldVersionAsTheBackup) {
     const TempDir dir;
     const auto path = dir.write("a", "old");
     const auto backup = dir.write("a.bak", "older");
-    const interpose::Scope scope;
-    scope->exchangeError = EINVAL;
-    scope->syncError = EIO;
+    faults::Calls calls;
+    calls.fail(Call::renameat2, EINVAL).fail(Call::fdatasync, EIO);
     store("new", path, backup);
     EXPECT_EQ(contentOf(path), "old") << "a copy that is not durable stops the rest";
     EXPECT_EQ(contentOf(backup), "new");
@@ -305,8 +310,7 @@ TEST(FileOutput, BuilderReportsThatItCouldNotCreate) {
     testing::internal::CaptureStderr();
     std::unique_ptr<IOutputStreamAccessor> accessor;
     {
-        const interpose::Scope scope;
-        scope->outOfMemory = true;
+        const faults::NoMemory shortage;
         accessor = builder();
     }
     EXPECT_EQ(accessor, nullptr);

@@ -20,10 +20,11 @@
 
 #include <vorn/common/fs/CachedFileManager.h>
 
-#include "files/interpose.h"
+#include "files/changes.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {
@@ -80,9 +81,9 @@ Shared& shared() {
     return *memory;
 }
 
-void prepare(Mode mode) {
-    interpose::settings() = {};
-    interpose::failEveryExchange(mode == Mode::WithoutExchange ? EINVAL : 0);
+/// Takes the exchange of names away from all threads where the mode is without it.
+void prepare(faults::Calls& calls, Mode mode) {
+    calls.fail(faults::Call::renameat2, mode == Mode::WithoutExchange ? EINVAL : 0);
 }
 
 Document& objectOf(const stream::StreamableHandler::LockedStreamable& locked) {
@@ -142,8 +143,12 @@ pid_t startChild(Mode mode, const std::string& path) {
     shared().changes = 0;
     const auto pid = ::fork();
     if (pid == 0) {
-        prepare(mode);
-        interpose::countChangesIn(&shared().changes);
+        faults::Calls calls(faults::Threads::All);
+        calls.hook([](const auto& call) {
+            shared().changes += files::changesFiles(call.call) ? 1 : 0;
+            return 0;
+        });
+        prepare(calls, mode);
         changeForEver(path);
     }
     return pid;
@@ -211,9 +216,11 @@ TEST(Survival, RandomKillsWithoutExchange) {
 
 helpers::ChildResult startAndStore(Mode mode, const std::string& path, int killAtCall) {
     return helpers::runInChild([&](const auto&) {
-        prepare(mode);
+        faults::Calls everywhere(faults::Threads::All);
+        prepare(everywhere, mode);
         CachedFileManager files;
-        interpose::settings().killAtCall = killAtCall;
+        faults::Calls here;
+        ::files::killBeforeChange(here, killAtCall);
         files.add(std::make_unique<Document>(), path);
         const auto locked = files.getHandler(typeid(Document)).lock();
         ++objectOf(locked).number;

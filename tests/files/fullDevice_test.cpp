@@ -11,11 +11,11 @@
 #include <vorn/common/fs/CachedFileManager.h>
 #include <vorn/common/fs/tools.h>
 
-#include "files/interpose.h"
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::fs {
 namespace {
@@ -130,7 +130,8 @@ TEST(FullDevice, AFailedCopyOverwritesNothing) {
         const std::string content(40000, 'c');
         const auto a = dir.write("a", content);
         const auto b = dir.write("b", "small");
-        interpose::settings().exchangeError = EINVAL;
+        faults::Calls calls;
+        calls.fail(faults::Call::renameat2, EINVAL);
         tools::swapFiles(a, b);
         return compare("a", contentOf(a), content) + compare("b", contentOf(b), "small");
     });

@@ -8,15 +8,17 @@
 
 #include <vorn/common/fs/tools.h>
 
-#include "files/interpose.h"
+#include "files/changes.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::fs::tools {
 namespace {
 
+using faults::Call;
 using helpers::contentOf;
 using helpers::TempDir;
 
@@ -65,8 +67,8 @@ TEST(SwapFiles, ExchangesTheNames) {
 TEST(SwapFiles, CreatesAMissingNewFile) {
     for (const int error : {0, EINVAL}) {
         const TempDir dir;
-        const interpose::Scope scope;
-        scope->exchangeError = error;
+        faults::Calls calls;
+        calls.fail(Call::renameat2, error);
         const auto a = dir.write("a", "content");
         swapFiles(a, dir.file("b"));
         EXPECT_EQ(contentOf(dir.file("b")), "content");
@@ -99,23 +101,23 @@ TEST(SwapFiles, CopiesBetweenFileSystems) {
 TEST(SwapFiles, FallsBackForEveryReason) {
     for (const int error : {EINVAL, ENOSYS, EXDEV, EPERM, EBUSY}) {
         const TempDir dir;
-        const interpose::Scope scope;
-        scope->exchangeError = error;
+        faults::Calls calls;
+        calls.fail(Call::renameat2, error);
         const auto a = dir.write("a", "content of a");
         const auto b = dir.write("b", std::string(100000, 'b'));
         swapFiles(a, b);
         EXPECT_EQ(contentOf(a), std::string(100000, 'b'));
         EXPECT_EQ(contentOf(b), "content of a");
         EXPECT_EQ(entriesIn(dir), 2U);
-        EXPECT_EQ(scope->exchanges, 1);
+        EXPECT_EQ(calls.count(Call::renameat2), 1);
     }
 }
 
 TEST(SwapFiles, CopiesInPlaceWhereNothingCanBeRenamed) {
     const TempDir dir;
-    const interpose::Scope scope;
-    scope->exchangeError = EINVAL;
-    scope->renameError = EBUSY;
+    faults::Calls calls;
+    calls.fail(Call::renameat2, EINVAL);
+    calls.fail(Call::rename, EBUSY);
     const auto a = dir.write("a", "content of a");
     const auto b = dir.write("b", "content of b");
     const auto inodeOfA = inodeOf(a);
@@ -152,8 +154,8 @@ TEST(SwapFiles, CopiesInPlaceInADirectoryThatRefusesNewFiles) {
 
 TEST(SwapFiles, FollowsLinksWhenItCopies) {
     const TempDir dir;
-    const interpose::Scope scope;
-    scope->exchangeError = EINVAL;
+    faults::Calls calls;
+    calls.fail(Call::renameat2, EINVAL);
     const auto a = dir.write("a", "content of a");
     const auto b = dir.write("b", "content of b");
     std::filesystem::create_symlink("a", dir.file("link"));
@@ -183,13 +185,13 @@ TEST(SwapFiles, AFailedCopyOverwritesNothing) {
     const TempDir dir;
     const auto a = dir.write("a", "content of a");
     std::filesystem::create_directory(dir.file("folder"));
-    const interpose::Scope scope;
-    scope->exchangeError = EINVAL;
+    faults::Calls calls;
+    calls.fail(Call::renameat2, EINVAL);
     swapFiles(a, dir.file("folder"));
     swapFiles(dir.file("folder"), a);
     EXPECT_EQ(contentOf(a), "content of a");
     EXPECT_TRUE(std::filesystem::is_empty(dir.file("folder")));
-    scope->syncError = EIO;
+    calls.fail(Call::fdatasync, EIO);
     const auto b = dir.write("b", "content of b");
     swapFiles(a, b);
     EXPECT_EQ(contentOf(a), "content of a");
@@ -200,8 +202,8 @@ TEST(SwapFiles, AFailedCopyOverwritesNothing) {
 TEST(SwapFiles, ReplacesANeighbourOfASimilarName) {
     for (const int error : {0, EINVAL}) {
         const TempDir dir;
-        const interpose::Scope scope;
-        scope->exchangeError = error;
+        faults::Calls calls;
+        calls.fail(Call::renameat2, error);
         for (const auto* suffix : {".new", ".tmp", ".bak", "~", ".side"}) {
             const auto a = dir.write("a", "content of a");
             const auto b = dir.write(std::string("a") + suffix, "content of b");
@@ -222,9 +224,9 @@ TEST(SwapFiles, AKillLeavesWholeFiles) {
         const auto a = dir.write("a", contentA);
         const auto b = dir.write("b", contentB);
         const auto result = helpers::runInChild([&](const auto&) {
-            interpose::settings() = {};
-            interpose::settings().exchangeError = EINVAL;
-            interpose::settings().killAtCall = call;
+            faults::Calls calls;
+            calls.fail(Call::renameat2, EINVAL);
+            files::killBeforeChange(calls, call);
             swapFiles(a, b);
             return 0;
         });

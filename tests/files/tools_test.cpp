@@ -11,10 +11,10 @@
 
 #include <vorn/common/fs/tools.h>
 
-#include "files/interpose.h"
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::fs::tools {
 namespace {
@@ -170,8 +170,8 @@ TEST(ReadFile, FailureTexts) {
 TEST(ReadFile, AnInterruptedOpeningIsRepeated) {
     const TempDir dir;
     const auto path = dir.write("a", "content\n");
-    const interpose::Scope scope;
-    scope->interruptOpens = true;
+    faults::Calls calls;
+    calls.hook(faults::Call::open, faults::interruptEveryOther);
     EXPECT_EQ(readFile(path), "content\n");
     EXPECT_THAT(readFileLinesToArray(path, {}), ElementsAre("content"));
     EXPECT_TRUE(createFile(path, "new").is_open());

@@ -4,7 +4,7 @@
 
 #include <vorn/common/Uuid.h>
 
-#include "identifiers/allocations.h"
+#include "helpers/faults/allocation.h"
 
 namespace {
 
@@ -12,9 +12,9 @@ using vorn::common::Uuid;
 
 template <class Operation>
 std::size_t allocationsOf(Operation operation) {
-    const std::size_t before = allocations::ofThisThread();
+    const std::size_t before = faults::allocations();
     operation();
-    return allocations::ofThisThread() - before;
+    return faults::allocations() - before;
 }
 
 TEST(UuidSharing, OneRecordAndTheBuffersOfItsFourTexts) {

@@ -1,52 +1,10 @@
-#include <atomic>
 #include <cstddef>
-#include <cstdlib>
-#include <new>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "dump.h"
-
-namespace {
-
-std::atomic<std::size_t> allocations{0};
-std::atomic<std::ptrdiff_t> alive{0};
-
-void* counted(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        alive.fetch_add(1, std::memory_order_relaxed);
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void release(void* memory) noexcept {
-    alive.fetch_sub(memory == nullptr ? 0 : 1, std::memory_order_relaxed);
-    std::free(memory);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return counted(size);
-}
-void* operator new[](std::size_t size) {
-    return counted(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
+#include "helpers/faults/allocation.h"
 
 namespace {
 
@@ -93,9 +51,9 @@ TEST(DeserializerAllocation, EachContainerWithMembersIsAllocatedOnce) {
         std::string(100, '[') + "1" + std::string(100, ']'),
     };
     for (const std::string& text : texts) {
-        const std::size_t before = allocations.load();
+        const std::size_t before = faults::allocations();
         const Deserializer root{std::string_view(text)};
-        const std::size_t used = allocations.load() - before;
+        const std::size_t used = faults::allocations() - before;
         EXPECT_EQ(used, containersWithMembers(root)) << text.substr(0, 80);
         EXPECT_EQ(spareCapacity(root), 0U) << text.substr(0, 80);
     }
@@ -103,20 +61,20 @@ TEST(DeserializerAllocation, EachContainerWithMembersIsAllocatedOnce) {
 
 TEST(DeserializerAllocation, AnEmptyValueCountsAsAMember) {
     const std::string_view text = R"([1,,{"a":,"b":2},,3])";
-    const std::size_t before = allocations.load();
+    const std::size_t before = faults::allocations();
     const Deserializer root(text, Deserializer::AllowEmptyValues);
-    EXPECT_EQ(allocations.load() - before, 2U);
+    EXPECT_EQ(faults::allocations() - before, 2U);
     EXPECT_EQ(dump(root), "[1;?;{a=?;b=2};?;3]");
     EXPECT_EQ(spareCapacity(root), 0U);
 }
 
 TEST(DeserializerAllocation, LookUpsAllocateNothing) {
     const Deserializer root(R"({"a":{"a long key that needs memory of its own":[1,2]}})");
-    const std::size_t before = allocations.load();
+    const std::size_t before = faults::allocations();
     const auto& found = root["a"]["a long key that needs memory of its own"][1];
     EXPECT_EQ(found.getValueType(), Deserializer::ValueType::Integer);
     EXPECT_EQ(root.findMember("b"), nullptr);
-    EXPECT_EQ(allocations.load() - before, 0U);
+    EXPECT_EQ(faults::allocations() - before, 0U);
 }
 
 TEST(DeserializerAllocation, AnImportWithoutMembersDropsTheTextBefore) {
@@ -125,7 +83,7 @@ TEST(DeserializerAllocation, AnImportWithoutMembersDropsTheTextBefore) {
         for (int i = 0; i < imports; ++i) {
             reader.importJson(repeated("1", 100));
         }
-        return alive.load();
+        return faults::blocksAlive();
     };
     const std::ptrdiff_t few = aliveAfter(3);
     EXPECT_EQ(aliveAfter(100), few);

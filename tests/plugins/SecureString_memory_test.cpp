@@ -1,7 +1,4 @@
-#include <malloc.h>
-
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <new>
@@ -11,6 +8,7 @@
 #include <vorn/common/SecureString.h>
 
 #include "TestCipher.h"
+#include "helpers/faults/allocation.h"
 
 namespace {
 
@@ -29,43 +27,11 @@ bool holdsMarker(const void* block, std::size_t size) {
     return ::memmem(block, size, kMarker, kMarkerSize) != nullptr;
 }
 
-void release(void* block) {
-    if (block != nullptr && watching && holdsMarker(block, ::malloc_usable_size(block))) {
+void look(const void* block, std::size_t size) {
+    if (watching && holdsMarker(block, size)) {
         ++releasedWithText;
     }
-    std::free(block);
 }
-
-void* acquire(std::size_t size) {
-    void* const block = std::calloc(1, size == 0 ? 1 : size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return acquire(size);
-}
-void* operator new[](std::size_t size) {
-    return acquire(size);
-}
-void operator delete(void* block) noexcept {
-    release(block);
-}
-void operator delete[](void* block) noexcept {
-    release(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    release(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-    release(block);
-}
-
-namespace {
 
 /// The marker comes last: the first bytes of a buffer are the first ones to be overwritten.
 std::string plainText(std::size_t length) {
@@ -110,6 +76,7 @@ class SecureStringMemory : public testing::TestWithParam<std::size_t> {
         return releasedWithText.exchange(0);
     }
 
+    const faults::ReleaseWatch releases_{look};
     CipherLog log_;
     const std::string plain_ = plainText(GetParam());
 };

@@ -12,10 +12,10 @@
 
 #include <vorn/common/executable/Executable.h>
 
-#include "helpers/NoMoreThreads.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/threads.h"
 #include "helpers/processes.h"
 
 namespace {
@@ -242,7 +242,7 @@ TEST(Executable, AChildThatCannotBeWaitedForIsKilledAndReaped) {
     const auto result = helpers::runInChild([](const auto& report) {
         Executable program({"/bin/sleep", "1000"}, kNoOptions);
         {
-            const helpers::NoMoreThreads shortage;
+            const faults::NoMoreThreads shortage;
             try {
                 program.execAsync({});
             } catch (const std::system_error&) {

@@ -13,8 +13,8 @@
 
 #include <vorn/common/ScriptExecutor.h>
 
-#include "helpers/NoMoreThreads.h"
 #include "helpers/child.h"
+#include "helpers/faults/threads.h"
 #include "helpers/wait_until.h"
 #include "processes/ScriptObserver.h"
 
@@ -450,12 +450,12 @@ TEST(ScriptExecutor, WithoutAFurtherThreadARunFailsAtOnceOrTheStartThrows) {
     Observer observer;
     ScriptExecutor executor(1, immediately);
     {
-        const helpers::NoMoreThreads shortage;
+        const faults::NoMoreThreads shortage;
         EXPECT_THROW(executor.start(), std::system_error);
     }
     executor.start();
     {
-        const helpers::NoMoreThreads shortage;
+        const faults::NoMoreThreads shortage;
         EXPECT_TRUE(executor.execute(scriptNamed("4"), &observer, SecondsDuration::INFINITE));
         ASSERT_TRUE(observer.waitForEnds(1));
     }

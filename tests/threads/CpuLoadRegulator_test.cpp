@@ -13,7 +13,7 @@
 #include <vorn/common/sched/CpuLoadRegulator.h>
 
 #include "helpers/expect_throw.h"
-#include "interposed.h"
+#include "helpers/faults/clock.h"
 
 namespace {
 
@@ -87,7 +87,7 @@ void letTheWallClockPass(milliseconds duration) {
 using Sleeps = std::vector<std::chrono::nanoseconds>;
 
 TEST(CpuLoadRegulator, AllowsTenPercentAndRestsOfASecondByDefault) {
-    interposed::CpuClock cpu;
+    faults::CpuClock cpu;
     CpuLoadRegulator regulator;
     cpu.advance(100s);
     letTheWallClockPass(2ms);
@@ -109,7 +109,7 @@ TEST(CpuLoadRegulator, AllowsTenPercentAndRestsOfASecondByDefault) {
 }
 
 TEST(Cooldown, GivesTheRegulatorItsMaximumRestAndInterval) {
-    interposed::CpuClock cpu;
+    faults::CpuClock cpu;
     CpuLoadCooldown bounded(50, 123);
     CpuLoadLoopCooldown interval(50, 1ms);
     cpu.advance(100s);

@@ -13,9 +13,9 @@
 #include <vorn/common/thread/MessageThread.h>
 
 #include "helpers/Actor.h"
+#include "helpers/faults/threads.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
-#include "interposed.h"
 
 namespace {
 
@@ -207,9 +207,10 @@ TEST(MessageThread, DeliberatelyHandlesWhatWasLeftUnhandledAfterARestart) {
 TEST(MessageThread, IsNotStartedWhenItsThreadCannotBeCreated) {
     Received received;
     MessageThread thread([&](const Message& message) { received.add(message); });
-    interposed::failThreadCreationAfter(0);
-    EXPECT_THROW(thread.start(), std::system_error);
-    interposed::allowThreadCreation();
+    {
+        const faults::NoMoreThreads shortage;
+        EXPECT_THROW(thread.start(), std::system_error);
+    }
     EXPECT_FALSE(thread.isStarted());
     thread.start();
     thread.sendMessage(Message(1, 1));

@@ -13,8 +13,8 @@
 
 #include "helpers/Actor.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 #include "helpers/thread_state.h"
-#include "interposed.h"
 
 namespace {
 
@@ -33,6 +33,25 @@ bool canLock(MultipleReadUniqueWriteMutex& mutex) {
 bool canShare(MultipleReadUniqueWriteMutex& mutex) {
     return std::shared_lock(mutex, std::try_to_lock).owns_lock();
 }
+
+/// The next attempts of this thread to lock a read/write lock fail.
+class FailingLocks {
+  public:
+    FailingLocks(int error, int times) : left_(times) {
+        using faults::Call;
+        for (const auto call : {Call::pthread_rwlock_rdlock, Call::pthread_rwlock_tryrdlock,
+                                Call::pthread_rwlock_wrlock, Call::pthread_rwlock_trywrlock}) {
+            calls_.hook(call,
+                        [this, error](auto&) { return left_ > 0 && left_-- > 0 ? error : 0; });
+        }
+    }
+
+    [[nodiscard]] int failuresLeft() const { return left_; }
+
+  private:
+    int left_;
+    faults::Calls calls_;
+};
 
 TEST(MultipleReadUniqueWriteMutex, AdmitsManyReadersOrOneWriter) {
     MultipleReadUniqueWriteMutex mutex;
@@ -108,9 +127,11 @@ TEST(MultipleReadUniqueWriteMutex, ThrowsWhenTheWriterLocksAgain) {
 TEST(MultipleReadUniqueWriteMutex, RepeatsASharedLockWhileThereAreTooManyReaders) {
     MultipleReadUniqueWriteMutex mutex;
     Actor other;
-    interposed::failReadWriteLocks(EAGAIN, 3);
-    mutex.lock_shared();
-    EXPECT_EQ(interposed::readWriteLockFailuresLeft(), 0);
+    {
+        FailingLocks locks(EAGAIN, 3);
+        mutex.lock_shared();
+        EXPECT_EQ(locks.failuresLeft(), 0);
+    }
     EXPECT_FALSE(other.run([&] { return canLock(mutex); }));
     mutex.unlock_shared();
     EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
@@ -122,7 +143,7 @@ TEST(MultipleReadUniqueWriteMutex, ThrowsForADeadlockAndNoOtherErrorAndPassesThe
     for (const bool exclusive : {true, false}) {
         for (const int failure : {EDEADLK, EINVAL, EBUSY}) {
             SCOPED_TRACE(testing::Message() << exclusive << ", error " << failure);
-            interposed::failReadWriteLocks(failure, 1);
+            FailingLocks locks(failure, 1);
             int thrown = 0;
             try {
                 exclusive ? mutex.lock() : mutex.lock_shared();
@@ -130,7 +151,7 @@ TEST(MultipleReadUniqueWriteMutex, ThrowsForADeadlockAndNoOtherErrorAndPassesThe
                 thrown = error.code().value();
             }
             EXPECT_EQ(thrown, failure == EDEADLK ? EDEADLK : 0);
-            EXPECT_EQ(interposed::readWriteLockFailuresLeft(), 0);
+            EXPECT_EQ(locks.failuresLeft(), 0);
             EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
         }
     }
@@ -147,10 +168,10 @@ TEST(MultipleReadUniqueWriteMutex, ItsTryFormsFailForABusyLockAndForTooManyReade
         SCOPED_TRACE(row.error);
         MultipleReadUniqueWriteMutex mutex;
         Actor other;
-        interposed::failReadWriteLocks(row.error, 2);
+        FailingLocks locks(row.error, 2);
         EXPECT_EQ(mutex.try_lock(), row.locks);
         EXPECT_EQ(mutex.try_lock_shared(), row.shares);
-        EXPECT_EQ(interposed::readWriteLockFailuresLeft(), 0);
+        EXPECT_EQ(locks.failuresLeft(), 0);
         EXPECT_TRUE(other.run([&] { return canLock(mutex); }));
     }
 }

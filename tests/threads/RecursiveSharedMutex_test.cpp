@@ -10,7 +10,7 @@
 
 #include "helpers/Actor.h"
 #include "helpers/expect_throw.h"
-#include "interposed.h"
+#include "helpers/faults/allocation.h"
 
 namespace {
 
@@ -226,26 +226,26 @@ TEST(RecursiveSharedMutex, AllocatesOnlyWhenMoreThreadsReadThanEverBefore) {
     RecursiveSharedMutex mutex;
     std::vector<Actor> readers(3);
     const auto readTogether = [&] {
-        long allocated = 0;
+        std::size_t allocated = 0;
         for (auto& reader : readers) {
             allocated += reader.run([&] {
-                const auto before = interposed::allocations();
+                const auto before = faults::allocations();
                 mutex.lock_shared();
-                return interposed::allocations() - before;
+                return faults::allocations() - before;
             });
         }
         for (auto& reader : readers) {
             allocated += reader.run([&] {
-                const auto before = interposed::allocations();
+                const auto before = faults::allocations();
                 mutex.unlock_shared();
-                return interposed::allocations() - before;
+                return faults::allocations() - before;
             });
         }
         return allocated;
     };
-    EXPECT_EQ(readTogether(), 3);
-    EXPECT_EQ(readTogether(), 0);
-    const auto before = interposed::allocations();
+    EXPECT_EQ(readTogether(), 3U);
+    EXPECT_EQ(readTogether(), 0U);
+    const auto before = faults::allocations();
     for (int i = 0; i < 100; ++i) {
         mutex.lock_shared();
         mutex.lock_shared();
@@ -254,7 +254,7 @@ TEST(RecursiveSharedMutex, AllocatesOnlyWhenMoreThreadsReadThanEverBefore) {
         mutex.unlock_shared();
         mutex.unlock_shared();
     }
-    EXPECT_EQ(interposed::allocations() - before, 0);
+    EXPECT_EQ(faults::allocations() - before, 0U);
 }
 
 }  // namespace

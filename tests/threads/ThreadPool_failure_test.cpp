@@ -7,8 +7,8 @@
 
 #include <vorn/common/ThreadPool.h>
 
+#include "helpers/faults/threads.h"
 #include "helpers/wait_until.h"
-#include "interposed.h"
 
 namespace {
 
@@ -19,13 +19,12 @@ TEST(ThreadPoolDeathTest, RefusesASizeOfZero) {
 }
 
 TEST(ThreadPool, ThrowsWhenItsFirstThreadCannotBeCreated) {
-    interposed::failThreadCreationAfter(0);
+    const faults::NoMoreThreads shortage;
     EXPECT_THROW(ThreadPool(3), std::system_error);
-    interposed::allowThreadCreation();
 }
 
 void createWithoutLaterThreads() {
-    interposed::failThreadCreationAfter(2);
+    const faults::NoMoreThreads shortage(2);
     const ThreadPool pool(3);
 }
 

@@ -12,9 +12,9 @@
 
 #include "helpers/Actor.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/allocation.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
-#include "interposed.h"
 
 namespace {
 
@@ -311,11 +311,11 @@ TEST(ThreadPool, DeliberatelyLocksItsMutexItselfToSubmit) {
 TEST(ThreadPool, AllocatesAtMostOnceForATaskThatNeedsNoMemoryItself) {
     ThreadPool pool(1);
     Blockers blockers(pool, 1);
-    const auto before = interposed::allocations();
+    const auto before = faults::allocations(faults::Threads::All);
     for (int i = 0; i < 1000; ++i) {
         pool._emplaceTask([] {});
     }
-    EXPECT_LE(interposed::allocations() - before, 1000);
+    EXPECT_LE(faults::allocations(faults::Threads::All) - before, 1000U);
     blockers.release();
 }
 

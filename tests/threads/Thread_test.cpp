@@ -10,7 +10,7 @@
 
 #include <vorn/common/Thread.h>
 
-#include "helpers/NoMoreThreads.h"
+#include "helpers/faults/threads.h"
 
 namespace {
 
@@ -198,7 +198,7 @@ TEST(Thread, FunctionIsReleasedWhenItsThreadWasJoined) {
 TEST(Thread, DeliberateStaysStartedWhenNoThreadCouldBeCreated) {
     Thread thread;
     {
-        const helpers::NoMoreThreads shortage;
+        const faults::NoMoreThreads shortage;
         EXPECT_EQ(errorOf([&] { thread.start([](void*) {}, nullptr); }),
                   std::errc::resource_unavailable_try_again);
     }

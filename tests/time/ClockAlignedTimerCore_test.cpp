@@ -4,13 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include "FakeClock.h"
+#include "helpers/faults/FakeClock.h"
 #include "time/ClockAlignedTimerCore.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using helpers::FakeClock;
+using faults::FakeClock;
 using std::chrono::milliseconds;
 using vorn::common::internal::ClockAlignedTimerCore;
 using vorn::common::time::Recurrence;

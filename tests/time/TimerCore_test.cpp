@@ -4,14 +4,14 @@
 
 #include <gtest/gtest.h>
 
-#include "FakeClock.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/FakeClock.h"
 #include "time/TimerCore.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using helpers::FakeClock;
+using faults::FakeClock;
 using std::chrono::milliseconds;
 using vorn::common::internal::TimerCore;
 using vorn::common::time::Recurrence;

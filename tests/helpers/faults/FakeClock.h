@@ -9,7 +9,7 @@
 #include "helpers/wait_until.h"
 #include "time/Clock.h"
 
-namespace helpers {
+namespace faults {
 
 /// Clocks for the timers that stand still until the test moves them.
 class FakeClock final : public vorn::common::internal::Clock {
@@ -135,4 +135,4 @@ class FakeClock final : public vorn::common::internal::Clock {
     std::mutex* timerMutex_ = nullptr;
 };
 
-}  // namespace helpers
+}  // namespace faults

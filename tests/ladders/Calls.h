@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "helpers/faults/calls.h"
+#include "ladders/Trial.h"
+
+namespace ladders {
+
+/// A system call, by its numbers on this machine and by the C library call that makes it, and the
+/// errors with which it is known to fail.
+struct CallErrors {
+    const char* name;
+    std::vector<long> numbers;
+    std::vector<faults::Call> calls;
+    std::vector<int> errors;
+};
+
+/// The calls that fail. Missing are those that cannot fail with good arguments, and close, whose
+/// failure would have closed the descriptor.
+const std::vector<CallErrors>& callErrors();
+
+/// Lets one call of this process and of its children fail.
+class CallFault : public Fault {
+  public:
+    /// What goes on, in memory that children share.
+    struct State {
+        std::atomic<bool> active{false};
+        std::atomic<int> calls{0};
+        std::atomic<int> failingCall{0};  ///< from 1; 0: none
+        std::atomic<int> failingError{0};
+        std::atomic<int> struck{-1};  ///< which of callErrors()
+    };
+
+    /// Null where it cannot work.
+    static std::unique_ptr<CallFault> bySeccomp(State& state);
+    static std::unique_ptr<CallFault> byInterposition(State& state);
+
+    void begin() override;
+    void end() override;
+    [[nodiscard]] bool struck() const override { return state_.struck >= 0; }
+
+  protected:
+    explicit CallFault(State& state) : state_(state) {}
+
+    State& state_;
+};
+
+/// The errno with which a call is to fail now, or 0.
+int errorNow(CallFault::State& state, int index);
+
+}  // namespace ladders

@@ -1,0 +1,415 @@
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/fs/CachedFileManager.h>
+#include <vorn/common/fs/LockedFile.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
+#include <vorn/common/fs/TemporaryFile.h>
+#include <vorn/common/fs/tools.h>
+#include <vorn/common/settings/JsonSettings.h>
+
+#include "files/streamables.h"
+#include "helpers/TempDir.h"
+#include "ladders/Ladder.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace vorn::common;
+using namespace vorn::common::fs;
+using faults::Threads;
+using files::Text;
+using files::textOf;
+using helpers::contentOf;
+using helpers::TempDir;
+using ladders::Answer;
+using ladders::Row;
+using ladders::Trial;
+
+const std::string kOld = "text:the old content, which needs memory of its own";
+const std::string kNew = "the new content, which needs memory of its own";
+
+auto inOneMinute() {
+    return std::chrono::steady_clock::now() + 1min;
+}
+
+std::size_t entriesIn(const TempDir& dir) {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(dir.path()), {}));
+}
+
+/// The temporary directory of the process is `dir` while it lives.
+class TemporaryPlace {
+  public:
+    TemporaryPlace() { ::setenv("TMPDIR", dir_.path().c_str(), 1); }
+    ~TemporaryPlace() { ::unsetenv("TMPDIR"); }
+    [[nodiscard]] bool isEmpty() const { return entriesIn(dir_) == 0; }
+    [[nodiscard]] const TempDir& dir() const { return dir_; }
+
+  private:
+    TempDir dir_;
+};
+
+void readingAFile(Trial& trial) {
+    const TempDir dir;
+    const std::filesystem::path path = dir.write("a", kOld);
+    std::string text;
+    trial.operate([&] { text = tools::readFile(path); });
+    trial.require(trial.threw() || text == kOld, "reads \"" + text + "\"");
+    trial.require(tools::readFile(path) == kOld, "the next use");
+}
+
+void readingLines(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.write("a", " line one, which needs memory of its own \n\nline two\n");
+    std::vector<std::string> lines;
+    const std::set<tools::ReadFileOptions> options{tools::ReadFileOptions::Trim,
+                                                   tools::ReadFileOptions::SkipEmptyLines};
+    trial.operate([&] { lines = tools::readFileLinesToArray(path, options); });
+    trial.require(trial.threw() || trial.struck() || lines.size() == 2, "not all lines");
+    trial.require(tools::readFileLinesToArray(path, options).size() == 2, "the next use");
+}
+
+void listing(Trial& trial) {
+    const TempDir dir;
+    dir.write("a file whose name needs memory of its own", "");
+    dir.write("b", "");
+    const auto path = dir.path().string();
+    std::vector<std::string> names;
+    trial.operate([&] { names = tools::listFilesFromDirPath(path, true); });
+    trial.require(trial.threw() || trial.struck() || names.size() == 2, "not all files");
+    trial.require(tools::listFilesFromDirPath(path, true).size() == 2, "the next use");
+}
+
+void copying(Trial& trial) {
+    const TempDir dir;
+    const auto from = dir.write("from", kOld);
+    const auto to = dir.file("to");
+    bool copied = false;
+    trial.operate([&] { copied = tools::copyFile(from, to); });
+    trial.require(!copied || contentOf(to) == kOld, "says it has copied");
+    trial.require(contentOf(from) == kOld, "the source has changed");
+    trial.require(tools::copyFile(from, to) && contentOf(to) == kOld, "the next use");
+}
+
+void deleting(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.write("a", kOld);
+    bool deleted = false;
+    trial.operate([&] { deleted = tools::deleteFile(path); });
+    trial.require(deleted == !std::filesystem::exists(path), "says it has deleted");
+    tools::deleteFile(path);
+    trial.require(entriesIn(dir) == 0, "the next use");
+}
+
+void removingAFolder(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("folder");
+    std::filesystem::create_directories(path + "/inner");
+    dir.write("folder/a", "");
+    trial.operate([&] { tools::removeFolder(path); });
+    tools::removeFolder(path);
+    trial.require(entriesIn(dir) == 0, "the next use");
+}
+
+void creating(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("a");
+    trial.operate([&] { tools::createFile(path, kNew); });
+    tools::createFile(path, kNew);
+    trial.require(contentOf(path) == kNew, "the next use");
+}
+
+void swapping(Trial& trial) {
+    const TempDir dir;
+    const auto a = dir.write("a", kOld);
+    const auto b = dir.write("b", kNew);
+    trial.operate([&] { tools::swapFiles(a, b); });
+    for (const auto& path : {a, b}) {
+        const auto content = contentOf(path);
+        trial.require(content == kOld || content == kNew, "a broken file");
+    }
+    trial.require(contentOf(a) == kOld || contentOf(b) == kOld, "the old content is lost");
+    trial.require(entriesIn(dir) == 2, "a side file is left");
+    dir.write("a", kOld);
+    dir.write("b", kNew);
+    tools::swapFiles(a, b);
+    trial.require(contentOf(a) == kNew && contentOf(b) == kOld, "the next use");
+}
+
+template <class Create>
+std::function<void(Trial&)> makingATemporary(Create create) {
+    return [create](Trial& trial) {
+        const TemporaryPlace place;
+        trial.operate([&] { create(); });
+        trial.require(place.isEmpty(), "something is left");
+        create();
+        trial.require(place.isEmpty(), "the next one is left");
+    };
+}
+
+void makingATemporaryName(Trial& trial) {
+    const TemporaryPlace place;
+    const std::string prefix = "a prefix that needs memory of its own";
+    trial.operate([&] { static_cast<void>(tools::createTemporaryFile(prefix)); });
+    trial.require(entriesIn(place.dir()) == (trial.threw() ? 0U : 1U), "a file is left");
+    static_cast<void>(tools::createTemporaryFolder(prefix));
+}
+
+void locking(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    bool locked = false;
+    trial.operate([&] {
+        locked = mutex.try_lock();
+        if (locked) {
+            mutex.unlock();
+            locked = false;
+        }
+    });
+    if (trial.threw() && std::filesystem::exists(path)) {
+        // The attempt succeeded, and the error came with the release.
+        std::filesystem::remove(path);
+    }
+    trial.require(entriesIn(dir) == 0 || trial.struck(), "the lock file is left");
+    std::filesystem::remove(path);
+    trial.require(mutex.try_lock(), "the next lock");
+    mutex.unlock();
+    trial.require(entriesIn(dir) == 0, "the next lock file is left");
+}
+
+/// Without memory the lock file itself must go: there is no reason outside the process.
+void lockingWithoutMemory(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("a lock file whose name needs memory of its own");
+    trial.operate([&] {
+        FileMutex mutex(path);
+        const std::unique_lock lock(mutex);
+    });
+    trial.require(entriesIn(dir) == 0, "the lock file is left");
+    FileMutex mutex(path);
+    trial.require(mutex.try_lock(), "the next lock");
+    mutex.unlock();
+}
+
+void creatingALockedFile(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("a file whose name needs memory of its own");
+    trial.operate([&] {
+        LockedFile file(path, true, inOneMinute());
+        file.stream().exceptions(std::ios_base::badbit);
+        file.stream() << kNew << std::flush;
+        file.remove();
+    });
+    std::filesystem::remove(path);
+    // An unlink that failed leaves the lock file behind.
+    trial.require(entriesIn(dir) == 0 || (trial.struck() && !trial.threwBadAlloc()),
+                  "the lock file is left");
+    std::filesystem::remove(path + ".lock");
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+        std::filesystem::remove(entry.path());
+    }
+    LockedFile next(path, true, inOneMinute());
+    trial.require(next.stream().is_open(), "the next use");
+}
+
+void waitingForALockedFile(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.write("a file whose name needs memory of its own", kOld);
+    std::string read;
+    trial.operate([&] {
+        LockedFile file(path, false, inOneMinute(), LockedFile::Options{.mode = std::ios_base::in});
+        file.stream().exceptions(std::ios_base::badbit);
+        std::getline(file.stream(), read);
+    });
+    trial.require(contentOf(path) == kOld, "the file has changed");
+}
+
+CachedFileManager::Options atOnce() {
+    CachedFileManager::Options options;
+    options.writeDelay = 0ms;
+    options.saveDefaults = true;
+    return options;
+}
+
+struct Stored {
+    TempDir dir;
+    std::string path = dir.write("document", kOld);
+    std::string backup = dir.write("document.bak", "text:the backup");
+
+    [[nodiscard]] bool isWhole() const {
+        const auto content = contentOf(path);
+        const auto former = contentOf(backup);
+        const auto whole = [](const std::string& text) {
+            return text == kOld || text == "text:" + kNew || text == "text:the backup" ||
+                   text == "text:last";
+        };
+        return whole(content) || whole(former);
+    }
+};
+
+void loading(Trial& trial) {
+    const Stored stored;
+    auto object = std::make_unique<Text>("default");
+    const auto options = atOnce();
+    trial.operate([&] {
+        CachedFileManager manager;
+        manager.add(std::move(object), stored.path, CachedFileManager::kDefaultOptions);
+    });
+    // What could not be read for want of memory counts as not loaded: then the backup is taken.
+    trial.require(contentOf(stored.path) == kOld || contentOf(stored.backup) == kOld,
+                  "the file is lost");
+    CachedFileManager next;
+    next.add(std::make_unique<Text>("default"), stored.path);
+    trial.require(textOf(next.getHandler(typeid(Text)).lock()).content != "default",
+                  "the next start loads nothing");
+}
+
+void changing(Trial& trial) {
+    const Stored stored;
+    CachedFileManager manager;
+    manager.add(std::make_unique<Text>("default"), stored.path, atOnce());
+    trial.operate([&] {
+        const auto locked = manager.getHandler(typeid(Text)).lock();
+        textOf(locked).content = kNew;
+        locked.write();
+        locked.flush();
+    });
+    trial.require(stored.isWhole(), "file and backup are lost");
+    const auto locked = manager.getHandler(typeid(Text)).lock();
+    textOf(locked).content = "last";
+    locked.write();
+    locked.flush();
+    trial.require(contentOf(stored.path) == "text:last", "the next write");
+}
+
+/// By the manager's thread, which has nobody to tell.
+void changingLater(Trial& trial) {
+    const Stored stored;
+    {
+        CachedFileManager manager;
+        manager.add(std::make_unique<Text>("default"), stored.path, atOnce());
+        trial.operate([&] {
+            {
+                const auto locked = manager.getHandler(typeid(Text)).lock();
+                textOf(locked).content = kNew;
+                locked.write(0ms);
+            }
+            manager.remove(typeid(Text));
+        });
+    }
+    trial.require(stored.isWhole(), "file and backup are lost");
+    CachedFileManager next;
+    next.add(std::make_unique<Text>("default"), stored.path, atOnce());
+    const auto locked = next.getHandler(typeid(Text)).lock();
+    textOf(locked).content = "last";
+    locked.write();
+    locked.flush();
+    trial.require(contentOf(stored.path) == "text:last", "the next write");
+}
+
+class Settings : public settings::JsonSettings {
+  public:
+    std::string name = "a name that needs memory of its own";
+
+  protected:
+    bool loadSettings(const std::string&, const lwjson::Deserializer& settings) override {
+        name = settings["name"].as<std::string>();
+        return true;
+    }
+    std::pair<std::string, lwjson::Serializer> saveSettings() const override {
+        lwjson::Serializer writer;
+        writer.appendKey("name");
+        writer.addValue(name);
+        writer.finalize();
+        return {"1.0", writer};
+    }
+};
+
+/// A text that could not be written completely replaces nothing.
+void writingSettings(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("settings");
+    const auto backup = dir.file("settings.bak");
+    auto builder = stream::make_ofstreamBuilder(path, std::ios_base::trunc,
+                                                std::filesystem::perms::owner_all, backup);
+    {
+        const auto accessor = builder();
+        Settings().serialize(accessor->stream());
+        accessor->commit();
+    }
+    const auto before = contentOf(path);
+    Settings settings;
+    settings.name = "another name that needs memory of its own";
+    trial.operate([&] {
+        const auto accessor = builder();
+        if (accessor == nullptr) {
+            throw std::bad_alloc();
+        }
+        accessor->stream().exceptions(std::ios_base::badbit);
+        settings.serialize(accessor->stream());
+        accessor->commit();
+    });
+    const auto content = contentOf(path);
+    Settings read;
+    std::istringstream in(content);
+    trial.require(content == before || read.deserialize(in), "a broken file: " + content);
+}
+
+void readingSettings(Trial& trial) {
+    std::ostringstream out;
+    Settings settings;
+    settings.serialize(out);
+    std::istringstream in(out.str());
+    settings.name = "before";
+    bool loaded = false;
+    trial.operate([&] { loaded = settings.deserialize(in); });
+    trial.require(trial.threw() || loaded || trial.struck(), "is not loaded");
+    std::istringstream again(out.str());
+    trial.require(settings.deserialize(again), "the next use");
+}
+
+std::vector<Row> rows() {
+    return {
+        {"readFile", readingAFile},
+        {"readFileLinesToArray", readingLines},
+        {"listFilesFromDirPath", listing},
+        {"copyFile", copying, Answer::Hides},
+        {"deleteFile", deleting, Answer::Hides},
+        {"removeFolder", removingAFolder},
+        {"createFile", creating},
+        {"swapFiles", swapping},
+        {"createTemporaryFile", makingATemporaryName},
+        {"FileMutex: lock and unlock", locking},
+        {"LockedFile: create and remove", creatingALockedFile},
+        {"LockedFile: wait", waitingForALockedFile},
+        {"CachedFileManager: load", loading, Answer::Hides},
+        {"CachedFileManager: write", changing, Answer::Hides},
+        {"CachedFileManager: write later", changingLater, Answer::Hides, Threads::All},
+        {"JsonSettings: write", writingSettings, Answer::Hides},
+    };
+}
+
+TEST(FilesLadder, Allocations) {
+    auto all = rows();
+    all.push_back({"FileMutex: lock, unlock and end", lockingWithoutMemory});
+    all.push_back({"JsonSettings: read", readingSettings, Answer::Hides});
+    all.push_back({"TemporaryFile", makingATemporary([] { const TemporaryFile file; })});
+    all.push_back(
+        {"TemporaryDirectory", makingATemporary([] { const TemporaryDirectory directory; })});
+    ladders::climbAllocations(all);
+}
+
+TEST(FilesLadder, Calls) {
+    ladders::climbCalls(rows());
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <vorn/common/BinaryDeserializer.h>
+#include <vorn/common/BinarySerializer.h>
+#include <vorn/common/StronglyTyped.h>
+#include <vorn/common/Uuid.h>
+#include <vorn/common/encoding/Base64.h>
+#include <vorn/common/encoding/UrlEncode.h>
+#include <vorn/common/encoding/utf/BOM.h>
+
+#include "ladders/Ladder.h"
+
+namespace {
+
+using namespace vorn::common;
+using encoding::Base64;
+using encoding::UrlEncode;
+using ladders::Row;
+using ladders::Trial;
+
+/// A function of no arguments: the same result again after every failure.
+template <class Make>
+Row giving(const std::string& name, Make make) {
+    return {name, [make](Trial& trial) {
+                const auto expected = make();
+                auto result = expected;
+                trial.operate([&] { result = make(); });
+                trial.require(result == expected, "another result");
+                trial.require(make() == expected, "the next use");
+            }};
+}
+
+const std::string kText(100, '~');
+const std::string kBase64 = Base64::encodeToString(kText);
+const std::vector<unsigned char> kBytes(100, 7);
+
+Uuid fromRecords() {
+    return {StronglyTyped<std::string, VendorTag>("a vendor whose name needs memory"),
+            StronglyTyped<std::string, ModelTag>("a model whose name needs memory"),
+            StronglyTyped<std::string, SerialNumberTag>("a serial number that needs memory")};
+}
+
+/// Reading a Uuid's texts may make them.
+std::string textsOf(const Uuid& uuid) {
+    return uuid.to_string() + uuid.to_hex() + uuid.base64() + uuid.base64URL();
+}
+
+void writingBinary(Trial& trial) {
+    std::vector<char> bytes;
+    BinarySerializer writer(bytes);
+    trial.operate([&] { writer << true << kText << std::string_view("view"); });
+    std::vector<char> again;
+    BinarySerializer next(again);
+    next << true << kText << std::string_view("view");
+    trial.require(trial.threw() || bytes == again, "other bytes");
+}
+
+void readingBinary(Trial& trial) {
+    std::vector<char> bytes;
+    BinarySerializer(bytes) << true << kText;
+    BinaryDeserializer reader(bytes);
+    bool flag = false;
+    std::string text;
+    trial.operate([&] { reader >> flag >> text; });
+    trial.require(trial.threw() || (flag && text == kText), "another text");
+    BinaryDeserializer(bytes) >> flag >> text;
+    trial.require(text == kText, "the next use");
+}
+
+TEST(IdentifiersLadder, Allocations) {
+    ladders::climbAllocations({
+        giving("Uuid of bytes",
+               [] {
+                   return Uuid(Uuid::Bytes{1, 2, 3});
+               }),
+        giving("Uuid of a text", [] { return Uuid("11111111-2222-3333-4444-555555555555"); }),
+        giving("Uuid of a name", [] { return Uuid(Uuid::VORN_NAMESPACE, kText); }),
+        giving("Uuid of two", [] { return Uuid(Uuid::VORN_NAMESPACE, Uuid::UNKNOWN); }),
+        giving("Uuid of vendor, model and serial number", fromRecords),
+        giving("Uuid::fromBase64String", [] { return Uuid::fromBase64String("", "a name"); }),
+        giving("Uuid: its texts", [] { return textsOf(Uuid(Uuid::Bytes{9})); }),
+        giving("Uuid: the texts of the constants",
+               [] { return textsOf(Uuid::NIL) + textsOf(Uuid::UNKNOWN); }),
+        giving("Base64::encodeToString", [] { return Base64::encodeToString(kBytes); }),
+        giving("Base64::encodeUrlToString", [] { return Base64::encodeUrlToString(kText); }),
+        giving("Base64::decodeToByte", [] { return Base64::decodeToByte(kBase64); }),
+        giving("Base64::decodeToString", [] { return Base64::decodeToString(kBase64); }),
+        giving("Base64::checkBase64", [] { return Base64::checkBase64(kBase64); }),
+        giving("UrlEncode::encode", [] { return UrlEncode::encode(kText); }),
+        giving("UrlEncode::decode", [] { return UrlEncode::decode(kText + "%41"); }),
+        giving("BOM::toString",
+               [] { return encoding::utf::BOM::toString(encoding::utf::BOM::Encoding::utf16); }),
+        giving("ostream << Uuid",
+               [] {
+                   std::ostringstream out;
+                   out.exceptions(std::ios_base::badbit);
+                   out << Uuid::NIL;
+                   return out.str();
+               }),
+        {"BinarySerializer", writingBinary},
+        {"BinaryDeserializer", readingBinary},
+    });
+}
+
+}  // namespace
