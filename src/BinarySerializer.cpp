@@ -35,6 +35,7 @@ BinarySerializer& BinarySerializer::operator<<(const std::nullopt_t&) {
 }
 
 BinarySerializer& BinarySerializer::operator<<(const UnixTime& value) {
+    // As one piece: a sink of the caller's may count or frame what it gets.
     const double seconds = value.seconds();
     char bytes[sizeof seconds];
     std::memcpy(bytes, &seconds, sizeof seconds);
@@ -47,6 +48,7 @@ BinarySerializer& BinarySerializer::operator<<(const std::string& value) {
 }
 
 BinarySerializer& BinarySerializer::operator<<(const std::string_view& value) {
+    // The cut text, not only the cut length: what follows must still be found by the reader.
     const auto length = static_cast<std::uint16_t>(value.size());
     char bytes[sizeof length];
     std::memcpy(bytes, &length, sizeof length);

@@ -23,6 +23,7 @@ constexpr std::array<internal::EnumText<Binder::Error>, 10> kErrors{{
     {Binder::BINDER_ERROR_ABORTED, "BINDER_ERROR_ABORTED"},
 }};
 
+// The protocol counts 32-bit seconds; the local clock is cut to them, not clamped.
 std::uint32_t localNow() {
     return static_cast<std::uint32_t>(time::now());
 }
@@ -39,6 +40,8 @@ time::SecondsDuration Binder::getDurationUntil(unsigned timestamp) const {
 
 unsigned Binder::getDelayedTimestamp(time::SecondsDuration delay) const {
     const unsigned now = syncTime();
+    // Compared this way round, because the sum would wrap. Without any room the time is itself the
+    // mark for "never", and stays so.
     const unsigned room = kReservedTimestamp - now;
     return delay.count() >= room ? kReservedTimestamp : now + delay.count();
 }

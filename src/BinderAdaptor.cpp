@@ -10,6 +10,7 @@ BinderAdaptor::BinderAdaptor(BinderDb& db, Listener* listener, unsigned maxClien
 BinderAdaptor::~BinderAdaptor() = default;
 
 void BinderAdaptor::terminate() {
+    // Through the virtual operation: a derived transport sees its listener go.
     if (!terminated_.exchange(true)) {
         registerListener(nullptr);
     }
@@ -35,6 +36,7 @@ Binder::Error BinderAdaptor::addClient(const std::shared_ptr<Bindable>& client) 
     if (clients_.contains(key)) {
         return BINDER_ERROR_ALREADY_BOUND;
     }
+    // Before the listener is asked: it must not accept a client that there is no room for.
     if (clients_.size() >= maxClients_) {
         return BINDER_ERROR_TOO_MANY_CLIENTS;
     }
@@ -43,7 +45,16 @@ Binder::Error BinderAdaptor::addClient(const std::shared_ptr<Bindable>& client) 
         return answer;
     }
     clients_.emplace(key, kept);
-    updateClientsList();
+    BinderClientsList list;
+    try {
+        list = storeClientsList();
+    } catch (...) {
+        // A caller that sees an exception answers with a failure: the client must not be bound
+        // then.
+        clients_.erase(key);
+        throw;
+    }
+    notifyClientsListChange(list);
     return BINDER_SUCCESS;
 }
 
@@ -57,6 +68,7 @@ Binder::Error BinderAdaptor::removeClient(const Uuid& client) {
     }
     const auto leaving = entry->second;
     notifyUnbindRequest(*leaving);
+    // By its key: the iterator is worth nothing if the listener has removed the client itself.
     clients_.erase(key);
     updateClientsList();
     return BINDER_SUCCESS;
@@ -67,16 +79,22 @@ bool BinderAdaptor::isRegistered(const Uuid& client) const {
 }
 
 void BinderAdaptor::updateClientsList() {
+    notifyClientsListChange(storeClientsList());
+}
+
+BinderClientsList BinderAdaptor::storeClientsList() {
     BinderClientsList list;
     list.reserve(clients_.size());
     for (const auto& entry : clients_) {
         list.emplace_back(*entry.second);
     }
     db_.updateClientsList(list);
-    notifyClientsListChange(list);
+    return list;
 }
 
 Binder::Error BinderAdaptor::notifyBindRequest(Bindable& client) {
+    // The pointer is read under the mutex and called without it, so that the listener may call
+    // back.
     Listener* const receiver = listener();
     return receiver == nullptr ? BINDER_SUCCESS : receiver->onBindRequest(client);
 }

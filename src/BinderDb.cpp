@@ -49,6 +49,7 @@ void BinderDb::serializeClientsList(const BinderClientsList& list, std::string& 
         uuidTexts += client.uuid().base64URL();
         names += client.interface();
     }
+    // Both at the end: an out-parameter that cannot be built leaves the other one as it was.
     uuids = std::move(uuidTexts);
     interfaces = std::move(names);
 }
@@ -61,6 +62,7 @@ void BinderDb::deserializeClientList(const std::string& uuids, const std::string
     while (!uuidTexts.isLast() && !names.isLast()) {
         const auto uuid = uuidTexts.next();
         const auto name = names.next();
+        // An entry without an identifier is none; its name is skipped with it.
         if (!uuid.empty()) {
             list.emplace_back(Uuid(std::string(uuid)), std::string(name));
         }

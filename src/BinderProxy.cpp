@@ -38,6 +38,7 @@ Binder::Error BinderProxy::startBinding(const Uuid& server) {
     }
     binding_ = true;
     serverUuid_ = server;
+    // Stated as "no contact"; nobody is told, because nothing is bound yet.
     setCommunicationState(ComState::NoContact, lock);
     return BINDER_SUCCESS;
 }
@@ -66,6 +67,7 @@ void BinderProxy::endBinding(Error result) {
 
 Binder::Error BinderProxy::startUnbinding() {
     const Lock lock(mutex_);
+    // A pending bind is no obstacle: unbinding is also how it is given up.
     if (unbinding_) {
         return BINDER_ERROR_BUSY;
     }
@@ -77,6 +79,7 @@ Binder::Error BinderProxy::startUnbinding() {
 }
 
 void BinderProxy::endUnbinding(Error result) {
+    // Stated to be read before the rest; under the lock all the same, so that it is no race.
     const bool wasBound = !getBoundUuid().isNil();
     Lock lock(mutex_);
     const Uuid server = serverUuid_;
@@ -98,6 +101,7 @@ void BinderProxy::setCommunicationState(ComState state, Lock& lock) {
     if (!status_.set(state) || boundUuid_.isNil()) {
         return;
     }
+    // Copies, and the lock released: the listener may call back from any thread.
     const Uuid server = boundUuid_;
     const CommunicationStatus status = status_;
     lock.unlock();

@@ -3,6 +3,7 @@
 namespace vorn::common {
 
 DbWithIdentification::DbWithIdentification(IdentificationDb& storage)
+    // The same owner as the storage's: a copy, so that a later change there is not seen here.
     : Db(storage.uuid()), storage_(storage) {}
 
 DbWithIdentification::~DbWithIdentification() = default;

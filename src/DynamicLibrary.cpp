@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "pluginConfiguration.h"
+#include "pluginLoading.h"
 
 namespace vorn::common {
 namespace {
@@ -19,9 +20,11 @@ std::string loaderError() {
 }
 
 LoadLibraryFunction* findEntryPoint(void* handle) {
+    // Forgets an older error: a symbol may be null without being missing, the text alone tells.
     ::dlerror();
     auto* const function = reinterpret_cast<LoadLibraryFunction*>(::dlsym(handle, "loadLibrary"));
     if (const auto error = loaderError(); !error.empty()) {
+        // In one piece, here and below, so that lines of several threads do not mix.
         std::cerr << error + "\n";
     }
     return function;
@@ -35,6 +38,7 @@ std::unique_ptr<IPlugin> callEntryPoint(LoadLibraryFunction* function, const Arg
         std::string error;
         std::unique_ptr<IPlugin> object(function(args, error));
         if (object == nullptr) {
+            // Never moved: its buffer may be of an allocator that goes with the library.
             reason.assign(error.data(), error.size());
         }
         return object;
@@ -48,6 +52,7 @@ std::unique_ptr<IPlugin> callEntryPoint(LoadLibraryFunction* function, const Arg
 
 void reportUnloadable(const DynamicLibraryConfig& config, const char* reason) {
     std::string text = "ERROR: Unable to load library \"" + config.path + "\" with arguments:\n";
+    // Sorted, so that two reports of one plug-in can be compared.
     for (const auto& [name, value] : std::map(config.args.begin(), config.args.end())) {
         text += "\t" + name + " = " + value + "\n";
     }
@@ -86,6 +91,8 @@ DynamicLibrary::~DynamicLibrary() {
 void DynamicLibrary::loadLibrary(const std::string& path, const Arguments& args) {
     path_ = path;
     unloadLibrary();
+    // Held over the entry point too, which may take locks of its own and then ask for a cipher.
+    const internal::PluginLoading loading;
     std::unique_ptr<void, Closer> handle(::dlopen(path_.c_str(), RTLD_LAZY));
     if (handle == nullptr) {
         throw std::invalid_argument("Error loading " + path_ + " library : " + loaderError());
@@ -97,6 +104,7 @@ void DynamicLibrary::loadLibrary(const std::string& path, const Arguments& args)
     std::string reason;
     auto object = callEntryPoint(function, args, reason);
     if (object == nullptr) {
+        // Closed before the exception begins its way: whoever catches it may try the file again.
         handle.reset();
         throw std::invalid_argument(reason);
     }
@@ -105,6 +113,7 @@ void DynamicLibrary::loadLibrary(const std::string& path, const Arguments& args)
 }
 
 void DynamicLibrary::unloadLibrary() noexcept {
+    // The object's destructor is code of the library.
     object_.reset();
     handle_.reset();
 }

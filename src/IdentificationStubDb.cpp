@@ -16,6 +16,7 @@ void IdentificationStubDb::load(conv::Identification& record) const {
 
 void IdentificationStubDb::store(const conv::Identification& record) {
     record_ = record;
+    // Whatever the record says: a database speaks for its owner alone.
     record_.uuid = uuid().to_string();
 }
 

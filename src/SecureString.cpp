@@ -8,6 +8,7 @@
 namespace vorn::common {
 namespace {
 
+/// By a call that optimisers must not drop, though nobody reads the text again.
 void wipe(std::string& text) noexcept {
     ::explicit_bzero(text.data(), text.size());
 }
@@ -52,6 +53,7 @@ SecureString::~SecureString() {
 }
 
 SecureString& SecureString::operator=(const SecureString& other) {
+    // Through a copy: cloning the cipher may throw, and nothing of this object is lost then.
     if (this != &other) {
         *this = SecureString(other);
     }
@@ -80,6 +82,7 @@ std::string SecureString::decipheredString() const {
 }
 
 void SecureString::reset(const std::string& plain) {
+    // First, as stated: a cipher that throws must not leave the former secret behind.
     wipe(ciphered_);
     auto ciphered = cipher_.encrypt(plain);
     replace(ciphered_, ciphered);

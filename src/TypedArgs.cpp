@@ -17,8 +17,11 @@ namespace {
     throw std::invalid_argument(std::string("Invalid argument: ") + expected + " value expected");
 }
 
+/// `strtold` and not `from_chars`: blanks, '+' and hexadecimal forms are accepted, and its report
+/// of a range error is the stated one.
 long double floatingPoint(std::string_view text) {
     const std::string terminated(text);
+    // errno is the only report of a range error; callers keep theirs.
     const int savedErrno = errno;
     errno = 0;
     char* end = nullptr;
@@ -40,7 +43,10 @@ Args loadArgs(const lwjson::Deserializer& root) {
 }
 
 void loadArgs(Args& args, const std::string& prefix, const lwjson::Deserializer& node) {
-    internal::flatten(args, prefix, node, [](const lwjson::Deserializer& member) {
+    // A copy that grows and is cut back on the way; the caller's prefix may even be a key of
+    // `args`.
+    std::string path = prefix;
+    internal::flatten(args, path, node, [](const lwjson::Deserializer& member) {
         return member.type() == lwjson::Deserializer::MemberType::Value;
     });
 }
@@ -69,6 +75,7 @@ T GetTypedArgHelper<T>::get(std::string_view text) {
         return static_cast<T>(floatingPoint(text));
     } else {
         T value{};
+        // Exactly the stated form: no blanks, no '+', no locale, and what follows is not looked at.
         if (std::from_chars(text.data(), text.data() + text.size(), value).ec != std::errc()) {
             refuse(std::is_signed_v<T> ? "signed integer" : "unsigned integer");
         }
@@ -76,6 +83,7 @@ T GetTypedArgHelper<T>::get(std::string_view text) {
     }
 }
 
+// The types of TypedArg, so that the conversions live in the library and not in its users.
 template struct GetTypedArgHelper<signed char>;
 template struct GetTypedArgHelper<unsigned char>;
 template struct GetTypedArgHelper<short>;

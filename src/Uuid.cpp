@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <ostream>
 #include <random>
 #include <stdexcept>
@@ -21,52 +22,47 @@ namespace {
 
 constexpr std::size_t kHexLength = 32;
 constexpr std::size_t kCanonicalLength = 36;
-constexpr std::array<std::size_t, 4> kHyphens = {8, 13, 18, 23};
 
 [[noreturn]] void refuse(std::string_view reason, std::string_view offender) {
     throw std::invalid_argument(std::string(reason).append(offender));
 }
 
-unsigned int hexDigit(char character) {
-    const int value = internal::hexValue(character);
-    if (value < 0) {
-        refuse("invalid hex character in UUID ", {&character, 1});
-    }
-    return static_cast<unsigned int>(value);
-}
-
 unsigned char hexPair(const char* digits) {
-    const unsigned int high = hexDigit(digits[0]);
-    const unsigned int byte = high * 16U + hexDigit(digits[1]);
+    const int high = internal::hexValue(digits[0]);
+    const int low = internal::hexValue(digits[1]);
+    // One question for both digits; which of them was wrong is asked when the answer is no.
+    if ((high | low) < 0) {
+        refuse("invalid hex character in UUID ", {high < 0 ? digits : digits + 1, 1});
+    }
+    const unsigned int byte = static_cast<unsigned int>(high * 16 + low);
     VORN_ASSERT(byte <= 255u);
     return static_cast<unsigned char>(byte);
 }
 
-Uuid::Bytes parseHex(const char* digits) {
+/// Where the pairs of digits begin in a canonical text; in a plain one they follow each other.
+constexpr std::array<unsigned char, 16> kCanonicalPairs = {0,  2,  4,  6,  9,  11, 14, 16,
+                                                           19, 21, 24, 26, 28, 30, 32, 34};
+
+template <class Place>
+Uuid::Bytes parseHex(std::string_view text, Place placeOfPair) {
     Uuid::Bytes bytes;
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = hexPair(digits + 2 * i);
+        bytes[i] = hexPair(&text[placeOfPair(i)]);
     }
     return bytes;
 }
 
 Uuid::Bytes parseCanonical(std::string_view text) {
-    char digits[kHexLength];
-    char* out = digits;
-    for (std::size_t i = 0; i < kCanonicalLength; ++i) {
-        if (std::find(kHyphens.begin(), kHyphens.end(), i) == kHyphens.end()) {
-            *out++ = text[i];
-        } else if (text[i] != '-') {
-            refuse("invalid hyphen position in UUID ", text);
-        }
+    if (text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
+        refuse("invalid hyphen position in UUID ", text);
     }
-    return parseHex(digits);
+    return parseHex(text, [](std::size_t i) { return kCanonicalPairs[i]; });
 }
 
 Uuid::Bytes parseText(std::string_view text) {
     switch (text.size()) {
         case kHexLength:
-            return parseHex(text.data());
+            return parseHex(text, [](std::size_t i) { return 2 * i; });
         case kCanonicalLength:
             return parseCanonical(text);
         case internal::kUuidBase64Length:
@@ -95,6 +91,7 @@ void mark(Uuid::Bytes& bytes, unsigned int version) {
 }
 
 Uuid::Bytes randomBytes(unsigned long long discard) {
+    // Opened for each identifier: nothing is shared between threads or inherited over a fork.
     std::random_device source("default");
     for (; discard != 0; --discard) {
         source();
@@ -108,6 +105,7 @@ Uuid::Bytes randomBytes(unsigned long long discard) {
 }
 
 void feed(SHA1Context& context, const void* data, std::size_t size) {
+    // The routine takes an unsigned length, which may be narrower than size_t.
     constexpr std::size_t kPiece = std::size_t{1} << 30U;
     const auto* bytes = static_cast<const std::uint8_t*>(data);
     while (size != 0) {
@@ -132,31 +130,42 @@ Uuid::Bytes nameBytes(const Uuid& ns, std::string_view name) {
     return bytes;
 }
 
-std::string hexText(const Uuid::Bytes& bytes) {
+/// The two digits of each byte.
+constexpr std::array<std::array<char, 2>, 256> kHexPairs = [] {
     constexpr char kDigits[] = "0123456789abcdef";
-    std::string text(kHexLength, '\0');
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        text[2 * i] = kDigits[bytes[i] >> 4U];
-        text[2 * i + 1] = kDigits[bytes[i] & 0x0FU];
+    std::array<std::array<char, 2>, 256> pairs{};
+    for (std::size_t byte = 0; byte < pairs.size(); ++byte) {
+        pairs[byte] = {kDigits[byte >> 4U], kDigits[byte & 0x0FU]};
     }
-    return text;
+    return pairs;
+}();
+
+// The texts are laid out on the stack: a string that is made of them is written once.
+
+std::string hexText(const Uuid::Bytes& bytes) {
+    char text[kHexLength];
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        std::memcpy(text + 2 * i, kHexPairs[bytes[i]].data(), 2);
+    }
+    return std::string(text, sizeof text);
 }
 
 std::string canonicalText(const std::string& hex) {
-    std::string text(kCanonicalLength, '-');
-    auto digit = hex.begin();
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (std::find(kHyphens.begin(), kHyphens.end(), i) == kHyphens.end()) {
-            text[i] = *digit++;
-        }
+    char text[kCanonicalLength];
+    for (std::size_t i = 0; i < kCanonicalPairs.size(); ++i) {
+        std::memcpy(text + kCanonicalPairs[i], hex.data() + 2 * i, 2);
     }
-    return text;
+    text[8] = text[13] = text[18] = text[23] = '-';
+    return std::string(text, sizeof text);
 }
 
-std::string urlText(std::string text) {
-    std::replace(text.begin(), text.end(), '+', '-');
-    std::replace(text.begin(), text.end(), '/', '_');
-    return text;
+std::string urlText(const std::string& base64) {
+    char text[internal::kUuidBase64Length];
+    std::transform(base64.begin(), base64.end(), text, [](char character) {
+        const char replaced = character == '/' ? '_' : character;
+        return character == '+' ? '-' : replaced;
+    });
+    return std::string(text, sizeof text);
 }
 
 constexpr Uuid::Bytes repeated(unsigned char byte) {

@@ -15,6 +15,7 @@
 #include "lwjson/flatten.h"
 #include "posix/Descriptor.h"
 #include "posix/retry.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -39,18 +40,18 @@ std::string contentOf(const std::string& path, const char* failure) {
     }
     std::string content;
     char block[4096];
-    for (;;) {
-        const auto count = retryOnEintr([&] { return ::read(file.get(), block, sizeof block); });
-        if (count < 0) {
+    for (auto size = sizeof block; size == sizeof block;) {
+        const auto read = readFully(file.get(), block, sizeof block);
+        if (read.error != 0) {
             throwSystemError(failure);
         }
-        if (count == 0) {
-            return content;
-        }
-        content.append(block, static_cast<std::size_t>(count));
+        content.append(block, read.size);
+        size = read.size;
     }
+    return content;
 }
 
+/// The reader's structural errors are runtime errors; here they all are bad content.
 lwjson::Deserializer parse(std::string&& json) {
     try {
         return lwjson::Deserializer(std::move(json));
@@ -101,6 +102,7 @@ void parseLine(std::string_view line, std::vector<DynamicLibraryConfig>& plugins
     }
     DynamicLibraryConfig plugin{std::string(token), {}};
     while (takeToken(line, token)) {
+        // No two are equal, so the map's size is the position.
         plugin.args.emplace("arg" + std::to_string(plugin.args.size()), token);
     }
     plugins.push_back(std::move(plugin));
@@ -118,8 +120,10 @@ std::vector<DynamicLibraryConfig> readJsonPluginConfiguration(const std::string&
     for (const auto& entry : list->members()) {
         auto& plugin = plugins.emplace_back(DynamicLibraryConfig{pathOf(entry), {}});
         const auto* const args = entry.findMember("args");
+        // A text or a number under "args" has no names to give, so it gives no arguments.
         if (args != nullptr && args->type() == lwjson::Deserializer::MemberType::Object) {
-            flatten(plugin.args, "", *args,
+            std::string name;
+            flatten(plugin.args, name, *args,
                     [](const lwjson::Deserializer& node) { return node.members().empty(); });
         }
     }
@@ -131,6 +135,7 @@ std::vector<DynamicLibraryConfig> readTextPluginConfiguration(const std::string&
     std::vector<DynamicLibraryConfig> plugins;
     std::string_view rest = content;
     for (std::size_t number = 1; !rest.empty(); ++number) {
+        // The last line may lack its line feed, so no more is taken off than there is.
         const auto line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(rest.size(), line.size() + 1));
         try {

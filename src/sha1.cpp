@@ -40,25 +40,47 @@ struct Registers {
     [[nodiscard]] std::uint32_t majority() const { return (b & c) | (d & (b | c)); }
 };
 
-void processBlock(std::uint32_t (&state)[5], const std::uint8_t* block) {
-    std::uint32_t words[80];
-    for (unsigned i = 0; i < 16; ++i) {
-        words[i] = readBigEndian(block + 4 * i);
-    }
-    for (unsigned i = 16; i < 80; ++i) {
-        words[i] = std::rotl(words[i - 3] ^ words[i - 8] ^ words[i - 14] ^ words[i - 16], 1);
+/// The message schedule, of which only the last 16 words are needed at any time: they stay in
+/// registers and the first-level cache.
+class Schedule {
+  public:
+    explicit Schedule(const std::uint8_t* block) {
+        for (unsigned i = 0; i < 16; ++i) {
+            words_[i] = readBigEndian(block + 4 * i);
+        }
     }
 
+    /// The word of step `i`; to be asked for in order.
+    std::uint32_t operator[](unsigned i) {
+        auto& word = words_[i % 16];
+        if (i >= 16) {
+            word = std::rotl(
+                words_[(i + 13) % 16] ^ words_[(i + 8) % 16] ^ words_[(i + 2) % 16] ^ word, 1);
+        }
+        return word;
+    }
+
+  private:
+    std::uint32_t words_[16];
+};
+
+void processBlock(std::uint32_t (&state)[5], const std::uint8_t* block) {
+    Schedule words(block);
     Registers r{state[0], state[1], state[2], state[3], state[4]};
+    // Unrolled, the five registers change their names instead of their contents.
+#pragma GCC unroll 20
     for (unsigned i = 0; i < 20; ++i) {
         r.step(r.choose(), 0x5A827999U, words[i]);
     }
+#pragma GCC unroll 20
     for (unsigned i = 20; i < 40; ++i) {
         r.step(r.parity(), 0x6ED9EBA1U, words[i]);
     }
+#pragma GCC unroll 20
     for (unsigned i = 40; i < 60; ++i) {
         r.step(r.majority(), 0x8F1BBCDCU, words[i]);
     }
+#pragma GCC unroll 20
     for (unsigned i = 60; i < 80; ++i) {
         r.step(r.parity(), 0xCA62C1D6U, words[i]);
     }

@@ -8,6 +8,7 @@ namespace vorn::common::cipher {
 
 CipherProxy::CipherProxy(std::unique_ptr<ICipher> cipher) noexcept : cipher_(std::move(cipher)) {}
 
+// Only the cipher knows its own type, so it makes the copy.
 CipherProxy::CipherProxy(const CipherProxy& other) : CipherProxy(other.clone()) {}
 
 CipherProxy::CipherProxy(CipherProxy&& other) noexcept = default;
@@ -16,6 +17,7 @@ CipherProxy::~CipherProxy() = default;
 
 CipherProxy& CipherProxy::operator=(const CipherProxy& other) {
     VORN_ASSERT(this != &other);
+    // Clones before anything is given up: a clone that throws leaves this proxy usable.
     CipherProxy copy = other.clone();
     cipher_ = std::move(copy.cipher_);
     return *this;

@@ -57,6 +57,8 @@ constexpr std::array<EnumText<Reason>, 31> kReasons{{
     {Reason::RecipientNotSpecified, "recipient not specified"},
 }};
 
+// Relative, because the seconds of today leave a double a quarter of a microsecond: an absolute
+// limit would be wrong at one end of the range or the other.
 bool nearlyEqual(double left, double right) {
     const double magnitude = std::max(std::fabs(left), std::fabs(right));
     return magnitude == 0.0 ||
@@ -97,6 +99,7 @@ bool CommunicationStatus::set(ComState state) {
     if (state == state_) {
         return false;
     }
+    // Only a change moves the time: "since" tells how long a state has lasted.
     state_ = state;
     since_ = time::UnixTime::nowWithHighPrecision();
     return true;

@@ -5,6 +5,7 @@
 namespace conv {
 namespace {
 
+// Stored and exchanged texts: "Ema51520" is one of them, with its missing letter.
 constexpr std::array<vorn::common::internal::EnumText<ConnectorType>, 15> kTypes{{
     {ConnectorType::None, "none"},
     {ConnectorType::IecC13, "IecC13"},
@@ -31,6 +32,7 @@ std::string toString(ConnectorType type) {
 
 template <>
 ConnectorType from_string<ConnectorType>(const std::string& text) {
+    // No row has the value 0, so it means "none of them".
     return vorn::common::internal::valueOf(kTypes, text, ConnectorType(0));
 }
 

@@ -32,18 +32,22 @@ using Base64Table = std::array<unsigned char, 256>;
 /// Writes base64Length(size) characters.
 constexpr void encodeBase64(const unsigned char* data, std::size_t size, const char (&alphabet)[65],
                             char* out) noexcept {
-    for (; size >= 3; size -= 3, data += 3) {
-        *out++ = alphabet[data[0] >> 2U];
-        *out++ = alphabet[(data[0] & 0x03U) << 4U | data[1] >> 4U];
-        *out++ = alphabet[(data[1] & 0x0FU) << 2U | data[2] >> 6U];
-        *out++ = alphabet[data[2] & 0x3FU];
+    // Three bytes become one number before anything is written: for all the compiler knows, what
+    // is written may be the data or the alphabet.
+    for (; size >= 3; size -= 3, data += 3, out += 4) {
+        const unsigned int bits = unsigned{data[0]} << 16U | unsigned{data[1]} << 8U | data[2];
+        out[0] = alphabet[bits >> 18U];
+        out[1] = alphabet[bits >> 12U & 0x3FU];
+        out[2] = alphabet[bits >> 6U & 0x3FU];
+        out[3] = alphabet[bits & 0x3FU];
     }
     if (size != 0) {
-        const unsigned char second = size == 2 ? data[1] : 0;
-        *out++ = alphabet[data[0] >> 2U];
-        *out++ = alphabet[(data[0] & 0x03U) << 4U | second >> 4U];
-        *out++ = size == 2 ? alphabet[(second & 0x0FU) << 2U] : '=';
-        *out++ = '=';
+        const unsigned int bits =
+            unsigned{data[0]} << 16U | (size == 2 ? unsigned{data[1]} << 8U : 0U);
+        out[0] = alphabet[bits >> 18U];
+        out[1] = alphabet[bits >> 12U & 0x3FU];
+        out[2] = size == 2 ? alphabet[bits >> 6U & 0x3FU] : '=';
+        out[3] = '=';
     }
 }
 

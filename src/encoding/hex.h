@@ -1,19 +1,26 @@
 #pragma once
 
+#include <array>
+
 namespace vorn::common::internal {
+
+/// Indexed by a character's code as an unsigned char: the value of a hex digit in either case, or
+/// -1. A table, because the digits of an identifier follow no pattern that a branch could learn.
+inline constexpr std::array<signed char, 256> kHexValues = [] {
+    std::array<signed char, 256> values{};
+    values.fill(-1);
+    for (unsigned char digit = 0; digit < 10; ++digit) {
+        values['0' + digit] = static_cast<signed char>(digit);
+    }
+    for (unsigned char letter = 0; letter < 6; ++letter) {
+        values['a' + letter] = values['A' + letter] = static_cast<signed char>(10 + letter);
+    }
+    return values;
+}();
 
 /// The value of a hex digit in either case, or -1. Independent of the locale.
 [[nodiscard]] constexpr int hexValue(char character) noexcept {
-    if (character >= '0' && character <= '9') {
-        return character - '0';
-    }
-    if (character >= 'a' && character <= 'f') {
-        return character - 'a' + 10;
-    }
-    if (character >= 'A' && character <= 'F') {
-        return character - 'A' + 10;
-    }
-    return -1;
+    return kHexValues[static_cast<unsigned char>(character)];
 }
 
 }  // namespace vorn::common::internal

@@ -12,10 +12,12 @@
 namespace vorn::common::fs {
 
 CachedFileManager::~CachedFileManager() {
+    // Without the mutex: the loop takes it to see the request.
     thread_.request_stop();
     if (thread_.joinable()) {
         thread_.join();
     }
+    // Here and not with the members: a handler that writes tells the manager, which must be whole.
     handlers_.clear();
 }
 
@@ -24,13 +26,17 @@ void CachedFileManager::add(std::unique_ptr<stream::IStreamable> object, const s
     if (!object) {
         throw std::invalid_argument("CachedFileManager::add - Error: null object");
     }
+    // A name of its own, because typeid of an expression with a call draws a warning.
     const auto& dynamicObject = *object;
     const std::type_index type(typeid(dynamicObject));
     reserve(type);
+    // A map of its own: handlers have stable addresses, which users and notifiers know, so the node
+    // moves into the manager's map and not the handler.
     Handlers added;
     try {
         load(added, type, std::move(object), path, options);
     } catch (...) {
+        // Destroyed before the lock is taken, because destruction writes and tells the manager.
         added.clear();
         const std::lock_guard lock(mutex_);
         reserved_.erase(type);
@@ -46,6 +52,7 @@ stream::StreamableHandler& CachedFileManager::getHandler(const std::type_index& 
     const std::lock_guard lock(mutex_);
     const auto found = handlers_.find(type);
     if (found == handlers_.end()) {
+        // The text that the standard library's `at` has with another compiler; this one's differs.
         throw std::out_of_range("_Map_base::at");
     }
     return found->second;
@@ -59,6 +66,8 @@ void CachedFileManager::remove(const std::type_index& type) {
     }
     reserved_.insert(type);
     auto removed = handlers_.extract(found);
+    // Destroying waits for a user of the object, who may be on the way to the manager's lock. The
+    // type stays reserved meanwhile, so that no second object of it writes the same file.
     lock.unlock();
     removed = {};
     lock.lock();
@@ -74,6 +83,7 @@ void CachedFileManager::wakeUpLoop(std::unique_lock<std::mutex> lock) {
         lock = std::unique_lock(mutex_);
     }
     wakeUp_ = true;
+    // Before the notification, or the loop would wake up only to wait for the lock.
     lock.unlock();
     changed_.notify_all();
 }
@@ -85,6 +95,7 @@ int CachedFileManager::loop(std::stop_token stopToken) {
         for (auto& [type, handler] : handlers_) {
             next = std::min(next, handler.run());
         }
+        // An object that is locked stays due: without a pause this would spin until it is released.
         next = internal::wakeUpTime(next, std::chrono::steady_clock::now());
         changed_.wait_until(lock, stopToken, next, [this] { return wakeUp_; });
         wakeUp_ = false;
@@ -115,6 +126,7 @@ void CachedFileManager::load(Handlers& handlers, const std::type_index& type,
                          *this, options.writeDelay)
             .first->second;
 
+    // Defaults from the fallback file do not count: they would take the place of a good backup.
     const bool loaded =
         handler.load(stream::make_ifstreamBuilder(path)) ||
         (options.useBackup && handler.load(stream::make_ifstreamBuilder(backupPath)));
@@ -122,6 +134,7 @@ void CachedFileManager::load(Handlers& handlers, const std::type_index& type,
         static_cast<void>(handler.load(stream::make_ifstreamBuilder(options.fallbackPath)));
     }
     if (loaded || options.saveDefaults) {
+        // In the current format at once, and after a start from the backup alone both files again.
         const auto locked = handler.lock();
         locked.write();
         locked.flush();

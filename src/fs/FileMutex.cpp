@@ -1,14 +1,10 @@
 #include "vorn/common/fs/FileMutex.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <stdexcept>
-#include <system_error>
 
-#include "posix/openFile.h"
+#include "posix/lockFile.h"
 #include "posix/sleep.h"
 
 namespace vorn::common::fs {
@@ -18,6 +14,7 @@ constexpr std::chrono::milliseconds kPollPeriod(100);
 
 [[noreturn]] void misuse(const char* operation, const char* reason) {
     const auto line = std::string("ERROR - FileMutex::") + operation + " - " + reason + "\n";
+    // Both: whoever catches the exception may not look at its text.
     std::cerr << line;
     throw std::runtime_error(line);
 }
@@ -32,6 +29,7 @@ void warnAboutHeldMutex() noexcept {
 
 }  // namespace
 
+// On the heap, so that the header names neither a descriptor nor what holds it.
 struct FileMutex::Record {
     std::string path;
     internal::Descriptor file;
@@ -42,12 +40,14 @@ FileMutex::FileMutex(const std::string& lockFilePath) : record_(new Record{lockF
 FileMutex::~FileMutex() {
     if (owned_) {
         warnAboutHeldMutex();
+        // Left open on purpose, like the file: who forgot to unlock keeps others out.
         static_cast<void>(record_->file.release());
     }
 }
 
 void FileMutex::lock() {
     requireNotOwned("lock");
+    // No pause is stated, and none is made: whoever may wait long uses try_lock_until.
     while (!attempt()) {
     }
 }
@@ -65,6 +65,7 @@ bool FileMutex::try_lock_until(const std::chrono::steady_clock::time_point& dead
         if (!(now < deadline)) {
             break;
         }
+        // From the time just read, so that a deadline of time_point::max() overflows nowhere.
         const std::chrono::steady_clock::time_point next = now + kPollPeriod;
         internal::sleepFor(std::min(deadline, next) - now);
         attempt();
@@ -76,10 +77,9 @@ void FileMutex::unlock() {
     if (!owned_) {
         misuse("unlock", "mutex is not owned");
     }
-    record_->file.reset();
-    std::error_code ignored;
-    std::filesystem::remove(record_->path, ignored);
+    // First: whatever happens to the file, this object does not hold it any more.
     owned_ = false;
+    internal::removeLockFile(record_->path, record_->file);
 }
 
 void FileMutex::requireNotOwned(const char* operation) const {
@@ -89,9 +89,7 @@ void FileMutex::requireNotOwned(const char* operation) const {
 }
 
 bool FileMutex::attempt() {
-    record_->file =
-        internal::openFile(record_->path, O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_CLOEXEC,
-                           std::filesystem::perms(0600));
+    record_->file = internal::createLockFile(record_->path);
     owned_ = static_cast<bool>(record_->file);
     return owned_;
 }

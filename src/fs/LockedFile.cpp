@@ -1,7 +1,6 @@
 #include "vorn/common/fs/LockedFile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <system_error>
 
@@ -27,6 +26,7 @@ LockedFile::LockedFile(const std::string& path, bool create,
     if (!lock_.owns_lock()) {
         failLocked(path_);
     }
+    // From here on an exception destroys the members built so far, which releases the lock.
     if (!create) {
         waitForDataFile(deadline);
     } else if (!dataFileExists()) {
@@ -62,14 +62,18 @@ LockedFile LockedFile::waitUntil(const std::string& path,
 }
 
 bool LockedFile::remove() {
+    // Closed first, or what the stream still holds would be written to a file without a name.
     stream_.close();
     return std::filesystem::remove(path_);
 }
 
 void LockedFile::createDataFile(std::filesystem::perms perms) const {
+    // Created with the permissions, so that nobody can open it before they are set; set again,
+    // because the umask has had its share.
     const auto file = internal::openFile(path_, O_WRONLY | O_CREAT | O_CLOEXEC, perms);
-    if (file && ::fchmod(file.get(), internal::modeBits(perms)) != 0) {
-        // Deliberately ignored: some file systems know no permissions.
+    if (file) {
+        // Ignored when it is refused: some file systems know no permissions.
+        static_cast<void>(internal::setPermissions(file.get(), perms));
     }
 }
 
@@ -82,6 +86,7 @@ void LockedFile::waitForDataFile(std::chrono::steady_clock::time_point deadline)
                 }
                 throw std::ios_base::failure("No such file or directory " + path_);
             }
+            // The producer creates the file under the same lock.
             if (lock_.owns_lock()) {
                 lock_.unlock();
             }

@@ -1,13 +1,9 @@
 #include "vorn/common/fs/TemporaryDirectory.h"
 
-#include <stdlib.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
-#include "posix/openFile.h"
+#include "posix/temporary.h"
 
 namespace vorn::common::fs {
 namespace {
@@ -15,36 +11,35 @@ namespace {
 // Made with the narrow permissions at once; the library's own creation tells the reason of a
 // failure.
 bool createDirectory(const std::filesystem::path& path, std::filesystem::perms perms) {
-    return ::mkdir(path.c_str(), internal::modeBits(perms)) == 0 ||
-           std::filesystem::create_directory(path);
+    return internal::makeDirectory(path, perms) || std::filesystem::create_directory(path);
 }
 
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory(std::filesystem::perms perms) {
-    std::string pattern = "/tmp/XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    path_ = std::move(pattern);
+    const auto created = internal::folderBelowTmp();
     try {
+        path_ = created;
         setPermissions(perms);
     } catch (...) {
-        removeQuietly();
+        internal::removeEmptyDirectory(created);
         throw;
     }
 }
 
+// Not delegating: the destructor that a delegating constructor's exception runs would remove a
+// directory that was there before.
 TemporaryDirectory::TemporaryDirectory(std::string path, std::filesystem::perms perms)
     : path_(std::move(path)) {
     if (!createDirectory(path_, perms)) {
         throw std::filesystem::filesystem_error("Temporary directory already exist", path_,
-                                                std::error_code(EEXIST, std::generic_category()));
+                                                std::make_error_code(std::errc::file_exists));
     }
     try {
+        // Again, because the umask has had its share.
         setPermissions(perms);
     } catch (...) {
-        removeQuietly();
+        internal::removeEmptyDirectory(path_.native());
         throw;
     }
 }
@@ -73,6 +68,7 @@ TemporaryDirectory::operator bool() const noexcept {
 }
 
 bool TemporaryDirectory::checkIfExists() const {
+    // What cannot be looked at counts as missing: the destructor asks, and must not throw.
     std::error_code ignored;
     return !path_.empty() && std::filesystem::exists(std::filesystem::status(path_, ignored));
 }
@@ -89,6 +85,7 @@ bool TemporaryDirectory::removeIfExists() {
     if (!checkIfExists()) {
         return false;
     }
+    // Cleared only afterwards: after a failure the caller can try again.
     std::filesystem::remove_all(path_);
     path_.clear();
     return true;

@@ -2,12 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -17,33 +13,19 @@
 
 #include <vorn/common/strings/strings.h>
 
-#include "posix/errorText.h"
 #include "posix/exchangeFiles.h"
 #include "posix/openFile.h"
+#include "posix/temporary.h"
 #include "posix/transfer.h"
 
 namespace vorn::common::fs::tools {
 namespace {
 
-std::string temporaryPattern(const std::string& prefix, const char* defaultPrefix) {
-    const auto name = (prefix.empty() ? defaultPrefix : prefix) + "-XXXXXX";
-    return (std::filesystem::temp_directory_path() / name).string();
-}
-
 struct DirectoryCloser {
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
-// The size as seeking tells it, or -1: also for a directory, where seeking gives any number.
-std::int64_t sizeBySeeking(int fd) {
-    struct stat status {};
-    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
-        return -1;
-    }
-    const auto size = ::lseek(fd, 0, SEEK_END);
-    return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
-}
-
+// Blocks instead of std::getline: a line may cross them, and the options are looked up once.
 class LineCollector {
   public:
     explicit LineCollector(const std::set<ReadFileOptions>& options)
@@ -65,6 +47,7 @@ class LineCollector {
     }
 
     std::vector<std::string> finish() {
+        // A last line without a line feed; after a line feed nothing is left, and no line is added.
         if (!line_.empty()) {
             endLine();
         }
@@ -79,6 +62,7 @@ class LineCollector {
         if (!line_.empty() || !skipEmpty_) {
             lines_.push_back(std::move(line_));
         }
+        // It may have been moved from, which leaves any content.
         line_.clear();
     }
 
@@ -115,21 +99,11 @@ std::ofstream createFile(const std::string& path, const std::string& content) {
 }
 
 std::string createTemporaryFile(const std::string& prefix) {
-    auto path = temporaryPattern(prefix, "tempfile");
-    const internal::Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
-    if (!file) {
-        throw std::runtime_error("Failed to create temporary file: " + internal::errorText(errno));
-    }
-    return path;
+    return internal::temporaryFile(prefix).path;
 }
 
 std::string createTemporaryFolder(const std::string& prefix) {
-    auto path = temporaryPattern(prefix, "tempfolder");
-    if (::mkdtemp(path.data()) == nullptr) {
-        throw std::runtime_error("Failed to create temporary directory: " +
-                                 internal::errorText(errno));
-    }
-    return path;
+    return internal::temporaryFolder(prefix);
 }
 
 std::string readFile(const std::filesystem::path& path) {
@@ -137,16 +111,24 @@ std::string readFile(const std::filesystem::path& path) {
     if (!file) {
         throw std::invalid_argument("Could not open file: " + path.string());
     }
-    const auto size = sizeBySeeking(file.get());
+    const auto size = internal::sizeBySeeking(file.get());
     if (size < 0) {
         throw std::runtime_error("Could not determine file size: " + path.string());
     }
     std::string content;
+    // On 32 bits a file may be larger than any string, and its size would be cut by the conversion.
     if (static_cast<std::uint64_t>(size) > content.max_size()) {
         throw std::length_error("File does not fit into memory: " + path.string());
     }
     content.resize(static_cast<std::size_t>(size));
-    content.resize(internal::readUpTo(file.get(), content.data(), content.size()));
+    const auto read = internal::readFully(file.get(), content.data(), content.size());
+    // Fewer bytes without an error are no failure: the file has been cut meanwhile, or promises
+    // more than it has (sysfs).
+    if (read.error != 0) {
+        throw std::system_error(read.error, std::generic_category(),
+                                "Could not read file: " + path.string());
+    }
+    content.resize(read.size);
     return content;
 }
 
@@ -158,6 +140,7 @@ std::vector<std::string> listFilesFromDirPath(const std::string& dirPath, bool w
     }
     const auto prefix = withPath ? dirPath + "/" : std::string();
     while (const auto* entry = ::readdir(directory.get())) {
+        // The type is taken from the entry: that is stated, and saves a stat for each.
         if (entry->d_type == DT_REG) {
             names.push_back(prefix + entry->d_name);
         }
@@ -174,6 +157,8 @@ std::vector<std::string> readFileLinesToArray(const std::string& path,
     LineCollector lines(options);
     std::array<char, 16384> block;
     std::size_t count = 0;
+    // A block that is not full is the last one: the file ends, or fails, and then the lines end
+    // too.
     do {
         count = internal::readUpTo(file.get(), block.data(), block.size());
         lines.feed(block.data(), block.data() + count);
@@ -184,6 +169,7 @@ std::vector<std::string> readFileLinesToArray(const std::string& path,
 std::string readFileLinesToString(const std::string& path, const std::string& separator,
                                   const std::set<ReadFileOptions>& options) {
     std::string text;
+    // Not "text is empty": the first line may be.
     bool first = true;
     for (const auto& line : readFileLinesToArray(path, options)) {
         if (!first) {

@@ -9,18 +9,34 @@ namespace vorn::common::internal {
 
 /// Turns the members of a node into a flat map: a member for which `isEntry` holds gives its raw
 /// text under its path, the names joined by '_'; members of members follow. The first of equal keys
-/// stays. The reader's nesting limit bounds the recursion.
+/// stays. `path` begins as the prefix and ends as it began. The reader's nesting limit bounds the
+/// recursion.
+///
+/// A key is copied into the map only: one buffer holds the path and is cut back behind each member,
+/// so that under a long name members without an entry cost no more than elsewhere.
 template <class IsEntry>
-void flatten(std::unordered_map<std::string, std::string>& entries, const std::string& prefix,
+void flatten(std::unordered_map<std::string, std::string>& entries, std::string& path,
              const lwjson::Deserializer& node, IsEntry isEntry) {
+    const auto length = path.size();
+    bool haveUnnamed = false;
     for (const auto& member : node.members()) {
-        const auto key = prefix + member.name();
-        if (isEntry(member)) {
-            entries.try_emplace(key, member.value.data, member.value.size);
+        // All plain elements of an array have one key, the path itself. Looking it up once keeps a
+        // long array under a long name linear.
+        const bool isUnnamed = member.key().size == 0;
+        const bool isNew = isEntry(member) && !(isUnnamed && haveUnnamed);
+        if (!isNew && member.members().empty()) {
+            continue;
+        }
+        path.append(member.key().view());
+        if (isNew) {
+            entries.try_emplace(path, member.value.data, member.value.size);
+            haveUnnamed = haveUnnamed || isUnnamed;
         }
         if (!member.members().empty()) {
-            flatten(entries, key + "_", member, isEntry);
+            path += '_';
+            flatten(entries, path, member, isEntry);
         }
+        path.resize(length);
     }
 }
 

@@ -9,18 +9,17 @@
 #include <utility>
 #include <vector>
 
-#include <vorn/common/fs/tools.h>
-
 #include "posix/durable.h"
 #include "posix/openFile.h"
-#include "posix/retry.h"
+#include "posix/temporary.h"
 #include "posix/transfer.h"
 
 namespace vorn::common::internal {
 namespace {
 
-Descriptor openRegularFile(const std::filesystem::path& path, int access) {
-    auto file = openFile(path.native(), access | O_CLOEXEC | O_NONBLOCK);
+Descriptor openRegularFile(const std::string& path, int access) noexcept {
+    // O_NONBLOCK: opening a pipe that somebody put there must not wait for its other end.
+    auto file = openFile(path, access | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     if (file && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
         file.reset();
@@ -43,56 +42,59 @@ bool copyContent(int from, int to) {
     std::vector<char> block(64 * 1024);
     off_t size = 0;
     for (;;) {
-        const auto count = retryOnEintr([&] { return ::read(from, block.data(), block.size()); });
-        if (count < 0 || !writeAll(to, {block.data(), static_cast<std::size_t>(count)})) {
+        const auto read = readFully(from, block.data(), block.size());
+        if (read.error != 0 || !writeAll(to, {block.data(), read.size})) {
             return false;
         }
-        if (count == 0) {
+        size += static_cast<off_t>(read.size);
+        if (read.size < block.size()) {
             return ::ftruncate(to, size) == 0 && syncContent(to);
         }
-        size += count;
     }
 }
 
 }  // namespace
 
-SideFile::SideFile(std::filesystem::path target) : target_(std::move(target)), path_(target_) {
-    path_ += ".side~";
-}
+SideFile::SideFile(std::string target) : target_(std::move(target)), path_(target_ + ".side~") {}
 
 SideFile::~SideFile() {
     if (exists_) {
-        ::unlink(path_.c_str());
+        removeFile(path_);
     }
 }
 
 bool SideFile::create(std::filesystem::perms permissions) noexcept {
-    ::unlink(path_.c_str());
-    file_ = openFile(path_.native(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
+    // What a killed process left goes away, a link that somebody planted with it: O_EXCL follows
+    // none.
+    removeFile(path_);
+    file_ = openFile(path_, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
     exists_ = static_cast<bool>(file_);
     return exists_;
 }
 
 bool SideFile::write(std::string_view text, std::filesystem::perms permissions) noexcept {
-    return create(permissions) && ::fchmod(file_.get(), modeBits(permissions)) == 0 &&
+    return create(permissions) && setPermissions(file_.get(), permissions) &&
            writeAll(file_.get(), text) && syncContent(file_.get());
 }
 
-bool SideFile::copyFrom(const std::filesystem::path& source) {
+bool SideFile::copyFrom(const std::string& source) {
     const auto from = openRegularFile(source, O_RDONLY);
     if (!from) {
         return false;
     }
+    // Private until the owner is the source's: a wider mode would let others of our own group in.
     if (!create(std::filesystem::perms(0600))) {
-        path_ = fs::tools::createTemporaryFile("");
+        auto elsewhere = temporaryFile("");
+        path_.swap(elsewhere.path);
+        file_ = std::move(elsewhere.file);
         exists_ = true;
-        file_ = openFile(path_.native(), O_WRONLY | O_CLOEXEC);
     }
     copyOwnerAndPermissions(from.get(), file_.get());
     return copyContent(from.get(), file_.get());
 }
 
 bool SideFile::rename() noexcept {
+    // std::rename and no copy behind it: in one step, or not at all.
     if (std::rename(path_.c_str(), target_.c_str()) != 0) {
         return false;
     }
@@ -104,6 +106,7 @@ bool SideFile::replaceTarget() {
     if (rename()) {
         return true;
     }
+    // Another file system, or a directory that refuses changes: what is left is to overwrite.
     const auto from = openRegularFile(path_, O_RDONLY);
     const auto to = openRegularFile(target_, O_WRONLY);
     if (!from || !to || !copyContent(from.get(), to.get())) {

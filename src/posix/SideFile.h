@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 #include "posix/Descriptor.h"
@@ -12,7 +13,7 @@ namespace vorn::common::internal {
 /// ".side~": what a killed process left is replaced by the next one, so that nothing piles up.
 class SideFile {
   public:
-    explicit SideFile(std::filesystem::path target);
+    explicit SideFile(std::string target);
     /// Removes what has not been renamed.
     ~SideFile();
     SideFile(const SideFile&) = delete;
@@ -25,7 +26,7 @@ class SideFile {
     /// Makes a durable copy of a regular file, its permissions and, where allowed, its owner
     /// included; in the temporary directory when nothing can be created beside the target. Throws
     /// std::runtime_error when not even that is possible.
-    [[nodiscard]] bool copyFrom(const std::filesystem::path& source);
+    [[nodiscard]] bool copyFrom(const std::string& source);
 
     /// Renames the file onto the target.
     [[nodiscard]] bool rename() noexcept;
@@ -36,8 +37,8 @@ class SideFile {
   private:
     [[nodiscard]] bool create(std::filesystem::perms permissions) noexcept;
 
-    std::filesystem::path target_;
-    std::filesystem::path path_;
+    std::string target_;
+    std::string path_;
     Descriptor file_;
     bool exists_ = false;
 };

@@ -11,6 +11,8 @@
 namespace vorn::common::internal {
 
 bool syncContent(int fd) noexcept {
+    // Without the times of the file, which nobody reads after a power cut. The errors that are
+    // taken for success say that there is nothing to wait for.
     return retryOnEintr([fd] { return ::fdatasync(fd); }) == 0 || errno == EINVAL ||
            errno == ENOSYS || errno == ENOTSUP || errno == EROFS;
 }
@@ -21,7 +23,8 @@ void syncDirectoryOf(const std::filesystem::path& path) noexcept {
         const auto directory =
             openFile(parent.empty() ? "." : parent.string(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (directory) {
-            retryOnEintr([&] { return ::fsync(directory.get()); });
+            // fsync, because names are a directory's metadata.
+            static_cast<void>(retryOnEintr([&] { return ::fsync(directory.get()); }));
         }
     } catch (const std::exception&) {
     }

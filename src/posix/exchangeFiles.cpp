@@ -12,10 +12,11 @@
 namespace vorn::common::internal {
 namespace {
 
-std::filesystem::path withoutLinks(const std::string& path) {
+// A rename onto a link would replace the link; a copy is meant for the file behind it.
+std::string withoutLinks(const std::string& path) {
     std::error_code error;
-    auto resolved = std::filesystem::canonical(path, error);
-    return error ? std::filesystem::path(path) : resolved;
+    const auto resolved = std::filesystem::canonical(path, error);
+    return error ? path : resolved.string();
 }
 
 void exchangeByCopying(const std::string& oldFile, const std::string& newFile, ReplaceFirst first) {
@@ -23,6 +24,7 @@ void exchangeByCopying(const std::string& oldFile, const std::string& newFile, R
     const auto newTarget = withoutLinks(newFile);
     SideFile asNew(newTarget);
     SideFile asOld(oldTarget);
+    // Both copies are complete before the first file is replaced: no failure costs a content.
     if (!asNew.copyFrom(oldTarget) || !asOld.copyFrom(newTarget)) {
         return;
     }

@@ -1,6 +1,7 @@
 #include "posix/openFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -16,6 +17,7 @@ namespace vorn::common::internal {
 
 std::optional<int> openFlags(std::ios_base::openmode mode) noexcept {
     using std::ios_base;
+    // The standard's table of modes; "binary" and "ate" play no part in it.
     const auto access = mode & (ios_base::in | ios_base::out | ios_base::trunc | ios_base::app);
     if (access == ios_base::out || access == (ios_base::out | ios_base::trunc)) {
         return O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC;
@@ -39,15 +41,36 @@ std::optional<int> openFlags(std::ios_base::openmode mode) noexcept {
     return std::nullopt;
 }
 
+bool emptiesFile(std::ios_base::openmode mode) noexcept {
+    const auto flags = openFlags(mode);
+    return flags && (*flags & O_TRUNC) != 0;
+}
+
 Descriptor openFile(const std::string& path, int flags,
                     std::filesystem::perms permissions) noexcept {
     return Descriptor(
         retryOnEintr([&] { return ::open(path.c_str(), flags, modeBits(permissions)); }));
 }
 
+bool setPermissions(int fd, std::filesystem::perms permissions) noexcept {
+    return ::fchmod(fd, modeBits(permissions)) == 0;
+}
+
+std::int64_t sizeBySeeking(int fd) noexcept {
+    struct stat status {};
+    // A directory can be seeked too, to any number.
+    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        return -1;
+    }
+    const auto size = ::lseek(fd, 0, SEEK_END);
+    return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
+}
+
 bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::openmode mode,
                 std::filesystem::perms permissions) {
 #ifdef __GLIBCXX__
+    // The library's open knows neither close-on-exec nor permissions, so the file is opened here
+    // and handed over.
     const auto flags = openFlags(mode);
     if (!flags) {
         return false;
@@ -57,14 +80,24 @@ bool openBuffer(std::filebuf& buffer, const std::string& path, std::ios_base::op
         return false;
     }
     if ((*flags & (O_APPEND | O_ACCMODE)) == (O_APPEND | O_WRONLY)) {
-        ::lseek(file.get(), 0, SEEK_END);
+        // The library's own streams do it for appending, so that tellp answers from the start on.
+        static_cast<void>(::lseek(file.get(), 0, SEEK_END));
     }
-    __gnu_cxx::stdio_filebuf<char> opened(file.get(), mode);
-    if (!opened.is_open()) {
+    std::optional<__gnu_cxx::stdio_filebuf<char>> opened;
+    try {
+        opened.emplace(file.get(), mode);
+    } catch (...) {
+        // It throws for want of memory after it has taken the descriptor, which its base class has
+        // closed by now; the number may be a stranger's already.
+        static_cast<void>(file.release());
+        throw;
+    }
+    if (!opened->is_open()) {
         return false;
     }
     static_cast<void>(file.release());
-    buffer = std::move(static_cast<std::filebuf&>(opened));
+    // Sliced: only the base class's part, the buffer itself, can become the stream's own.
+    buffer = std::move(static_cast<std::filebuf&>(*opened));
     if ((mode & std::ios_base::ate) != 0 &&
         buffer.pubseekoff(0, std::ios_base::end, mode) == std::streampos(std::streamoff(-1))) {
         buffer.close();

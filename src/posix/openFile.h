@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <ios>
 #include <optional>
@@ -20,11 +21,21 @@ inline constexpr std::filesystem::perms kDefaultFilePermissions{0666};
 /// combination that no file stream accepts.
 [[nodiscard]] std::optional<int> openFlags(std::ios_base::openmode mode) noexcept;
 
+/// Whether a file stream of this mode empties the file that it opens.
+[[nodiscard]] bool emptiesFile(std::ios_base::openmode mode) noexcept;
+
 /// ::open, repeated when a signal interrupts it. A file that it creates gets the permissions that
 /// the process's umask leaves of the given ones. Empty, with errno set, on failure.
 [[nodiscard]] Descriptor openFile(
     const std::string& path, int flags,
     std::filesystem::perms permissions = kDefaultFilePermissions) noexcept;
+
+/// Gives an open file exactly these permissions. False, with errno set, when that is refused.
+[[nodiscard]] bool setPermissions(int fd, std::filesystem::perms permissions) noexcept;
+
+/// The size of a file as seeking to its end tells it, the position being at its start afterwards;
+/// -1 for what has no end to seek to: a directory, a pipe, many files of /proc.
+[[nodiscard]] std::int64_t sizeBySeeking(int fd) noexcept;
 
 /// Opens a stream buffer as its own open would, but close-on-exec and with the permissions that a
 /// new file gets from its first moment on.

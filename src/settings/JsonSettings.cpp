@@ -10,6 +10,7 @@ namespace vorn::common::settings {
 using lwjson::Deserializer;
 
 void JsonSettings::serialize(std::ostream& out) const {
+    // Built as a whole first: what throws on the way has written nothing.
     const auto [version, settings] = saveSettings();
     lwjson::Serializer document;
     document.appendKey("version");
@@ -24,6 +25,7 @@ bool JsonSettings::deserialize(std::istream& in) {
     if (!in.good()) {
         return false;
     }
+    // From the buffer, past the formatting layer: white space is content.
     std::string text{std::istreambuf_iterator<char>(in), {}};
     if (text.empty()) {
         return false;
@@ -31,6 +33,7 @@ bool JsonSettings::deserialize(std::istream& in) {
     const Deserializer document(std::move(text));
     const auto* version = document.findMember("version");
     const auto* settings = document.findMember("settings");
+    // Looked up before anything is handed over: half a document must leave the object unchanged.
     if (version == nullptr || settings == nullptr) {
         return false;
     }

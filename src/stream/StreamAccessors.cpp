@@ -1,8 +1,5 @@
 #include "vorn/common/stream/StreamAccessors.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <exception>
 #include <iostream>
 #include <system_error>
@@ -11,11 +8,12 @@
 #include "posix/durable.h"
 #include "posix/exchangeFiles.h"
 #include "posix/openFile.h"
-#include "posix/transfer.h"
+#include "posix/writeInPlace.h"
 
 namespace vorn::common::stream {
 namespace {
 
+// Stated; a full device may have room again after what failed has been removed.
 constexpr int kAttempts = 3;
 
 template <class Attempt>
@@ -28,11 +26,7 @@ bool tryRepeatedly(Attempt attempt) {
     return false;
 }
 
-bool emptiesFile(std::ios_base::openmode mode) {
-    const auto flags = internal::openFlags(mode);
-    return flags && (*flags & O_TRUNC) != 0;
-}
-
+// What else may stand there (a link, a pipe, a device) is written through, not replaced.
 bool isRegularOrMissing(const std::string& path) {
     std::error_code ignored;
     const auto type = std::filesystem::symlink_status(path, ignored).type();
@@ -42,6 +36,7 @@ bool isRegularOrMissing(const std::string& path) {
 
 void syncDirectories(const std::filesystem::path& first, const std::filesystem::path& second) {
     internal::syncDirectoryOf(first);
+    // As a rule they are one directory, and each synchronisation waits for the device.
     if (first.parent_path() != second.parent_path()) {
         internal::syncDirectoryOf(second);
     }
@@ -60,11 +55,19 @@ FileOutputStreamAccessor::FileOutputStreamAccessor(const std::string& path,
     : path_(path), mode_(mode | std::ios_base::out), permissions_(permissions), tmpPath_(tmpPath) {}
 
 void FileOutputStreamAccessor::commit() {
+    // An operator<< that ran out of memory throws nothing: it fails the stream. What the buffer
+    // holds is a part then, and no part takes the place of a good file.
+    if (buffer_.fail()) {
+        return;
+    }
     if (tmpPath_.empty()) {
         static_cast<void>(tryRepeatedly([this] { return writeInPlace(path_); }));
         internal::syncDirectoryOf(path_);
         return;
     }
+    // The exchange follows a failed write too: what could be written is then at the target, and the
+    // former version is safe at the temporary path. Where the two are replaced one after the other,
+    // the better content comes first, because a kill in between leaves it under both names.
     const bool complete = writeToTemporaryPath();
     internal::exchangeFiles(
         tmpPath_, path_,
@@ -73,29 +76,21 @@ void FileOutputStreamAccessor::commit() {
 }
 
 bool FileOutputStreamAccessor::writeToTemporaryPath() const {
-    if (!emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
+    if (!internal::emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
         return tryRepeatedly([this] { return writeInPlace(tmpPath_); });
     }
+    // Beside the temporary path, which may hold the only good version (after a start from the
+    // backup alone): it is replaced in one step by what is complete.
     const auto writeAside = [this] {
         internal::SideFile side(tmpPath_);
         return side.write(buffer_.view(), permissions_) && side.rename();
     };
+    // In place as a last resort: a full device may have room for two versions, but not for three.
     return tryRepeatedly(writeAside) || writeInPlace(tmpPath_);
 }
 
 bool FileOutputStreamAccessor::writeInPlace(const std::string& path) const {
-    const auto flags = internal::openFlags(mode_);
-    if (!flags) {
-        return false;
-    }
-    const auto file = internal::openFile(path, *flags, permissions_);
-    if (!file || ::fchmod(file.get(), internal::modeBits(permissions_)) != 0) {
-        return false;
-    }
-    if ((mode_ & std::ios_base::ate) != 0 && ::lseek(file.get(), 0, SEEK_END) == -1) {
-        return false;
-    }
-    return internal::writeAll(file.get(), buffer_.view()) && internal::syncContent(file.get());
+    return internal::writeInPlace(path, mode_, permissions_, buffer_.view());
 }
 
 InputBuilder make_nullistreamBuilder() {

@@ -14,10 +14,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr Clock::time_point kNothingPending = Clock::time_point::max();
+// A deadline beyond what the clock holds is still one: the write stays pending.
 constexpr Clock::time_point kLatestDeadline = kNothingPending - Clock::duration(1);
 
 }  // namespace
 
+// What moves with a handler: its users' LockedStreamables refer to it, so it keeps its address.
 class StreamableHandler::CachedStreamable {
   public:
     CachedStreamable(std::unique_ptr<IStreamable>&& object, OutputBuilder&& outputBuilder,
@@ -48,13 +50,16 @@ class StreamableHandler::CachedStreamable {
             return;
         }
         expiration_ = deadline;
+        // The observer may ask for the deadline, or take a lock that is held while somebody asks.
         lock.unlock();
         notifier_();
     }
 
     Clock::time_point flush(bool silent) {
+        // Idle before the object is read: a change that is scheduled from here on is a new one.
         if (takePending()) {
             writeOut();
+            // The accessor is gone by now: whoever is told finds the file closed.
             if (!silent) {
                 notifier_();
             }
@@ -74,7 +79,8 @@ class StreamableHandler::CachedStreamable {
                 object_->serialize(accessor->stream());
                 accessor->commit();
             }
-        } catch (const std::exception&) {
+        } catch (...) {
+            // Whatever it is: on the manager's thread it would end the process.
         }
     }
 
@@ -83,7 +89,7 @@ class StreamableHandler::CachedStreamable {
     std::chrono::milliseconds writeDelay_;
     mutable std::mutex scheduleMutex_;
     Clock::time_point expiration_ = kNothingPending;  // guarded by scheduleMutex_
-    std::function<void()> notifier_;
+    std::function<void()> notifier_;                  // set before the handler is shared
 };
 
 StreamableHandler::LockedStreamable::LockedStreamable(std::unique_lock<std::mutex> lock,
@@ -125,6 +131,7 @@ StreamableHandler::StreamableHandler(StreamableHandler&& other, const std::uniqu
 }
 
 StreamableHandler::~StreamableHandler() {
+    // Waits for the LockedStreamable of another thread, which refers to what is destroyed here.
     const std::lock_guard lock(objectMutex_);
     if (cache_) {
         try {
@@ -137,6 +144,7 @@ StreamableHandler::~StreamableHandler() {
 
 bool StreamableHandler::load(InputBuilder&& inputBuilder) {
     try {
+        // The file is opened without the object lock; only the object needs it.
         const auto accessor = inputBuilder();
         if (!accessor || !accessor->stream().good()) {
             return false;
@@ -156,10 +164,12 @@ Clock::time_point StreamableHandler::run() {
     if (expiration > Clock::now()) {
         return expiration;
     }
+    // Never waits: the manager's thread serves every object, and holds its own mutex here.
     const std::unique_lock lock(objectMutex_, std::try_to_lock);
     if (!lock.owns_lock()) {
         return expiration;
     }
+    // Again, because a user of the object may have flushed it in between.
     const auto current = cache_->expiration();
     return current > Clock::now() ? current : cache_->flush(true);
 }
@@ -175,6 +185,8 @@ StreamableHandler::LockedStreamable StreamableHandler::lock() {
 }
 
 void StreamableHandler::bindNotifier() {
+    // Bound anew after a move: the notifier calls the virtual operation of the handler that has the
+    // object now.
     if (cache_) {
         cache_->setNotifier([this] { onCacheExpirationTimepointChange(); });
     }

@@ -4,6 +4,8 @@
 
 #include <vorn/common/TypedArgs.h>
 
+#include "helpers/faults/allocation.h"
+
 namespace {
 
 using vorn::common::Args;
@@ -76,6 +78,36 @@ TEST(LoadArgs, ReadsToTheDeepestLevel) {
     }
     json += "1" + std::string(100, '}');
     EXPECT_EQ(summary(loadArgs(Deserializer(json))), key + "=1");
+}
+
+/// How many allocations it takes to flatten a thousand equal members below a long name.
+std::size_t allocationsBelowALongName(const std::string& member) {
+    std::string json = "{\"" + std::string(1000, 'k') + "\":[" + member;
+    for (int i = 1; i < 1000; ++i) {
+        json += "," + member;
+    }
+    const Deserializer root(json + "]}");
+    const std::size_t before = faults::allocations();
+    EXPECT_LE(loadArgs(root).size(), 1U);
+    return faults::allocations() - before;
+}
+
+TEST(LoadArgs, ANameIsMadeForAnEntryOnly) {
+    // One buffer for the names, which grows twice at most, and one entry: node, key and buckets.
+    for (const char* member :
+         {"{}", "[]", "1", "\"text\"", "[1]", "[[],{}]", R"({"a":{}})", R"({"a":1})"}) {
+        EXPECT_LE(allocationsBelowALongName(member), 3U + 3U) << member;
+    }
+}
+
+TEST(LoadArgs, UnnamedMembersAreTriedOnceWhateverComesBetween) {
+    Deserializer root(R"([1,{"a":2},3])");
+    root.importJson(R"({"b":4,"c":{"d":5}})");
+    root.importJson(R"([6])");
+    EXPECT_EQ(summary(loadArgs(root)), "=1|_a=2|b=4|c_d=5");
+    Args args{{"x", "kept"}};
+    loadArgs(args, "x", root);
+    EXPECT_EQ(summary(args), "x=kept|x_a=2|xb=4|xc_d=5");
 }
 
 TEST(LoadArgs, GivesTextsForTypedArguments) {

@@ -84,6 +84,9 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
     void updateClientsList(const BinderClientsList& list) override {
         note("stored [" + namesIn(list) + "]");
         EXPECT_EQ(list.capacity(), list.size());
+        if (full) {
+            throw std::runtime_error("no space");
+        }
         stored = list;
     }
 
@@ -92,6 +95,7 @@ class Journal : public BinderAdaptor::Listener, public BinderDb {
     BinderAdaptor* adaptor = nullptr;
     Binder::Error answer = Binder::BINDER_SUCCESS;
     std::function<void(Bindable&)> then;  ///< done once, in the next request
+    bool full = false;                    ///< nothing can be stored
     std::vector<std::string> calls;
     BinderClientsList stored;
     std::string lastInterface;
@@ -359,22 +363,47 @@ TEST(BinderAdaptor, TerminateStopsNothingButASecondTerminate) {
     EXPECT_THAT(journal.take(), ElementsAre("bind a", "stored [a]", "changed [a]"));
 }
 
-TEST(BinderAdaptor, AFailingDatabaseDoesNotUndoTheChange) {
-    class FullDb : public BinderStubDb {
+TEST(BinderAdaptor, AClientThatCannotBeStoredIsNotBound) {
+    Journal journal;
+    Adaptor adaptor(journal, &journal, 2);
+    adaptor.addClient(party("a"));
+    journal.take();
+    journal.full = true;
+    for (const char* name : {"b", "c", "b"}) {
+        EXPECT_THROW_TEXT(adaptor.addClient(party(name)), std::runtime_error, "no space");
+        EXPECT_FALSE(adaptor.isRegistered(uuidOf(name)));
+        EXPECT_EQ(journal.take().size(), 2U) << "asked and tried, but not announced";
+    }
+    EXPECT_TRUE(adaptor.isRegistered(uuidOf("a")));
+    journal.full = false;
+    EXPECT_EQ(adaptor.addClient(party("c")), Binder::BINDER_SUCCESS) << "there is room for it";
+    EXPECT_THAT(journal.take(), ElementsAre("bind c", "stored [a c]", "changed [a c]"));
+}
+
+TEST(BinderAdaptor, AClientWhoseAnnouncementThrowsIsBoundAndStored) {
+    class Announcing : public Adaptor {
       public:
-        using BinderStubDb::BinderStubDb;
-        void updateClientsList(const BinderClientsList&) override {
-            throw std::runtime_error("no space");
+        using Adaptor::Adaptor;
+        void notifyClientsListChange(const BinderClientsList&) override {
+            throw std::runtime_error("no listener");
         }
     };
-    FullDb db(kOwner);
     Journal journal;
-    Adaptor adaptor(db, &journal, 5);
-    EXPECT_THROW_TEXT(adaptor.addClient(party("a")), std::runtime_error, "no space");
+    Announcing adaptor(journal, nullptr, 5);
+    EXPECT_THROW_TEXT(adaptor.addClient(party("a")), std::runtime_error, "no listener");
     EXPECT_TRUE(adaptor.isRegistered(uuidOf("a")));
+    EXPECT_EQ(namesIn(journal.stored), "a");
+}
+
+TEST(BinderAdaptor, AFailingDatabaseDoesNotUndoARemoval) {
+    Journal journal;
+    Adaptor adaptor(journal, &journal, 5);
+    adaptor.addClient(party("a"));
+    journal.take();
+    journal.full = true;
     EXPECT_THROW_TEXT(adaptor.removeClient(uuidOf("a")), std::runtime_error, "no space");
     EXPECT_FALSE(adaptor.isRegistered(uuidOf("a")));
-    EXPECT_THAT(journal.take(), ElementsAre("bind a", "unbind a"));
+    EXPECT_THAT(journal.take(), ElementsAre("unbind a", "stored []"));
 }
 
 TEST(BinderAdaptor, TheListenerMayBeReplacedFromAnotherThread) {

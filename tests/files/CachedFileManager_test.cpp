@@ -1,4 +1,6 @@
+#include <atomic>
 #include <chrono>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -314,6 +316,47 @@ TEST(CachedFileManager, RemoveWaitsForAHolderWhoStillWrites) {
     }
     remover.join();
     EXPECT_EQ(contentOf(dir.file("a")), "text:held");
+}
+
+// The next write, of another object, shows that the thread is still there.
+TEST(CachedFileManager, WhateverSerializeThrowsOnTheManagersThreadTheOthersAreWritten) {
+    const TempDir dir;
+    CachedFileManager files;
+    std::atomic<bool> thrown{false};
+    auto bad = std::make_unique<Other<0>>("bad");
+    bad->onSerialize = [&] {
+        thrown = true;
+        throw 42;
+    };
+    files.add(std::move(bad), dir.file("bad"));
+    files.add(std::make_unique<Text>("good"), dir.file("good"));
+    files.getHandler(typeid(Other<0>)).lock().write(std::chrono::milliseconds(0));
+    ASSERT_TRUE(helpers::waitUntil([&] { return thrown.load(); }));
+    files.getHandler(typeid(Text)).lock().write(std::chrono::milliseconds(0));
+    EXPECT_TRUE(helpers::waitUntil([&] { return contentOf(dir.file("good")) == "text:good"; }));
+    EXPECT_FALSE(std::filesystem::exists(dir.file("bad")));
+}
+
+// A stated trap: what could not be read for want of memory looks like a missing file.
+TEST(CachedFileManager, DeliberatelyAGoodFileThatNoMemoryLetsInIsReplacedByTheNextWrite) {
+    const TempDir dir;
+    const auto path = dir.write("a", "text:precious");
+    CachedFileManager files;
+    auto object = std::make_unique<Text>();
+    bool loaded = false;
+    object->onDeserialize = [&] {
+        loaded = true;
+        throw std::bad_alloc();
+    };
+    files.add(std::move(object), path);
+    EXPECT_TRUE(loaded);
+    EXPECT_EQ(contentOf(path), "text:precious") << "not by adding";
+    const auto locked = files.getHandler(typeid(Text)).lock();
+    EXPECT_EQ(textOf(locked).content, "default");
+    locked.write();
+    locked.flush();
+    EXPECT_EQ(contentOf(path), "text:default");
+    EXPECT_EQ(contentOf(path + ".bak"), "text:precious");
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/allocation.h"
 #include "helpers/faults/calls.h"
 #include "helpers/wait_until.h"
 
@@ -188,6 +189,144 @@ TEST(FileMutex, AnInterruptedAttemptIsRepeated) {
     EXPECT_TRUE(mutex.try_lock());
     EXPECT_EQ(calls.count(Call::open), 2);
     mutex.unlock();
+}
+
+/// An open that network file systems know: it creates the file and is interrupted all the same.
+void interruptAfterCreation(faults::Calls& calls, int only) {
+    calls.hook(Call::open, [only](auto& call) {
+        if (call.ordinal != only || (call.flags & O_EXCL) == 0) {
+            return 0;
+        }
+        const int file = ::open(call.path, static_cast<int>(call.flags), call.mode);
+        static_cast<void>(::close(file));
+        return EINTR;
+    });
+}
+
+TEST(FileMutex, AnInterruptedAttemptThatCreatedTheFileHoldsTheLock) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    {
+        faults::Calls calls;
+        interruptAfterCreation(calls, 1);
+        EXPECT_TRUE(mutex.try_lock());
+    }
+    FileMutex other(path);
+    EXPECT_FALSE(other.try_lock());
+    mutex.unlock();
+    EXPECT_FALSE(exists(path));
+    EXPECT_TRUE(other.try_lock());
+    other.unlock();
+}
+
+TEST(FileMutex, AnInterruptedAttemptTakesNobodyElsesLock) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    const auto triesInVain = [&](const char* what) {
+        faults::Calls calls;
+        calls.hook(Call::open, faults::interruptEveryOther);
+        EXPECT_FALSE(mutex.try_lock()) << what;
+        EXPECT_TRUE(exists(path)) << what;
+    };
+    {
+        FileMutex holder(path);
+        holder.lock();
+        triesInVain("held");
+        holder.unlock();
+    }
+    dir.write("lock", "");
+    const auto before = std::filesystem::file_time_type::clock::now() - 2s;
+    std::filesystem::last_write_time(path, before);
+    triesInVain("left by a dead process");
+    std::filesystem::remove(path);
+    dir.write("lock", "somebody's");
+    triesInVain("not a lock file of ours");
+    std::filesystem::remove(path);
+    dir.write("lock", "");
+    std::filesystem::permissions(path, std::filesystem::perms::sticky_bit);
+    triesInVain("about to be removed by its holder");
+}
+
+TEST(FileMutex, AHolderWhoseFileAnInterruptedAttemptHasTakenDoesNotHoldIt) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex first(path);
+    FileMutex second(path);
+    faults::Calls calls;
+    bool taken = false;
+    calls.hook(Call::open, [&](auto& call) {
+        if (call.ordinal != 1) {
+            return 0;
+        }
+        // Between the creation of the file and the next step of the first one.
+        call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
+        std::thread([&] {
+            faults::Calls interrupting;
+            interrupting.hook(Call::open, faults::interruptEveryOther);
+            taken = second.try_lock();
+        }).join();
+        return 0;
+    });
+    EXPECT_FALSE(first.try_lock());
+    ASSERT_TRUE(taken);
+    second.unlock();
+    EXPECT_FALSE(exists(path));
+}
+
+TEST(FileMutex, AHolderWhoseFileWasTakenAndReleasedDoesNotHoldIt) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    calls.hook(Call::open, [&](auto& call) {
+        call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
+        // As its new holder does: not removed yet, but about to be.
+        std::filesystem::permissions(path, std::filesystem::perms::sticky_bit);
+        return 0;
+    });
+    EXPECT_FALSE(mutex.try_lock());
+}
+
+TEST(FileMutex, WorksUnderEveryUmask) {
+    const TempDir dir;
+    FileMutex mutex(dir.file("lock"));
+    const auto before = ::umask(0777);
+    const bool locked = mutex.try_lock();
+    ::umask(before);
+    ASSERT_TRUE(locked);
+    mutex.unlock();
+}
+
+TEST(FileMutex, UnlockNeedsNoMemory) {
+    const TempDir dir;
+    const auto path = dir.file("a name that does not fit into a short string, nor its path");
+    FileMutex mutex(path);
+    {
+        std::unique_lock lock(mutex);
+        const faults::NoMemory shortage;
+        lock.unlock();
+    }
+    EXPECT_FALSE(exists(path));
+    {
+        const faults::NoMemory shortage;
+        const std::lock_guard lock(mutex);
+    }
+    EXPECT_FALSE(exists(path));
+}
+
+TEST(FileMutex, AfterUnlockNothingIsOwnedWhateverHappensToTheFile) {
+    const TempDir dir;
+    FileMutex mutex(dir.file("lock"));
+    mutex.lock();
+    {
+        faults::Calls calls;
+        calls.fail(Call::unlink, EIO).fail(Call::fchmod, EIO);
+        EXPECT_NO_THROW(mutex.unlock());
+    }
+    EXPECT_TRUE(exists(dir.file("lock")));
+    EXPECT_FALSE(mutex.try_lock()) << "not owned any more, but there";
 }
 
 TEST(FileMutex, WaitsForTheDeadline) {

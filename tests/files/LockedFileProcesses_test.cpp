@@ -1,8 +1,11 @@
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <random>
+#include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,6 +15,7 @@
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/calls.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {
@@ -88,6 +92,35 @@ TEST(LockedFileProcesses, LoseNoIncrementUnderAFileMutex) {
     expectNoLostIncrement(path, [&] {
         FileMutex mutex(path + ".lck");
         const std::lock_guard lock(mutex);
+        std::fstream stream(path);
+        incrementNumber(stream);
+    });
+}
+
+// As on a network file system: of the calls that create the lock file some are interrupted before
+// they did anything, some after they created it.
+TEST(LockedFileProcesses, LoseNoIncrementWhileCreationsAreInterrupted) {
+    const TempDir dir;
+    const auto path = dir.write("number", "0");
+    expectNoLostIncrement(path, [&] {
+        thread_local std::minstd_rand random(static_cast<unsigned>(::getpid()));
+        faults::Calls calls;
+        calls.hook(faults::Call::open, [](auto& call) {
+            if ((call.flags & O_EXCL) == 0) {
+                return 0;
+            }
+            const auto choice = random() % 4;
+            if (choice == 0) {
+                static_cast<void>(
+                    ::close(::open(call.path, static_cast<int>(call.flags), call.mode)));
+            }
+            return choice < 2 ? EINTR : 0;
+        });
+        FileMutex mutex(path + ".lck");
+        const std::unique_lock lock(mutex, Clock::now() + 60s);
+        if (!lock.owns_lock()) {
+            throw std::runtime_error("locked out");
+        }
         std::fstream stream(path);
         incrementNumber(stream);
     });

@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <sstream>
+#include <string_view>
 #include <type_traits>
 
 #include <gtest/gtest.h>
@@ -254,6 +256,66 @@ TEST(FileOutput, DeliberatelySwapsAfterThreeFailedAttempts) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
 }
 
+// Where memory ends, operator<< fails the stream and throws nothing.
+TEST(FileOutput, ATextThatCouldNotBeBuiltReplacesNothing) {
+    for (const auto* tmpName : {"a.bak", ""}) {
+        for (const int times : {1, 2}) {
+            const TempDir dir;
+            const auto path = dir.write("a", "good");
+            const auto backup = dir.write("a.bak", "good before");
+            const std::string tmpPath = *tmpName == '\0' ? "" : dir.file(tmpName);
+            for (int i = 0; i < times; ++i) {
+                const faults::Calls calls;
+                FileOutputStreamAccessor accessor(path, std::ios_base::trunc, kPrivate, tmpPath);
+                accessor.stream() << "begun, ";
+                {
+                    const faults::NoMemory shortage;
+                    accessor.stream() << std::string_view(
+                        "and a rest that needs memory, because "
+                        "no buffer of a stream holds so much");
+                    for (int k = 0; k < 100; ++k) {
+                        accessor.stream() << "0123456789";
+                    }
+                }
+                ASSERT_TRUE(accessor.stream().bad());
+                accessor.commit();
+                for (const auto call : {Call::open, Call::unlink, Call::rename, Call::renameat2}) {
+                    EXPECT_EQ(calls.count(call), 0) << call;
+                }
+            }
+            EXPECT_EQ(contentOf(path), "good");
+            EXPECT_EQ(contentOf(backup), "good before");
+        }
+    }
+}
+
+TEST(FileOutput, AStreamThatTheObjectFailedReplacesNothing) {
+    const TempDir dir;
+    const auto path = dir.write("a", "good");
+    FileOutputStreamAccessor accessor(path, std::ios_base::trunc, kPrivate, dir.file("a.bak"));
+    accessor.stream() << "a part";
+    accessor.stream().setstate(std::ios_base::failbit);
+    accessor.commit();
+    EXPECT_EQ(contentOf(path), "good");
+    EXPECT_FALSE(std::filesystem::exists(dir.file("a.bak")));
+}
+
+TEST(FileOutput, RefusedPermissionsAreAFailedWrite) {
+    const TempDir dir;
+    const auto path = dir.write("a", "old");
+    faults::Calls calls;
+    calls.fail(Call::fchmod, EPERM, 1, 2);
+    store("new", path);
+    EXPECT_EQ(contentOf(path), "new") << "at the third attempt";
+    calls.fail(Call::fchmod, EPERM);
+    store("newer", path);
+    EXPECT_EQ(contentOf(path), "") << "emptied by opening, never written";
+    const auto other = dir.write("b", "old");
+    store("new", other, dir.file("b.bak"));
+    EXPECT_EQ(contentOf(other), "");
+    EXPECT_EQ(contentOf(dir.file("b.bak")), "old");
+}
+
 TEST(FileOutput, WithoutExchangeAFailedWriteKeepsTheOldVersionAsTheBackup) {
     const TempDir dir;
     const auto path = dir.write("a", "old");
@@ -295,6 +357,28 @@ TEST(FileOutput, ADirectoryThatRefusesNewFiles) {
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(contentOf(path), "new") << "copied in place";
     EXPECT_EQ(contentOf(backup), "old");
+}
+
+TEST(FileInput, WithoutMemoryTheDescriptorIsClosedOnce) {
+    const TempDir dir;
+    const auto path = dir.write("a", "content");
+    for (std::size_t failure = 1; failure <= 3; ++failure) {
+        const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ::close(next);
+        faults::Calls calls;
+        int stale = 0;
+        calls.hook(Call::close, [&](const auto& close) {
+            stale += ::fcntl(static_cast<int>(close.id), F_GETFD) == -1 ? 1 : 0;
+            return 0;
+        });
+        try {
+            const faults::NoMemory shortage(failure, faults::NoMemory::Times::Once);
+            const FileInputStreamAccessor accessor(path);
+        } catch (const std::bad_alloc&) {
+        }
+        EXPECT_EQ(stale, 0) << "the number may be a stranger's by then; allocation " << failure;
+        EXPECT_EQ(::fcntl(next, F_GETFD), -1) << "left open; allocation " << failure;
+    }
 }
 
 TEST(FileOutput, AnAccessorThatIsNotCommittedChangesNothing) {

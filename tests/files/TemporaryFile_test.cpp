@@ -1,6 +1,9 @@
+#include <stdlib.h>
 #include <sys/stat.h>
 
+#include <iterator>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 #include <gtest/gtest.h>
@@ -8,10 +11,13 @@
 #include <vorn/common/fs/TemporaryFile.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/faults/allocation.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::fs {
 namespace {
 
+using faults::Call;
 using helpers::TempDir;
 
 static_assert(std::is_base_of_v<IFile, TemporaryFile>);
@@ -27,6 +33,21 @@ bool exists(const std::string& path) {
     return std::filesystem::exists(path);
 }
 
+/// Makes a directory the system's temporary one for a scope.
+class TemporaryFolderIn {
+  public:
+    explicit TemporaryFolderIn(const TempDir& dir)
+        : before_(std::filesystem::temp_directory_path()) {
+        ::setenv("TMPDIR", dir.path().c_str(), 1);
+    }
+    ~TemporaryFolderIn() { ::setenv("TMPDIR", before_.c_str(), 1); }
+    TemporaryFolderIn(const TemporaryFolderIn&) = delete;
+    TemporaryFolderIn& operator=(const TemporaryFolderIn&) = delete;
+
+  private:
+    std::string before_;
+};
+
 TEST(TemporaryFile, CreatesAnEmptyPrivateFile) {
     std::string path;
     {
@@ -41,6 +62,40 @@ TEST(TemporaryFile, CreatesAnEmptyPrivateFile) {
         EXPECT_TRUE(file.checkIfExists());
     }
     EXPECT_FALSE(exists(path));
+}
+
+TEST(TemporaryFile, LeavesNothingWhenTheExistenceCheckFails) {
+    const TempDir dir;
+    const TemporaryFolderIn in(dir);
+    faults::Calls calls;
+    // Fails the check: what is there is a link to nowhere by then.
+    calls.hook(Call::mkostemp, [&](auto& call) {
+        auto* const path = const_cast<char*>(call.path);
+        call.answer = ::mkostemp(path, static_cast<int>(call.flags));
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink(dir.file("nowhere"), path);
+        return 0;
+    });
+    EXPECT_THROW(TemporaryFile{}, std::filesystem::filesystem_error);
+    EXPECT_EQ(calls.count(Call::mkostemp), 1);
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+}
+
+TEST(TemporaryFile, LeavesNothingWhenMemoryEndsWhileItIsMade) {
+    const TempDir dir;
+    const TemporaryFolderIn in(dir);
+    std::size_t failures = 1;
+    for (std::size_t failure = 1; failures != 0; ++failure) {
+        {
+            const faults::NoMemory shortage(failure, faults::NoMemory::Times::Once);
+            try {
+                const TemporaryFile file;
+            } catch (const std::bad_alloc&) {
+            }
+            failures = shortage.failures();
+        }
+        EXPECT_TRUE(std::filesystem::is_empty(dir.path())) << "allocation " << failure;
+    }
 }
 
 TEST(TemporaryFile, TakesAFutureFile) {

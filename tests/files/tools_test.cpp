@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <system_error>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -19,6 +21,7 @@
 namespace vorn::common::fs::tools {
 namespace {
 
+using faults::Call;
 using helpers::contentOf;
 using helpers::TempDir;
 using testing::ElementsAre;
@@ -144,6 +147,42 @@ TEST(CreateTemporary, FailureTexts) {
                       "Failed to create temporary file: No such file or directory");
     EXPECT_THROW_TEXT(createTemporaryFolder("no/such"), std::runtime_error,
                       "Failed to create temporary directory: No such file or directory");
+}
+
+TEST(ReadFile, AFileThatFailsInTheMiddleIsAnError) {
+    const TempDir dir;
+    const auto path = dir.write("a", std::string(10000, 'a'));
+    for (const int error : {EIO, ENXIO, ESTALE}) {
+        for (const int call : {1, 3}) {
+            faults::Calls calls;
+            calls.hook(Call::read, [](auto& read) {
+                read.size = std::min<std::size_t>(read.size, 1000);
+                return 0;
+            });
+            calls.fail(Call::read, error, call);
+            try {
+                static_cast<void>(readFile(path));
+                ADD_FAILURE() << "a short text";
+            } catch (const std::system_error& failure) {
+                EXPECT_EQ(failure.code(), std::error_code(error, std::generic_category()));
+                EXPECT_NE(std::string(failure.what()).find(path), std::string::npos);
+            }
+        }
+    }
+    faults::Calls calls;
+    calls.hook(Call::read, faults::interruptEveryOther);
+    EXPECT_EQ(readFile(path), std::string(10000, 'a')) << "an interruption is none";
+}
+
+TEST(ReadFile, AFileThatPromisesMoreThanItHasIsNoError) {
+    const std::string path = "/sys/kernel/mm/transparent_hugepage/enabled";
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        GTEST_SKIP() << "no " << path << " here";
+    }
+    const auto content = readFile(path);
+    EXPECT_FALSE(content.empty());
+    EXPECT_LT(content.size(), static_cast<std::size_t>(status.st_size));
 }
 
 TEST(ReadFile, ReturnsEveryByte) {

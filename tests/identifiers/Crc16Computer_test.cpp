@@ -50,6 +50,40 @@ TEST(Crc16Computer, AgreesWithTheDefinition) {
     EXPECT_EQ(whole.get(), running.get());
 }
 
+TEST(Crc16Computer, VectorsOfEveryLengthAndAlignmentAgreeWithSingleBytes) {
+    std::vector<unsigned char> all;
+    for (unsigned i = 0; i < 300; ++i) {
+        all.push_back(static_cast<unsigned char>(i * i + i / 3));
+    }
+    for (std::size_t first = 0; first < 9; ++first) {
+        for (std::size_t last = first; last <= all.size(); ++last) {
+            const std::vector<unsigned char> part(all.begin() + static_cast<std::ptrdiff_t>(first),
+                                                  all.begin() + static_cast<std::ptrdiff_t>(last));
+            Crc16Computer whole;
+            Crc16Computer single;
+            for (int message = 0; message < 2; ++message) {
+                whole.update(part);
+                for (const unsigned char byte : part) {
+                    single.update(byte);
+                }
+                ASSERT_EQ(whole.get(), single.get()) << first << " to " << last;
+            }
+        }
+    }
+}
+
+TEST(Crc16Computer, AByteOfAnyValueCountsAtEachPlaceOfAVector) {
+    for (std::size_t place = 0; place < 16; ++place) {
+        for (unsigned value = 0; value < 256; ++value) {
+            std::vector<unsigned char> bytes(16, 0x5A);
+            bytes[place] = static_cast<unsigned char>(value);
+            Crc16Computer crc;
+            crc.update(bytes);
+            ASSERT_EQ(crc.get(), bitwise(bytes)) << place << ' ' << value;
+        }
+    }
+}
+
 TEST(Crc16Computer, ABytesHalvesGoHighFirst) {
     for (unsigned byte = 0; byte < 256; ++byte) {
         Crc16Computer whole;

@@ -11,6 +11,7 @@
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/allocation.h"
 
 namespace {
 
@@ -209,6 +210,24 @@ TEST(LoadConfigFile, AFileThatCannotBeReadGivesItsErrno) {
             EXPECT_EQ(error.what(), prefix + std::strerror(errorNumber));
         }
     }
+}
+
+TEST(LoadConfigFile, AMemberMoreBelowALongNameCostsNoNameMore) {
+    const helpers::TempDir dir;
+    const auto allocationsFor = [&dir](int members) {
+        std::string elements = "[1]";
+        for (int i = 1; i < members; ++i) {
+            elements += ",[1]";
+        }
+        const auto path =
+            dir.write("plugins.json", R"({"plugins":[{"path":"a","args":{")" +
+                                          std::string(1000, 'k') + "\":[" + elements + "]}}]}");
+        const std::size_t before = faults::allocations();
+        EXPECT_EQ(loadConfigFile(path).front().args.size(), 1U);
+        return faults::allocations() - before;
+    };
+    // The document itself takes an allocation for each inner array; two names would double that.
+    EXPECT_LT(allocationsFor(2000) - allocationsFor(1000), 1500U);
 }
 
 TEST(LoadConfigFile, LongFilesAreReadWhole) {

@@ -30,8 +30,8 @@ namespace vorn::common {
 ///     removeClient   BINDER_ERROR_NOT_BOUND                      removed: BINDER_SUCCESS
 ///     isRegistered   false                                       true
 ///
-/// Every error leaves clients and database as they were. The database is not read: a server that
-/// restores its clients adds them again.
+/// Every error leaves clients and database as they were, and so does an exception from storing a
+/// new client's list. The database is not read: a server that restores its clients adds them again.
 ///
 /// Threads: the listener is guarded by a mutex of its own. Everything that touches the clients
 /// (addClient, removeClient, isRegistered, updateClientsList) takes no lock: one thread at a time.
@@ -66,7 +66,6 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
 
     /// Replaces the listener; null for none.
     virtual void registerListener(Listener* listener);
-    [[nodiscard]] Listener* listener() const;
 
     /// The transport's operation with which the server ends a binding of its own accord; this class
     /// does not call it.
@@ -74,14 +73,13 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
 
     /// Binds a client, as in the table above; the limit is tested before the listener is asked.
     /// Throws std::invalid_argument "client is null". An exception of the database or a listener
-    /// passes; the client is bound when it comes from storing or announcing the list.
+    /// passes; the client is bound then only when it comes from announcing the list, which is
+    /// stored by that time.
     Binder::Error addClient(const std::shared_ptr<Bindable>& client);
 
     /// Ends a client's binding, as in the table above, after telling the listener. An exception of
     /// the database or a listener passes; the client stays bound only when onUnbindRequest throws.
     Binder::Error removeClient(const Uuid& client);
-
-    [[nodiscard]] bool isRegistered(const Uuid& client) const;
 
     /// Stores the list in the database and then announces the same list to the listener. The order
     /// is that of the uuids' Base64URL texts. Deliberate: every change of the clients does this for
@@ -94,7 +92,12 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
     void notifyUnbindRequest(Bindable& client);
     virtual void notifyClientsListChange(const BinderClientsList& list);
 
+    [[nodiscard]] bool isRegistered(const Uuid& client) const;
+    [[nodiscard]] Listener* listener() const;
+
   private:
+    BinderClientsList storeClientsList();
+
     BinderDb& db_;
     mutable std::mutex mutex_;
     std::atomic<bool> terminated_{false};

@@ -102,26 +102,26 @@ class VORN_GW_COMMON_EXPORT BinderProxy : public virtual Binder {
     void setCommunicationState(communication::ComState state,
                                std::unique_lock<std::recursive_mutex>& lock);
 
-    /// This client.
-    [[nodiscard]] const Uuid& uuid() const { return uuid_; }
-    /// The server to which the binding is established; nil while not bound.
-    [[nodiscard]] Uuid getBoundUuid() const;
-    [[nodiscard]] communication::CommunicationStatus communicationStatus() const;
-    /// The server being bound or bound to, nil when none. Deliberate: takes no lock. Read it with
-    /// mutex() held, or while no other thread makes a step.
-    [[nodiscard]] const Uuid& serverUuid() const { return serverUuid_; }
-
     /// Replaces the listener; null for none.
     void registerListener(Listener* listener);
-    [[nodiscard]] Listener* listener() const;
 
     /// Call the listener's operation of that name with these arguments; nothing without a listener.
     void notifyBound(const Uuid& server, bool bound, Binder::Error error);
     void notifyUnbound(const Uuid& server, bool stillBound, Binder::Error error);
     void notifyCommunicationStatus(const Uuid& server, communication::CommunicationStatus status);
 
+    /// This client.
+    [[nodiscard]] const Uuid& uuid() const noexcept { return uuid_; }
+    /// The server to which the binding is established; nil while not bound.
+    [[nodiscard]] Uuid getBoundUuid() const;
+    [[nodiscard]] communication::CommunicationStatus communicationStatus() const;
+    /// The server being bound or bound to, nil when none. Deliberate: takes no lock. Read it with
+    /// mutex() held, or while no other thread makes a step.
+    [[nodiscard]] const Uuid& serverUuid() const noexcept { return serverUuid_; }
+    [[nodiscard]] Listener* listener() const;
+
     /// The mutex that guards the state.
-    [[nodiscard]] std::recursive_mutex& mutex() const { return mutex_; }
+    [[nodiscard]] std::recursive_mutex& mutex() const noexcept { return mutex_; }
 
   private:
     using Lock = std::unique_lock<std::recursive_mutex>;

@@ -91,6 +91,10 @@ class VORN_GW_COMMON_EXPORT DynamicLibrary {
 /// Deliberate: JSON argument values are the raw texts of the document, so strings keep their quotes
 /// and escapes (`GetTypedArgHelper` reads them); in the text format the quotes are removed. The
 /// elements of a JSON array have no names, so that only the first of them becomes an argument.
+///
+/// Not guaranteed: memory in proportion to the file. In the JSON format a long name is part of the
+/// name of every argument below it (see `loadArgs`); keep files that strangers may write below
+/// 16 KB.
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::vector<DynamicLibraryConfig> loadConfigFile(
     const std::string& path);
 

@@ -24,7 +24,7 @@ class VORN_GW_COMMON_EXPORT IdentificationStubDb : public IdentificationDb {
     [[nodiscard]] Uuid secondUuid() const override;
 
     /// What setFlag was last given; 0 at first.
-    [[nodiscard]] unsigned flag() const { return flag_; }
+    [[nodiscard]] unsigned flag() const noexcept { return flag_; }
 
   private:
     conv::Identification record_;

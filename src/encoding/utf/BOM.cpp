@@ -24,6 +24,7 @@ struct Mark {
     bool hasByteOrder;
 };
 
+// In the order in which they are tried: the UTF-32 mark begins with the one of UTF-16.
 constexpr Mark kMarks[] = {
     {"\xFF\xFE\x00\x00"sv, Encoding::utf32, false, true},
     {"\x00\x00\xFE\xFF"sv, Encoding::utf32, true, true},

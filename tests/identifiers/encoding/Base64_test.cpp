@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <random>
 #include <stdexcept>
 
@@ -148,6 +149,118 @@ TEST(Base64, DecodingTableOfEveryCharacter) {
         } else {
             EXPECT_EQ(second, std::string(1, static_cast<char>(value >> 4))) << code;
             EXPECT_EQ(fourth, std::string(1, '\0') + static_cast<char>(0xC0 | value)) << code;
+        }
+    }
+}
+
+/// One character after the other, by the definition.
+std::string encodedByRule(const std::string& bytes, const char (&alphabet)[65]) {
+    std::string text;
+    for (std::size_t bit = 0; bit < bytes.size() * 8; bit += 6) {
+        unsigned value = 0;
+        for (std::size_t i = bit; i < bit + 6; ++i) {
+            const auto byte = i / 8 < bytes.size() ? static_cast<unsigned char>(bytes[i / 8]) : 0;
+            value = value << 1 | (byte >> (7 - i % 8) & 1U);
+        }
+        text += alphabet[value];
+    }
+    return text.append((4 - text.size() % 4) % 4, '=');
+}
+
+TEST(Base64, EncodesEveryLengthByTheRuleInAnyAlphabet) {
+    // The second but last begins as the standard one does, the last differs from it in one place.
+    using Alphabet = const char[65];
+    char reversed[65] = {};
+    std::reverse_copy(kStandard, kStandard + 64, reversed);
+    char ownEnd[65] = {};
+    std::copy(kStandard, kStandard + 62, ownEnd);
+    ownEnd[62] = '\x01';
+    ownEnd[63] = '\xFE';
+    char ownMiddle[65] = {};
+    std::copy(kStandard, kStandard + 64, ownMiddle);
+    ownMiddle[61] = '~';
+    std::mt19937 random(9);
+    for (std::size_t size = 0; size < 300; ++size) {
+        std::string bytes(size, '\0');
+        for (char& byte : bytes) {
+            byte = static_cast<char>(random());
+        }
+        for (Alphabet* alphabet :
+             std::initializer_list<Alphabet*>{&kStandard, &kUrl, &reversed, &ownEnd, &ownMiddle}) {
+            std::string out;
+            Base64::encodeTobase64(bytes, *alphabet, out);
+            ASSERT_EQ(out, encodedByRule(bytes, *alphabet)) << size;
+        }
+    }
+}
+
+TEST(Base64, EncodesEveryGroupOfBitsAtEveryPlace) {
+    for (unsigned value = 0; value < 64; ++value) {
+        for (std::size_t place = 0; place < 64; ++place) {
+            std::string text(64, 'p');
+            text[place] = kStandard[value];
+            ASSERT_EQ(Base64::encodeToString(Base64::decodeToString(text)), text);
+        }
+    }
+}
+
+/// Group by group, by the rules for texts that are not checked.
+std::string decodedByRule(const std::string& text) {
+    const auto valueAt = [&text](std::size_t i) {
+        if (i >= text.size()) {
+            return std::string::npos;
+        }
+        const char character = text[i] == '-' ? '+' : text[i] == '_' ? '/' : text[i];
+        return character == '<' ? 0 : std::string(kStandard, 64).find(character);
+    };
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); i += 4) {
+        for (std::size_t j = 1; j < 4; ++j) {
+            const auto before = valueAt(i + j - 1) & 255;
+            const auto value = valueAt(i + j);
+            if (value != std::string::npos) {
+                bytes += static_cast<char>(before << (2 * j) | value >> (6 - 2 * j));
+            }
+        }
+    }
+    return bytes;
+}
+
+TEST(Base64, DecodesBrokenTextsByTheRule) {
+    std::mt19937 random(13);
+    const std::string characters = std::string(kStandard, 64) + "-_<=\n{\xFF";
+    for (int round = 0; round < 20000; ++round) {
+        // Few broken characters in one half of the texts, many in the other.
+        std::string text(random() % 40, 'A');
+        for (char& character : text) {
+            const std::size_t choice = round % 2 == 0 && random() % 8 != 0 ? 64 : characters.size();
+            character = characters[random() % choice];
+        }
+        const auto expected = decodedByRule(text);
+        ASSERT_EQ(Base64::decodeToString(text, true), expected) << text;
+        ASSERT_EQ(Base64::decodeToByte(text), bytesOf(expected)) << text;
+        if (Base64::checkBase64(text)) {
+            ASSERT_EQ(Base64::decodeToString(text), expected) << text;
+        } else {
+            ASSERT_THROW(static_cast<void>(Base64::decodeToString(text)), std::invalid_argument);
+        }
+    }
+}
+
+TEST(Base64, CheckedDecodingAcceptsWhatTheCheckAccepts) {
+    for (const std::string base : {"AAAAAAAA", "AAAAAAA=", "AAAAAA==", "AAAAA===", "AAAA===="}) {
+        for (std::size_t place = 0; place < base.size(); ++place) {
+            for (unsigned code = 0; code < 256; ++code) {
+                std::string text = base;
+                text[place] = static_cast<char>(static_cast<unsigned char>(code));
+                bool accepted = true;
+                try {
+                    ASSERT_EQ(Base64::decodeToString(text), Base64::decodeToString(text, true));
+                } catch (const std::invalid_argument&) {
+                    accepted = false;
+                }
+                ASSERT_EQ(accepted, Base64::checkBase64(text)) << text;
+            }
         }
     }
 }

@@ -1,4 +1,8 @@
+#include <algorithm>
+#include <cctype>
+#include <random>
 #include <stdexcept>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -89,6 +93,53 @@ TEST(UrlEncode, DecodeRefuses) {
         EXPECT_THROW_TEXT(UrlEncode::decode(text), std::runtime_error,
                           "Failed hex to dec conversion");
     }
+}
+
+/// The rules for one character at a time.
+std::string encodedByRule(const std::string& text) {
+    const char* const kDigits = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (kUnreserved.find(character) != std::string::npos || std::isalpha(byte) != 0) {
+            encoded += character;
+        } else {
+            encoded += '%';
+            encoded += byte < 16 ? "" : std::string(1, kDigits[byte >> 4]);
+            encoded += kDigits[byte & 15];
+        }
+    }
+    return encoded;
+}
+
+void expectTheRuleForTextsOfEveryLength() {
+    std::mt19937 random(5);
+    for (std::size_t length = 0; length < 1100; ++length) {
+        // Mostly letters in one half of the texts, all bytes alike in the other.
+        std::string text(length, 'x');
+        for (char& character : text) {
+            character = random() % 4 != 0 && length % 2 == 0
+                            ? kUnreserved[random() % kUnreserved.size()]
+                            : static_cast<char>(static_cast<unsigned char>(random() % 256));
+        }
+        ASSERT_EQ(UrlEncode::encode(text), encodedByRule(text));
+        // What has two digits is read back.
+        std::replace_if(
+            text.begin(), text.end(), [](unsigned char byte) { return byte < 16; }, '/');
+        ASSERT_EQ(UrlEncode::decode(UrlEncode::encode(text)), text);
+    }
+}
+
+TEST(UrlEncode, EveryLengthFollowsTheRule) {
+    expectTheRuleForTextsOfEveryLength();
+}
+
+TEST(UrlEncode, EveryLengthFollowsTheRuleInAnotherLocale) {
+    const helpers::Latin1Locale latin1;
+    if (!latin1.isInForce()) {
+        GTEST_SKIP() << "no Latin-1 locale can be made here";
+    }
+    expectTheRuleForTextsOfEveryLength();
 }
 
 TEST(UrlEncode, LettersAreThoseOfTheCurrentLocale) {

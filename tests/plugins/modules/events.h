@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,5 +15,13 @@ inline void noteEvent(const std::string& event) {
     if (std::FILE* file = std::fopen(path, "ae")) {
         std::fputs((event + "\n").c_str(), file);
         std::fclose(file);
+    }
+}
+
+/// Returns when the file that an environment variable names exists, at once when it names none.
+inline void waitForGate(const char* variable) {
+    const char* const gate = std::getenv(variable);
+    while (gate != nullptr && ::access(gate, F_OK) != 0) {
+        ::usleep(1000);
     }
 }

@@ -24,7 +24,8 @@ struct ClosingNote {
 
 }  // namespace
 
-/// The argument "mode" says how to fail.
+/// The argument "mode" says how to fail. With a text of its own it fails when the file that
+/// VORN_TEST_GATE names exists.
 extern "C" VORN_GW_COMMON_EXPORT vorn::common::IPlugin* loadLibrary(
     const std::unordered_map<std::string, std::string>& args, std::string& error) {
     const auto found = args.find("mode");
@@ -42,6 +43,10 @@ extern "C" VORN_GW_COMMON_EXPORT vorn::common::IPlugin* loadLibrary(
         throw 7;
     }
     if (mode != "null without text") {
+        if (std::getenv("VORN_TEST_GATE") != nullptr) {
+            noteEvent("failing");
+            waitForGate("VORN_TEST_GATE");
+        }
         error = "the plug-in has a reason that is longer than a short string holds";
     }
     return nullptr;

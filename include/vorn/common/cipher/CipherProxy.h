@@ -40,7 +40,7 @@ class VORN_GW_COMMON_EXPORT CipherProxy : public ICipher {
     [[nodiscard]] CipherProxy clone() const override;
 
   private:
-    const ICipher& cipher() const;
+    [[nodiscard]] const ICipher& cipher() const;
 
     std::unique_ptr<ICipher> cipher_;
 };

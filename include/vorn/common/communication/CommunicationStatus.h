@@ -68,9 +68,9 @@ enum class Reason : std::uint32_t {
 
 /// Reads what toString writes, with regard to case. There are the two below and no other, so that
 /// it can be called unqualified beside other namespaces' functions of this name.
-template <class Enum,
-          std::enable_if_t<std::is_same_v<Enum, ComState> || std::is_same_v<Enum, Reason>, int> = 0>
-[[nodiscard]] Enum fromString(const std::string& text);
+template <class Enum>
+requires(std::is_same_v<Enum, ComState> || std::is_same_v<Enum, Reason>) [[nodiscard]] Enum
+    fromString(const std::string& text);
 
 /// Any other text gives ComState::Unknown, which is 0.
 template <>
@@ -97,15 +97,15 @@ class VORN_GW_COMMON_EXPORT CommunicationStatus {
     explicit CommunicationStatus(ComState state);
     CommunicationStatus(ComState state, const time::UnixTime& since, Reason reason);
 
-    [[nodiscard]] ComState state() const { return state_; }
-    /// When the state or the reason last changed.
-    [[nodiscard]] const time::UnixTime& since() const { return since_; }
-    [[nodiscard]] Reason reason() const { return reason_; }
-
     /// Stores a new value, sets since() to now (with high precision) and returns true. A value that
     /// is already there changes nothing, since() included, and returns false.
     bool set(ComState state);
     bool set(Reason reason);
+
+    [[nodiscard]] ComState state() const noexcept { return state_; }
+    /// When the state or the reason last changed.
+    [[nodiscard]] const time::UnixTime& since() const noexcept { return since_; }
+    [[nodiscard]] Reason reason() const noexcept { return reason_; }
 
   private:
     ComState state_;

@@ -41,6 +41,16 @@ namespace vorn::common::fs {
 /// Lifetime: the destructor stops and joins the loop at once, then writes what is pending. Nobody
 /// else uses the manager, or a handler of it, by then.
 ///
+/// **A good file that could not be loaded for want of memory (or of permission to read it) counts
+/// as not loaded; the next write then replaces it with what the object holds, and the one after
+/// that replaces the backup too.** A service that must not lose it lets its object note that it was
+/// loaded, and when it was not although the file exists, ends or restarts instead of writing (and
+/// leaves `saveDefaults` off while the file exists):
+///
+///     const bool stored = std::filesystem::exists(path) || std::filesystem::exists(path + ".bak");
+///     ...                                                   // options.saveDefaults = !stored; add
+///     if (stored && !settings.loaded) return EXIT_FAILURE;  // the supervisor starts us again
+///
 /// Deliberate: the manager's mutex is held while due objects are written, so add, remove and
 /// getHandler wait for that; `serialize` must not call the manager.
 /// Deliberate: a failed write is dropped, and nothing is reported; see StreamableHandler.
@@ -80,8 +90,8 @@ class VORN_GW_COMMON_EXPORT CachedFileManager : public stream::StreamableHandler
     ///
     /// Throws std::invalid_argument for a null object, and "CachedFileManager::add - Error: attempt
     /// to add twice the same object type" while that type is registered, being added or being
-    /// removed, whatever the path. What else `deserialize` or `serialize` throws (no standard
-    /// exception) passes through; then the object is gone and nothing is registered.
+    /// removed, whatever the path. What `deserialize` throws beside standard exceptions passes
+    /// through; then the object is gone and nothing is registered.
     void add(std::unique_ptr<stream::IStreamable> object, const std::string& path,
              const Options& options = kDefaultOptions);
 

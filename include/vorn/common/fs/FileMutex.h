@@ -30,6 +30,8 @@ namespace vorn::common::fs {
 /// tmpfs.
 /// Deliberate: destroying a held object leaves its lock file (and its descriptor), so that a holder
 /// who forgot to unlock keeps others out rather than letting them in.
+/// An attempt that a signal interrupts after a network file system has created the file recognises
+/// its own file and goes on; where files cannot be locked (flock) it may find itself locked out.
 /// Not guaranteed: fairness; exclusion when somebody else removes the lock file of a living holder.
 class VORN_GW_COMMON_EXPORT FileMutex {
   public:
@@ -53,7 +55,8 @@ class VORN_GW_COMMON_EXPORT FileMutex {
     /// that has passed it makes exactly one. time_point::max() means for ever.
     bool try_lock_until(const std::chrono::steady_clock::time_point& deadline);
 
-    /// Removes the lock file; one that is missing is no error.
+    /// Removes the lock file; one that is missing, or cannot be removed, is no error: the mutex is
+    /// free as far as this object is concerned. Needs no memory.
     void unlock();
 
   private:

@@ -44,6 +44,17 @@ class VORN_GW_COMMON_EXPORT TemporaryDirectory {
     /// Removes the directory; failures are ignored.
     ~TemporaryDirectory();
 
+    /// Sets exactly these. Throws std::filesystem::filesystem_error when that is refused.
+    void setPermissions(const std::filesystem::perms& perms);
+
+    /// Removes the directory and everything below it if it exists, and owns nothing afterwards;
+    /// otherwise keeps the path. Returns whether it did. Throws std::filesystem::filesystem_error
+    /// when something cannot be removed; the path stays owned.
+    bool removeIfExists();
+
+    /// Owns nothing any more; the directory stays and is the caller's.
+    void release() noexcept;
+
     /// The owned path; empty when nothing is owned.
     [[nodiscard]] std::string path() const;
 
@@ -56,17 +67,6 @@ class VORN_GW_COMMON_EXPORT TemporaryDirectory {
 
     /// Throws std::filesystem::filesystem_error when they cannot be read.
     [[nodiscard]] std::filesystem::perms permissions() const;
-
-    /// Sets exactly these. Throws std::filesystem::filesystem_error when that is refused.
-    void setPermissions(const std::filesystem::perms& perms);
-
-    /// Removes the directory and everything below it if it exists, and owns nothing afterwards;
-    /// otherwise keeps the path. Returns whether it did. Throws std::filesystem::filesystem_error
-    /// when something cannot be removed; the path stays owned.
-    bool removeIfExists();
-
-    /// Owns nothing any more; the directory stays and is the caller's.
-    void release() noexcept;
 
   private:
     void removeQuietly() noexcept;

@@ -20,7 +20,8 @@ namespace vorn::common::fs {
 class VORN_GW_COMMON_EXPORT TemporaryFile : public IFile {
   public:
     /// Creates an empty file "tempfile-" and six random characters in the system's temporary
-    /// directory. Throws what tools::createTemporaryFile throws.
+    /// directory. Throws what tools::createTemporaryFile and setPath throw, and leaves no file
+    /// then.
     TemporaryFile();
 
     /// Takes an existing or future file; creates nothing. Throws what setPath throws, and then
@@ -45,19 +46,19 @@ class VORN_GW_COMMON_EXPORT TemporaryFile : public IFile {
     /// throws as removeIfExists, and nothing has changed.
     void setPath(std::string path, bool mustExist) override;
 
-    /// The owned path; empty when nothing is owned.
-    [[nodiscard]] std::string getPath() const override;
-
-    /// Whether a path is owned and something is there. False also when that cannot be found out;
-    /// throws nothing for the file system's reasons.
-    [[nodiscard]] bool checkIfExists() const;
-
     /// Removes the file if it exists and owns nothing afterwards; otherwise keeps the path. Returns
     /// whether it did. Throws std::filesystem::filesystem_error when the removal fails.
     bool removeIfExists();
 
     /// Owns nothing any more; the file stays and is the caller's.
     void release() noexcept;
+
+    /// The owned path; empty when nothing is owned.
+    [[nodiscard]] std::string getPath() const override;
+
+    /// Whether a path is owned and something is there. False also when that cannot be found out;
+    /// throws nothing for the file system's reasons.
+    [[nodiscard]] bool checkIfExists() const;
 
   private:
     std::filesystem::path path_;

@@ -56,8 +56,9 @@ VORN_GW_COMMON_EXPORT std::string createTemporaryFolder(const std::string& prefi
 /// Returns all bytes of a file. Of a file that grows meanwhile it returns as many as there were, of
 /// one that shrinks what could still be read. Throws std::invalid_argument "Could not open file: "
 /// and the path; std::runtime_error "Could not determine file size: " and the path for what cannot
-/// be seeked to its end (a directory, a pipe, many files of /proc); std::length_error or
-/// std::bad_alloc when memory does not hold the content.
+/// be seeked to its end (a directory, a pipe, many files of /proc); std::system_error "Could not
+/// read file: ", the path and the reason when reading fails on the way (a broken device);
+/// std::length_error or std::bad_alloc when memory does not hold the content.
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::string readFile(const std::filesystem::path& path);
 
 /// Lists the regular files of a directory in the order of the system, unsorted: names, or, with

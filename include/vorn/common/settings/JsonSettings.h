@@ -47,7 +47,8 @@ class VORN_GW_COMMON_EXPORT JsonSettings : public stream::IStreamable {
     /// than 100 levels. loadSettings is not called then.
     ///
     /// Deliberate: what loadSettings returns does not matter; an implementation that refuses a
-    /// document throws.
+    /// document throws. One that notes its call tells a loaded object from one with defaults; see
+    /// fs::CachedFileManager for why a service should know.
     bool deserialize(std::istream& in) override;
 
   protected:

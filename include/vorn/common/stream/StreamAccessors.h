@@ -94,8 +94,12 @@ class VORN_GW_COMMON_EXPORT FileOutputStreamAccessor : public IOutputStreamAcces
     [[nodiscard]] std::ostream& stream() override { return buffer_; }
 
     /// Writes the buffer to the temporary path (without one, to the target), in up to three
-    /// attempts, and then exchanges the two. Reports nothing; throws only what fs::tools::swapFiles
-    /// throws.
+    /// attempts, and then exchanges the two. Touches no file when the stream has failed (an
+    /// operator<< that ran out of memory fails it and throws nothing): a part never replaces a good
+    /// file. Reports nothing; throws only what fs::tools::swapFiles throws.
+    ///
+    /// An attempt fails when the permissions cannot be set, too: on a file system without owners
+    /// (FAT mounted for somebody else) nothing can be stored.
     ///
     /// Deliberate: the exchange follows three failed attempts too: what could be written, perhaps a
     /// part, is then at the target, and the former version at the temporary path. A second such

@@ -31,12 +31,13 @@ namespace vorn::common::stream {
 /// | destruction          | nothing                   | writes, observer not told             |
 ///
 /// A write calls the output builder, serializes the object into the accessor's stream and commits.
-/// The state is idle before that starts, so that a write scheduled meanwhile is not lost. Standard
-/// exceptions from the builder, the accessor, `serialize` and `deserialize` are swallowed; others
-/// pass through (not out of the destructor).
+/// The state is idle before that starts, so that a write scheduled meanwhile is not lost. Whatever
+/// the builder, the accessor or `serialize` throws is swallowed. So are standard exceptions while
+/// the object is loaded; others pass through `load`.
 ///
 /// Deliberate: a failed write is dropped and not repeated; the object stays in memory, and the next
-/// scheduled write writes it again.
+/// scheduled write writes it again. A text that could not be built completely (the stream has
+/// failed) counts as a failed write, and no file is touched for it.
 /// Threads: `lock`, `load` and `run` from any. There are two locks: the object lock, held by
 /// LockedStreamable and while the object is read or written, and inside it the schedule lock, held
 /// for moments and never during a callback. The observer is called by the thread that writes or
@@ -109,6 +110,11 @@ class VORN_GW_COMMON_EXPORT StreamableHandler {
 
     /// Reads the object. False when the builder gives nothing or a stream that is not good, when
     /// `deserialize` gives false, and when one of them throws a standard exception.
+    ///
+    /// **A shortage of memory is one of these failures: a good file then counts as not loaded, and
+    /// the next write replaces it with what the object holds.** Do not trust defaults while the
+    /// file exists: look whether it does, and whether `deserialize` has succeeded, before you
+    /// write.
     bool load(InputBuilder&& inputBuilder);
 
     /// Writes if a write is due and nobody holds the object; never waits for it. Returns when it

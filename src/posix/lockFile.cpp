@@ -1,0 +1,89 @@
+#include "posix/lockFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <utility>
+
+#include "posix/openFile.h"
+
+namespace vorn::common::internal {
+namespace {
+
+using std::chrono::nanoseconds;
+using Clock = std::chrono::steady_clock;
+
+// Marks a lock file between its release and its removal; no creation sets it, whatever the umask.
+constexpr mode_t kReleased = S_ISVTX;
+
+// The times of files advance in ticks of a few milliseconds.
+constexpr std::chrono::milliseconds kFileTimeTick(20);
+
+nanoseconds modificationTime(const struct stat& status) noexcept {
+    return std::chrono::seconds(status.st_mtim.tv_sec) + nanoseconds(status.st_mtim.tv_nsec);
+}
+
+// How old the file is by the clock of its own file system, which need not be this machine's.
+bool isYoungerThan(int fd, const struct stat& status, nanoseconds age) noexcept {
+    struct stat touched {};
+    return ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0 &&
+           modificationTime(touched) - modificationTime(status) <= age + kFileTimeTick;
+}
+
+bool isNamed(const struct stat& status, const std::string& path) noexcept {
+    struct stat named {};
+    return ::lstat(path.c_str(), &named) == 0 && named.st_dev == status.st_dev &&
+           named.st_ino == status.st_ino;
+}
+
+// The file is this attempt's own when nobody holds it or is about to remove it, it is what the path
+// names, and it did not exist before the attempt: what a dead process left stays a lock.
+Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexcept {
+    Descriptor file = openFile(path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    struct stat status {};
+    const bool isOwn = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+                       ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                       status.st_size == 0 && status.st_uid == ::geteuid() &&
+                       (status.st_mode & kReleased) == 0 && isNamed(status, path) &&
+                       isYoungerThan(file.get(), status, Clock::now() - start);
+    return isOwn ? std::move(file) : Descriptor();
+}
+
+// Whether an attempt that was interrupted has meanwhile adopted the file that we have just created,
+// and perhaps released it again. Where files cannot be locked nobody adopts any.
+bool isTaken(int fd) noexcept {
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        return errno == EWOULDBLOCK;
+    }
+    struct stat status {};
+    return ::fstat(fd, &status) == 0 && (status.st_mode & kReleased) != 0;
+}
+
+}  // namespace
+
+Descriptor createLockFile(const std::string& path) noexcept {
+    const auto start = Clock::now();
+    for (bool interrupted = false;; interrupted = true) {
+        Descriptor file(
+            ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_CLOEXEC, 0600));
+        if (file) {
+            return isTaken(file.get()) ? Descriptor() : std::move(file);
+        }
+        if (errno != EINTR) {
+            return interrupted && errno == EEXIST ? adoptOwnFile(path, start) : Descriptor();
+        }
+    }
+}
+
+void removeLockFile(const std::string& path, Descriptor& file) noexcept {
+    // The lock on the file ends before its name does: in between it must not look like an orphan.
+    static_cast<void>(::fchmod(file.get(), kReleased));
+    file.reset();
+    static_cast<void>(::unlink(path.c_str()));
+}
+
+}  // namespace vorn::common::internal
