@@ -1,15 +1,16 @@
 #include "vorn/common/ScriptExecutor.h"
 
-#include <signal.h>
-
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <ostream>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 
 #include "posix/BlockedSignals.h"
+#include "posix/Child.h"
 #include "posix/ExecImage.h"
-#include "posix/childEnd.h"
 #include "posix/startChild.h"
 
 namespace vorn::common {
@@ -20,38 +21,66 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kLongestLook{1};
 constexpr int kNoExitStatus = -1;
 
-/// Keeps signalling and reaping of the default routine's processes apart. Held for one system call.
+/// Keeps signalling and reaping of the default routine's processes apart; guards `child` of their
+/// contexts from the moment they are killable. Held for one system call. One for all executors,
+/// because the routine knows its context only.
 constinit std::mutex reapMutex;
 
-int defaultScriptRoutine(ScriptContext* context) {
-    const Script& script = context->request.script;
-    context->killable = false;
-    const auto command = internal::commandIn(
-        script.cgroups, {script.cgroups ? "sh" : "/bin/sh", "-c", script.content});
-    internal::ChildPlan plan;
-    plan.root = internal::rootOf(script.chroot);
-    const pid_t pid = internal::startChild(plan, internal::ExecImage(command, script.environment));
-    context->pid = pid;
-    if (pid < 0) {
-        return kNoExitStatus;
+/// Starts the script of a context and shows the child to the executor; none when that fails, also
+/// for lack of memory.
+internal::Child startScript(ScriptContext& context) {
+    const Script& script = context.request.script;
+    try {
+        const auto command = internal::commandIn(
+            script.cgroups, {script.cgroups ? "sh" : "/bin/sh", "-c", script.content});
+        internal::ChildPlan plan;
+        plan.root = internal::rootOf(script.chroot);
+        return internal::startChild(plan, internal::ExecImage(command, script.environment));
+    } catch (const std::exception&) {
+        return internal::Child();
     }
-    context->killable = true;
-    const internal::BlockedSignals blocked;
-    internal::waitForEnd(pid);
-    const std::lock_guard lock(reapMutex);
-    context->killable = false;
-    return internal::reap(pid).value_or(kNoExitStatus);
 }
 
+int defaultScriptRoutine(ScriptContext* context) {
+    context->killable = false;
+    const internal::Child child = startScript(*context);
+    context->pid = child.id();
+    if (!child) {
+        return kNoExitStatus;
+    }
+    context->child = &child;
+    // Last: from here on the executor may use the id and the child.
+    context->killable = true;
+    const internal::BlockedSignals blocked;
+    child.waitForEnd();
+    // One step for the executor: either the child is there to be killed, or nothing is killed.
+    const std::lock_guard lock(reapMutex);
+    context->killable = false;
+    context->child = nullptr;
+    return child.reap().value_or(kNoExitStatus);
+}
+
+/// A routine of the caller's has no say in `killable`: its process may be killed from the start.
 bool isDefault(const ScriptExecutor::Routine& routine) {
     const auto target = routine.target<int (*)(ScriptContext*)>();
     return target != nullptr && *target == &defaultScriptRoutine;
 }
 
+void tellEnd(const ScriptExecutor::ScriptExecutionRequest& request, int result) {
+    if (request.observer) {
+        request.observer->onScriptFinished(request.script, result);
+    }
+}
+
 void killProcess(const ScriptContext& context) {
     const std::lock_guard lock(reapMutex);
-    if (context.killable && context.pid >= 0) {
-        ::kill(context.pid, SIGKILL);
+    if (!context.killable) {
+        return;
+    }
+    if (context.child != nullptr) {
+        context.child->kill();
+    } else if (context.pid >= 0) {
+        internal::killById(context.pid);
     }
 }
 
@@ -87,6 +116,7 @@ void ScriptExecutor::start() {
     if (running_) {
         return;
     }
+    // A terminate that has cleared the flag and not yet taken the lock.
     stopProcessing();
     running_ = true;
     try {
@@ -111,6 +141,7 @@ void ScriptExecutor::terminate() {
 // the other, so that no two loops ever run.
 void ScriptExecutor::stopProcessing() {
     {
+        // Changed under the lock, or it could come between the loop's look and its wait.
         const std::lock_guard lock(mutex_);
         running_ = false;
     }
@@ -146,6 +177,7 @@ bool ScriptExecutor::execute(const Script& script, IScriptExecutorObserver* obse
 }
 
 void ScriptExecutor::processingLoop() {
+    // An exception that ended an earlier processing has left what it was looking at, result taken.
     std::erase_if(contexts_, [](const auto& context) { return context->state == 0; });
     updateCount();
     while (running_) {
@@ -157,6 +189,7 @@ void ScriptExecutor::processingLoop() {
             waitForWork();
         }
     }
+    // Stated: terminate returns when the scripts have ended. Nobody looks at deadlines any more.
     for (const auto& context : contexts_) {
         if (context->state != 0) {
             context->result.wait();
@@ -169,6 +202,7 @@ std::optional<ScriptExecutor::ScriptExecutionRequest> ScriptExecutor::takeNext()
     if (!running_ || queue_.empty() || maxConcurrent_ <= contexts_.size()) {
         return std::nullopt;
     }
+    // Moved, which cannot fail: a request must not be lost between queue and list.
     std::optional<ScriptExecutionRequest> request(std::move(queue_.front()));
     queue_.pop();
     return request;
@@ -180,24 +214,33 @@ void ScriptExecutor::waitForWork() {
 }
 
 void ScriptExecutor::launch(ScriptExecutionRequest request) {
+    static_assert(std::is_nothrow_move_assignable_v<ScriptExecutionRequest>);
     if (findByUuid(contexts_, request.script.uuid) != contexts_.end()) {
         return;
     }
-    ScriptContext& context = *contexts_.emplace_back(std::make_unique<ScriptContext>());
-    context.request = std::move(request);
-    context.started = Clock::now();
-    context.deadline = context.request.timeout.toTimepoint(context.started);
-    context.killable = !isDefault(routine_);
-    context.state = 1;
-    updateCount();
+    // Before the routine runs: its script may ask at once whether there is a free slot.
+    activeContexts_ = contexts_.size() + 1;
+    std::unique_ptr<ScriptContext> context;
     try {
-        context.result =
-            std::async(std::launch::async, [this, &context] { return routine_(&context); });
+        // What can fail comes before the routine starts, so that every context in the list has a
+        // result to wait for, and every routine that runs has a context in the list.
+        contexts_.reserve(contexts_.size() + 1);
+        context = std::make_unique<ScriptContext>();
+        context->request = std::move(request);
+        context->started = Clock::now();
+        context->deadline = context->request.timeout.toTimepoint(context->started);
+        context->killable = !isDefault(routine_);
+        context->state = 1;
+        context->result = std::async(std::launch::async,
+                                     [this, started = context.get()] { return routine_(started); });
+        contexts_.push_back(std::move(context));
+        return;
+    } catch (const std::bad_alloc&) {
     } catch (const std::system_error&) {
-        std::promise<int> failed;
-        context.result = failed.get_future();
-        failed.set_value(kNoExitStatus);
     }
+    // No memory or no further thread.
+    tellEnd(context ? context->request : request, kNoExitStatus);
+    updateCount();
 }
 
 void ScriptExecutor::monitor() {
@@ -208,12 +251,10 @@ void ScriptExecutor::monitor() {
             ++place;
             continue;
         }
+        // First: after an exception from below, this context must not be looked at again.
         context.state = 0;
         if (!context.notified) {
-            const int result = context.result.get();
-            if (context.request.observer) {
-                context.request.observer->onScriptFinished(context.request.script, result);
-            }
+            tellEnd(context.request, context.result.get());
         }
         place = contexts_.erase(place);
         updateCount();

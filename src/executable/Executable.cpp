@@ -1,7 +1,5 @@
 #include "vorn/common/executable/Executable.h"
 
-#include <signal.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
@@ -14,13 +12,51 @@
 #include "internal/assert.h"
 #include "internal/waitReady.h"
 #include "posix/BlockedSignals.h"
+#include "posix/Child.h"
 #include "posix/ExecImage.h"
-#include "posix/childEnd.h"
 #include "posix/startChild.h"
 
 namespace vorn::common::executable {
 
 IExecutable::~IExecutable() = default;
+
+namespace {
+
+/// Starts the program with the write ends of `pipes` as its outputs; none when that fails.
+internal::Child start(const std::vector<std::string>& arguments,
+                      const std::shared_ptr<Executable::Pipes>& pipes,
+                      const Executable::Params& params) {
+    internal::ChildPlan plan;
+    plan.ownProcessGroup = params.ownProcessGroup;
+    plan.keptDescriptors = {pipes->out[0], pipes->out[1], pipes->err[0], pipes->err[1]};
+    plan.standardOutput = pipes->out[1];
+    plan.standardError = pipes->err[1];
+    plan.root = internal::rootOf(params.chrootDir);
+
+    const auto command = internal::commandIn(params.cgroups, arguments);
+    if (!command.empty()) {
+        return internal::startChild(plan, internal::ExecImage(command, params.environment));
+    }
+    // The stated exception is thrown in the child and runs through code of the caller's, which only
+    // a copy of the whole process can do.
+    const pid_t pid = internal::forkChild(plan);
+    if (pid == 0) {
+        exechelper::exec(command, params.environment);
+    }
+    return internal::Child(pid);
+}
+
+internal::Child startOrThrow(const std::vector<std::string>& arguments,
+                             const std::shared_ptr<Executable::Pipes>& pipes,
+                             const Executable::Params& params) {
+    internal::Child child = start(arguments, pipes, params);
+    if (!child) {
+        throw std::runtime_error("fork failed");
+    }
+    return child;
+}
+
+}  // namespace
 
 struct Executable::State {
     State(const std::vector<std::string>& commandLine, const Params& options)
@@ -28,19 +64,21 @@ struct Executable::State {
 
     bool waitForEnd() const {
         if (!params.timeout) {
-            return internal::waitForEnd(*pid);
+            child.waitForEnd();
+            return true;
         }
-        return internal::waitForEnd(*pid, internal::saturatingDeadline(*params.timeout));
+        return child.waitForEnd(internal::saturatingDeadline(*params.timeout));
     }
 
     std::optional<std::int32_t> reap() {
         const std::lock_guard lock(reapMutex);
-        reaped = true;
-        return internal::reap(*pid);
+        // An object that has ended may be kept for long: it gives its descriptor back.
+        return std::exchange(child, internal::Child()).reap();
     }
 
     /// Records how the run went; false when the object is being destroyed.
     bool settle(bool ended) {
+        // Reaped before the lock is taken, which a reader may hold for as long as it likes.
         const auto result = ended ? reap() : std::nullopt;
         const std::lock_guard lock(mutex);
         if (destroying) {
@@ -51,20 +89,19 @@ struct Executable::State {
             status = result ? Exited : Aborted;
         } else {
             status = TimedOut;
-            ::kill(*pid, SIGKILL);
             if (params.ownProcessGroup) {
-                ::kill(-*pid, SIGKILL);
+                child.killGroup();
+            } else {
+                child.kill();
             }
         }
-        pid.reset();
+        unsettled = false;
         return true;
     }
 
     void killUnlessReaped() {
         const std::lock_guard lock(reapMutex);
-        if (!reaped) {
-            ::kill(*pid, SIGKILL);
-        }
+        child.kill();
     }
 
     std::function<void(const IExecutable&)> onDone;
@@ -77,10 +114,14 @@ struct Executable::State {
     std::optional<std::int32_t> exitCode;  // guarded by mutex
     std::shared_ptr<Pipes> pipes;          // guarded by mutex
     bool destroying = false;               // guarded by mutex
-    std::optional<pid_t> pid;  // guarded by mutex; the waiter, its last writer, reads it without
+    /// A child exists whose end has not been recorded. Guarded by mutex; the waiter, its last
+    /// writer, reads it without.
+    bool unsettled = false;
 
     std::mutex reapMutex;  // a reader may hold `mutex` for long, and a reaped id is never signalled
-    bool reaped = false;   // guarded by reapMutex
+    /// None before the start and once it has been reaped. Guarded by reapMutex; the waiter, its
+    /// only writer while it runs, reads it without.
+    internal::Child child;
 };
 
 Executable::Executable(const std::vector<std::string>& arguments, const Params& params)
@@ -89,7 +130,7 @@ Executable::Executable(const std::vector<std::string>& arguments, const Params& 
 Executable::~Executable() {
     {
         const std::lock_guard lock(state_->mutex);
-        if (state_->pid) {
+        if (state_->unsettled) {
             state_->destroying = true;
             state_->killUnlessReaped();
         }
@@ -106,37 +147,42 @@ void Executable::execAsync(const std::function<void(const IExecutable&)>& onDone
         if (state.status != Idle) {
             throw std::logic_error("already running or done");
         }
+        // Taken at once: of two starts at the same time one is refused before it does anything.
         state.status = Running;
     }
     auto pipes = std::make_shared<Pipes>();
     state.onDone = onDone;
-    const pid_t pid = prepareEnvAndExec(state.arguments, pipes, state.params);
+    state.child = startOrThrow(state.arguments, pipes, state.params);
+    // The pipes become visible without their write ends: a read must be able to see the end.
     pipes->closeWriting();
     {
         const std::lock_guard lock(state.mutex);
-        state.pid = pid;
+        state.unsettled = true;
         state.pipes = std::move(pipes);
     }
     try {
         state.waiter = std::thread([this] { wait(); });
     } catch (...) {
-        ::kill(pid, SIGKILL);
-        internal::waitForEnd(pid);
+        // Nobody would wait for the child, kill it at its time limit or tell of its end.
+        state.child.kill();
         static_cast<void>(state.reap());
         const std::lock_guard lock(state.mutex);
-        state.pid.reset();
+        state.unsettled = false;
         state.pipes.reset();
         throw;
     }
 }
 
 void Executable::execSync() {
+    // Shared with the callback, which may still be notifying when this returns: the wait ends as
+    // soon as the status is there.
     struct Completion {
         std::mutex mutex;
         std::condition_variable changed;
     };
     const auto completion = std::make_shared<Completion>();
     execAsync([completion](const IExecutable&) {
+        // Under the lock, or it could come between a look at the status and the wait after it.
         const std::lock_guard lock(completion->mutex);
         completion->changed.notify_all();
     });
@@ -169,10 +215,13 @@ std::optional<std::string> Executable::readFromStdErr() const {
 
 void Executable::wait() {
     State& state = *state_;
-    const pid_t pid = state.pid.value();
+    if (!state.unsettled) {
+        throw std::bad_optional_access();
+    }
     bool ended = false;
     bool tell = false;
     {
+        // Handlers of the service run on its own threads, and no wait here is ever interrupted.
         const internal::BlockedSignals blocked;
         ended = state.waitForEnd();
         tell = state.settle(ended);
@@ -181,36 +230,17 @@ void Executable::wait() {
         state.onDone(*this);
     }
     if (!ended) {
+        // After the callback, which need not wait until the kernel has taken the child apart.
         const internal::BlockedSignals blocked;
-        internal::waitForEnd(pid);
-        static_cast<void>(internal::reap(pid));
+        state.child.waitForEnd();
+        static_cast<void>(state.reap());
     }
 }
 
 pid_t Executable::prepareEnvAndExec(const std::vector<std::string>& arguments,
                                     const std::shared_ptr<Pipes>& pipes, const Params& params) {
     VORN_ASSERT(pipes != nullptr);
-    internal::ChildPlan plan;
-    plan.ownProcessGroup = params.ownProcessGroup;
-    plan.keptDescriptors = {pipes->out[0], pipes->out[1], pipes->err[0], pipes->err[1]};
-    plan.standardOutput = pipes->out[1];
-    plan.standardError = pipes->err[1];
-    plan.root = internal::rootOf(params.chrootDir);
-
-    const auto command = internal::commandIn(params.cgroups, arguments);
-    pid_t pid = -1;
-    if (command.empty()) {
-        pid = internal::forkChild(plan);
-        if (pid == 0) {
-            exechelper::exec(command, params.environment);
-        }
-    } else {
-        pid = internal::startChild(plan, internal::ExecImage(command, params.environment));
-    }
-    if (pid < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    return pid;
+    return startOrThrow(arguments, pipes, params).id();
 }
 
 }  // namespace vorn::common::executable

@@ -29,6 +29,7 @@ ExecutableManager::~ExecutableManager() {
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
+        // Under the lock: the collector must not take, and tell of, what is being killed here.
         holders_.clear();
     }
     stopped_.notify_all();
@@ -52,7 +53,9 @@ void ExecutableManager::execAsync(ExecutableHolder&& holder, const Uuid& uuid,
     holder.uuid = uuid;
     holder.description = description;
     holder.callback = callback;
+    // Registered before the start, whose failure is stated to leave the holder where it is.
     holders_.push_back(std::move(holder));
+    // Without a callback: it would come on the executable's own thread, which cannot destroy it.
     holders_.back().executable->execAsync({});
 }
 
@@ -84,6 +87,7 @@ std::optional<std::string> ExecutableManager::getDescription(const Uuid& uuid) c
 bool ExecutableManager::abort(const Uuid& uuid) {
     std::list<ExecutableHolder> aborted;
     const std::lock_guard lock(mutex_);
+    // Spliced, here and below: taking something out must not need memory.
     for (auto holder = holders_.begin(); holder != holders_.end();) {
         const auto next = std::next(holder);
         if (holder->uuid == uuid) {
@@ -92,6 +96,8 @@ bool ExecutableManager::abort(const Uuid& uuid) {
         holder = next;
     }
     const bool found = !aborted.empty();
+    // Before the lock is released: who is told true may use the identifier again at once, and the
+    // child is gone by then.
     aborted.clear();
     return found;
 }
@@ -116,6 +122,7 @@ void ExecutableManager::collect() {
     std::unique_lock lock(mutex_);
     while (!stopped_.wait_for(lock, kCollectionPeriod, [this] { return stopping_; })) {
         auto completed = takeCompleted();
+        // Callbacks may use the manager, and the executables that go with them may take their time.
         lock.unlock();
         for (const auto& holder : completed) {
             holder.callback(*holder.executable, holder.uuid, holder.description);

@@ -1,8 +1,5 @@
-#include <fcntl.h>
-#include <unistd.h>
+#include "posix/pipe.h"
 
-#include <algorithm>
-#include <iterator>
 #include <stdexcept>
 
 #include <vorn/common/executable/Executable.h>
@@ -11,42 +8,12 @@
 #include "posix/readToEnd.h"
 
 namespace vorn::common::executable {
-namespace {
-
-constexpr int kLowestEnd = 3;
-
-void closeEnd(int& end) {
-    if (end != -1) {
-        ::close(end);
-        end = -1;
-    }
-}
-
-bool moveUp(int& end) {
-    if (end >= kLowestEnd) {
-        return true;
-    }
-    const int moved = ::fcntl(end, F_DUPFD_CLOEXEC, kLowestEnd);
-    closeEnd(end);
-    end = moved;
-    return moved != -1;
-}
-
-bool openPipe(int (&ends)[2]) {
-    if (::pipe2(ends, O_CLOEXEC) != 0) {
-        std::fill(std::begin(ends), std::end(ends), -1);
-        return false;
-    }
-    const bool readMoved = moveUp(ends[0]);
-    return moveUp(ends[1]) && readMoved;
-}
-
-}  // namespace
 
 Executable::Pipes::Pipes() {
-    const bool outOpened = openPipe(out);
-    const bool errOpened = openPipe(err);
+    const bool outOpened = internal::openPipe(out);
+    const bool errOpened = internal::openPipe(err);
     if (!outOpened || !errOpened) {
+        // No destructor follows a constructor that throws.
         close(0);
         close(1);
         throw std::runtime_error("failed to open pipe");
@@ -60,8 +27,8 @@ Executable::Pipes::~Pipes() {
 
 void Executable::Pipes::close(unsigned which) {
     VORN_ASSERT(which < 2);
-    closeEnd(out[which]);
-    closeEnd(err[which]);
+    internal::closeEnd(out[which]);
+    internal::closeEnd(err[which]);
 }
 
 void Executable::Pipes::closeWriting() {
@@ -69,11 +36,11 @@ void Executable::Pipes::closeWriting() {
 }
 
 int Executable::Pipes::dupWriting(int outFd, int errFd) {
-    ::dup2(out[1], outFd);
-    return ::dup2(err[1], errFd);
+    static_cast<void>(internal::duplicateOnto(out[1], outFd));
+    return internal::duplicateOnto(err[1], errFd);
 }
 
-bool Executable::Pipes::isOpened(int fd) const {
+bool Executable::Pipes::isOpened(int fd) const noexcept {
     return fd == out[0] || fd == out[1] || fd == err[0] || fd == err[1];
 }
 

@@ -4,6 +4,7 @@ namespace vorn::common::executable {
 namespace {
 
 std::string textToRun(const std::string& script, const Executable::Params& params) {
+    // Line feeds, not semicolons: the text may end with a comment or a here-document.
     return params.ownProcessGroup ? "\n" + script + "\nwait" : script;
 }
 

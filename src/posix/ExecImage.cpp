@@ -1,5 +1,7 @@
 #include "posix/ExecImage.h"
 
+#include <unistd.h>
+
 #include <stdexcept>
 
 namespace vorn::common::internal {
@@ -9,6 +11,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
     for (const auto& text : texts) {
+        // execve takes pointers to mutable texts, for historical reasons, and leaves them alone.
         pointers.push_back(const_cast<char*>(text.c_str()));
     }
     pointers.push_back(nullptr);
@@ -29,10 +32,15 @@ ExecImage::ExecImage(const std::vector<std::string>& arguments,
     : path_(programOf(arguments).c_str()),
       argv_(pointersTo(arguments)),
       envp_(pointersTo(environment)) {
+    // The stated argv[0]; the path itself goes to execve as it was given.
     const auto slash = arguments.front().rfind('/');
     if (slash != std::string::npos) {
         argv_.front() += slash + 1;
     }
+}
+
+int ExecImage::execute() const noexcept {
+    return ::execve(path(), argv(), envp());
 }
 
 }  // namespace vorn::common::internal

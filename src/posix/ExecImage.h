@@ -17,6 +17,9 @@ class ExecImage {
     [[nodiscard]] char* const* argv() const noexcept { return argv_.data(); }
     [[nodiscard]] char* const* envp() const noexcept { return envp_.data(); }
 
+    /// Replaces the image of this process; returns, with -1 and errno, only when that fails.
+    int execute() const noexcept;
+
   private:
     const char* path_;
     std::vector<char*> argv_;

@@ -1,11 +1,9 @@
 #include "posix/readToEnd.h"
 
-#include <unistd.h>
-
 #include <memory>
 #include <stdexcept>
 
-#include "posix/retry.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::internal {
 
@@ -17,18 +15,16 @@ std::size_t lengthAfterAppending(std::size_t length, std::size_t added) {
 }
 
 std::string readToEnd(int fd) {
+    // As much as a pipe holds by default: a writer that fills it is emptied in one call.
     constexpr std::size_t kBlock = 65536;
     const auto buffer = std::make_unique_for_overwrite<char[]>(kBlock);
     std::string text;
-    for (;;) {
-        const auto count = retryOnEintr([&] { return ::read(fd, buffer.get(), kBlock); });
-        if (count < 1) {
-            return text;
-        }
-        const auto added = static_cast<std::size_t>(count);
+    for (std::size_t added = kBlock; added == kBlock;) {
+        added = readUpTo(fd, buffer.get(), kBlock);
         lengthAfterAppending(text.size(), added);
         text.append(buffer.get(), added);
     }
+    return text;
 }
 
 }  // namespace vorn::common::internal

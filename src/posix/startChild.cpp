@@ -1,9 +1,8 @@
 #include "posix/startChild.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
-#include <sys/syscall.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,8 +16,8 @@
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" int __clone(int (*)(void*), void* stackTop, int flags, void* argument, ...) noexcept;
 
-#ifndef SYS_close_range
-#define SYS_close_range 436
+#ifndef CLONE_PIDFD
+#define CLONE_PIDFD 0x1000
 #endif
 
 namespace vorn::common::internal {
@@ -26,34 +25,44 @@ namespace {
 
 constexpr int kFirstClosed = 3;
 constexpr int kLastClosed = 4095;
-constexpr int kLastSignal = 64;
-constexpr std::size_t kKernelSignalSetSize = kLastSignal / 8;
 
-struct DescriptorRange {
-    int first;
-    int last;
-};
+/// The child's stack, in memory of its own: the caller may run on a thread with the smallest stack
+/// there is. Lives until the child has left it, i.e. until clone returns.
+class ChildStack {
+  public:
+    ChildStack() noexcept
+        : guard_(static_cast<std::size_t>(::sysconf(_SC_PAGESIZE))),
+          memory_(::mmap(nullptr, guard_ + kSize, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0)) {
+        if (*this) {
+            // An overrun ends the child instead of writing to a neighbour in the parent's memory.
+            // Without the guard, which may need a mapping too many, the size is as sufficient.
+            static_cast<void>(::mprotect(memory_, guard_, PROT_NONE));
+        }
+    }
+    ~ChildStack() {
+        if (*this) {
+            ::munmap(memory_, guard_ + kSize);
+        }
+    }
+    ChildStack(const ChildStack&) = delete;
+    ChildStack& operator=(const ChildStack&) = delete;
 
-struct ClosedRanges {
-    std::array<DescriptorRange, 5> ranges;
-    std::size_t count = 0;
-};
+    [[nodiscard]] explicit operator bool() const noexcept { return memory_ != MAP_FAILED; }
+    /// Stacks grow downwards on every architecture that the library is built for.
+    [[nodiscard]] void* top() const noexcept {
+        return static_cast<char*>(memory_) + guard_ + kSize;
+    }
 
-struct Child {
-    const ChildPlan& plan;
-    ClosedRanges closed;
-    const ExecImage* image;
-    const sigset_t& mask;
-};
+  private:
+    static constexpr std::size_t kSize = std::size_t{16} * 1024;
 
-/// As the kernel has it: what follows the handler differs between architectures, and is only ever
-/// read into or all zero here.
-struct KernelSignalAction {
-    unsigned long handler;
-    unsigned long rest[7];
+    const std::size_t guard_;
+    void* const memory_;
 };
 
 ClosedRanges rangesAround(std::array<int, 4> kept) {
+    // The gaps between what is kept, so that a few calls close all of the 4,093 descriptors.
     std::sort(kept.begin(), kept.end());
     ClosedRanges closed;
     int first = kFirstClosed;
@@ -70,76 +79,6 @@ ClosedRanges rangesAround(std::array<int, 4> kept) {
         closed.ranges[closed.count++] = {first, kLastClosed};
     }
     return closed;
-}
-
-// From here to childMain: the child, in memory shared with its parent. Plain system calls only: the
-// library's functions may be cancellation points or intercepted by a sanitizer.
-
-template <class... Arguments>
-long call(long number, Arguments... arguments) noexcept {
-    return ::syscall(number, arguments...);
-}
-
-[[noreturn]] void leave(int code) noexcept {
-    for (;;) {
-        call(SYS_exit_group, code);
-    }
-}
-
-void closeDescriptors(const ClosedRanges& closed) noexcept {
-    for (std::size_t i = 0; i < closed.count; ++i) {
-        const auto [first, last] = closed.ranges[i];
-        if (call(SYS_close_range, first, last, 0) == 0) {
-            continue;
-        }
-        for (int fd = first; fd <= last; ++fd) {
-            call(SYS_close, fd);
-        }
-    }
-}
-
-void setUp(const Child& child) noexcept {
-    const ChildPlan& plan = child.plan;
-    if (plan.ownProcessGroup) {
-        call(SYS_setpgid, 0, 0);
-    }
-    closeDescriptors(child.closed);
-    for (const int fd : plan.keptDescriptors) {
-        if (fd != -1) {
-            call(SYS_fcntl, fd, F_SETFD, 0);
-        }
-    }
-    if (plan.standardOutput != -1) {
-        call(SYS_dup3, plan.standardOutput, STDOUT_FILENO, 0);
-    }
-    if (plan.standardError != -1) {
-        call(SYS_dup3, plan.standardError, STDERR_FILENO, 0);
-    }
-    if (plan.root != nullptr && (call(SYS_chdir, plan.root) != 0 ||
-                                 call(SYS_chroot, plan.root) != 0 || call(SYS_chdir, "/") != 0)) {
-        leave(1);
-    }
-}
-
-/// A handler of the parent's must not run in the child. What is ignored stays ignored.
-void resetCaughtSignals() noexcept {
-    const KernelSignalAction defaultAction{};
-    for (int signal = 1; signal <= kLastSignal; ++signal) {
-        KernelSignalAction action{};
-        call(SYS_rt_sigaction, signal, nullptr, &action, kKernelSignalSetSize);
-        if (action.handler > reinterpret_cast<unsigned long>(SIG_IGN)) {
-            call(SYS_rt_sigaction, signal, &defaultAction, nullptr, kKernelSignalSetSize);
-        }
-    }
-}
-
-int childMain(void* argument) noexcept {
-    const Child& child = *static_cast<const Child*>(argument);
-    resetCaughtSignals();
-    setUp(child);
-    call(SYS_rt_sigprocmask, SIG_SETMASK, &child.mask, nullptr, kKernelSignalSetSize);
-    call(SYS_execve, child.image->path(), child.image->argv(), child.image->envp());
-    leave(1);
 }
 
 }  // namespace
@@ -167,25 +106,47 @@ std::vector<std::string> commandIn(const std::optional<std::vector<std::string>>
     return list;
 }
 
-pid_t startChild(const ChildPlan& plan, const ExecImage& image) noexcept {
-    alignas(16) unsigned char stack[16 * 1024];
-    const BlockedSignals blocked;
-    Child child{plan, rangesAround(plan.keptDescriptors), &image, blocked.before()};
-    const int errorBefore = errno;
-    const pid_t pid =
-        __clone(childMain, stack + sizeof stack, CLONE_VM | CLONE_VFORK | SIGCHLD, &child);
-    if (pid > 0) {
-        errno = errorBefore;
+Child startChild(const ChildPlan& plan, const ExecImage& image) noexcept {
+    constexpr int kFlags = CLONE_VM | CLONE_VFORK | SIGCHLD;
+    const ChildStack stack;
+    if (!stack) {
+        return Child();
     }
-    return pid;
+    // A handler of the parent's that ran in the child would change the parent's memory.
+    const BlockedSignals blocked;
+    ChildOrders orders{plan,
+                       rangesAround(plan.keptDescriptors),
+                       &blocked.before(),
+                       image.path(),
+                       image.argv(),
+                       image.envp()};
+    // The child shares the thread's errno, too.
+    const int errorBefore = errno;
+    int process = -1;
+    pid_t id = __clone(runChild, stack.top(), kFlags | CLONE_PIDFD, &orders, &process);
+    if (id == -1 && errno != EAGAIN) {
+        // No descriptor to spare, or none to be had: kernels before 5.2 ignore the flag, emulators
+        // and filters refuse it. EAGAIN is the limit of processes, which it has no part in.
+        id = __clone(runChild, stack.top(), kFlags, &orders);
+    }
+    if (id == -1) {
+        return Child();
+    }
+    errno = errorBefore;
+    return Child(id, Descriptor(process));
 }
 
 pid_t forkChild(const ChildPlan& plan) noexcept {
     const BlockedSignals blocked;
-    const Child child{plan, rangesAround(plan.keptDescriptors), nullptr, blocked.before()};
+    const ChildOrders orders{.plan = plan,
+                             .closed = rangesAround(plan.keptDescriptors),
+                             .mask = nullptr,
+                             .path = nullptr,
+                             .argv = nullptr,
+                             .envp = nullptr};
     const pid_t pid = ::fork();
     if (pid == 0) {
-        setUp(child);
+        setUpChild(orders);
     }
     return pid;
 }

@@ -1,18 +1,19 @@
 #include "vorn/common/service/ProcessAttributes.h"
 
+#include <grp.h>
+#include <pwd.h>
+#include <sys/capability.h>
 #include <sys/prctl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 #include <memory>
 
-#include "service/IdentityCalls.h"
-
 namespace vorn::common::service {
-namespace internal {
 namespace {
 
 void require(bool succeeded, const char* text) {
@@ -26,16 +27,16 @@ bool isPlain(const std::string& text) {
     return text.find('\0') == std::string::npos;
 }
 
-uid_t findUser(const std::string& name, const IdentityCalls& calls) {
-    const passwd* const entry = isPlain(name) ? calls.findUser(name.c_str()) : nullptr;
+uid_t findUser(const std::string& name) {
+    const passwd* const entry = isPlain(name) ? ::getpwnam(name.c_str()) : nullptr;
     if (entry == nullptr) {
         throw ServiceError("Failed to get UID of " + name);
     }
     return entry->pw_uid;
 }
 
-gid_t findGroup(const std::string& name, const IdentityCalls& calls) {
-    const group* const entry = isPlain(name) ? calls.findGroup(name.c_str()) : nullptr;
+gid_t findGroup(const std::string& name) {
+    const group* const entry = isPlain(name) ? ::getgrnam(name.c_str()) : nullptr;
     if (entry == nullptr) {
         throw ServiceError("Failed to get GID of " + name);
     }
@@ -51,10 +52,10 @@ bool hasMember(const group& entry, const std::string& user) {
     return false;
 }
 
-std::vector<gid_t> supplementaryGroups(const std::string& user, gid_t primary,
-                                       const IdentityCalls& calls) {
+std::vector<gid_t> supplementaryGroups(const std::string& user, gid_t primary) {
     std::vector<gid_t> groups;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(calls.groupFile, "re"),
+    // Not getgrouplist: only this file counts, in its order, and without group 0.
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/group", "re"),
                                                                &std::fclose);
     if (file != nullptr) {
         while (const group* entry = ::fgetgrent(file.get())) {
@@ -70,26 +71,23 @@ std::vector<gid_t> supplementaryGroups(const std::string& user, gid_t primary,
 /// The capability set that both stages work on.
 class CapabilitySet {
   public:
-    explicit CapabilitySet(const IdentityCalls& calls) : calls_(calls), set_(calls.capInit()) {}
-
     [[nodiscard]] bool raise(cap_flag_t flag, const std::vector<cap_value_t>& capabilities) {
-        return set_ != nullptr &&
-               calls_.capSetFlag(set_, flag, static_cast<int>(capabilities.size()),
-                                 capabilities.data(), CAP_SET) == 0;
+        return set_ != nullptr && ::cap_set_flag(set_, flag, static_cast<int>(capabilities.size()),
+                                                 capabilities.data(), CAP_SET) == 0;
     }
-    [[nodiscard]] bool apply() { return calls_.capSetProcess(set_) == 0; }
-    [[nodiscard]] bool clear() { return calls_.capClear(set_) == 0; }
-    [[nodiscard]] bool free() { return calls_.capFree(set_) == 0; }
+    [[nodiscard]] bool apply() { return ::cap_set_proc(set_) == 0; }
+    [[nodiscard]] bool clear() { return ::cap_clear(set_) == 0; }
+    [[nodiscard]] bool free() { return ::cap_free(set_) == 0; }
 
   private:
-    const IdentityCalls& calls_;
-    cap_t set_;
+    cap_t set_ = ::cap_init();
 };
 
 void enterRootStage(CapabilitySet& set, const std::vector<cap_value_t>& capabilities,
                     bool ambient) {
     auto needed = capabilities;
     needed.insert(needed.end(), {CAP_SETUID, CAP_SETGID, CAP_CHOWN});
+    // The three are needed for the switch only, so they are not made inheritable below.
     require(set.raise(CAP_PERMITTED, needed), "Failed to set PERMITTED capability flags as root.");
     require(set.raise(CAP_EFFECTIVE, needed), "Failed to set EFFECTIVE capability flags as root.");
     if (ambient && !capabilities.empty()) {
@@ -99,9 +97,10 @@ void enterRootStage(CapabilitySet& set, const std::vector<cap_value_t>& capabili
     require(set.apply(), "Failed to set capabilities as root.");
 }
 
-void raiseAmbient(const std::vector<cap_value_t>& capabilities, const IdentityCalls& calls) {
+void raiseAmbient(const std::vector<cap_value_t>& capabilities) {
     for (const auto capability : capabilities) {
-        if (calls.capSetAmbient(capability, CAP_SET) != 0) {
+        if (::cap_set_ambient(capability, CAP_SET) != 0) {
+            // The number moves the beginning of the text, which is stated; never out of the text.
             std::string text = "Failed to set AMBIENT capability flags as user for cap ";
             const auto cut = static_cast<std::size_t>(std::max(capability, 0));
             throw ServiceError(text.erase(0, std::min(cut, text.size())));
@@ -109,8 +108,8 @@ void raiseAmbient(const std::vector<cap_value_t>& capabilities, const IdentityCa
     }
 }
 
-void enterUserStage(CapabilitySet& set, const std::vector<cap_value_t>& capabilities, bool ambient,
-                    const IdentityCalls& calls) {
+void enterUserStage(CapabilitySet& set, const std::vector<cap_value_t>& capabilities,
+                    bool ambient) {
     require(set.clear(), "Failed to clear capability data structure.");
     if (!capabilities.empty()) {
         require(set.raise(CAP_PERMITTED, capabilities),
@@ -120,7 +119,9 @@ void enterUserStage(CapabilitySet& set, const std::vector<cap_value_t>& capabili
         if (ambient) {
             require(set.raise(CAP_INHERITABLE, capabilities),
                     "Failed to set INHERITABLE capability flags as user.");
-            raiseAmbient(capabilities, calls);
+            // Of the thread itself, not of the set: inheritable, as the kernel asks, since the root
+            // stage.
+            raiseAmbient(capabilities);
         }
     }
     require(set.apply(), "Failed to set capabilities as user.");
@@ -129,55 +130,33 @@ void enterUserStage(CapabilitySet& set, const std::vector<cap_value_t>& capabili
 
 }  // namespace
 
-const IdentityCalls kSystemIdentityCalls{
-    .groupFile = "/etc/group",
-    .findUser = ::getpwnam,
-    .findGroup = ::getgrnam,
-    .capInit = ::cap_init,
-    .capSetFlag = ::cap_set_flag,
-    .capGetAmbient = ::cap_get_ambient,
-    .capSetAmbient = ::cap_set_ambient,
-    .capSetProcess = ::cap_set_proc,
-    .capClear = ::cap_clear,
-    .capFree = ::cap_free,
-    .keepCapabilities = [] { return ::prctl(PR_SET_KEEPCAPS, 1L, 0L, 0L, 0L); },
-    .changeOwner = ::chown,
-    .setGroups = ::setgroups,
-    .setGroupIds = ::setresgid,
-    .setUserIds = ::setresuid,
-};
-
-void setProcessAttributes(const ProcessAttrs& attrs, const std::string& ownedFile,
-                          const IdentityCalls& calls) {
+void setProcessAttributes(const ProcessAttrs& attrs, const std::string& ownedFile) {
+    // What the kernel takes as "leave unchanged": the process would stay root without an error.
     constexpr auto kUnchanged = std::numeric_limits<uid_t>::max();
-    const uid_t uid = findUser(attrs.user, calls);
-    const gid_t gid = findGroup(attrs.group, calls);
-    const auto groups = supplementaryGroups(attrs.user, gid, calls);
+    // Looked up before anything changes: the new user may not be allowed to read the databases.
+    const uid_t uid = findUser(attrs.user);
+    const gid_t gid = findGroup(attrs.group);
+    const auto groups = supplementaryGroups(attrs.user, gid);
 
-    CapabilitySet set(calls);
-    const bool ambient = calls.capGetAmbient(CAP_CHOWN) >= 0;
+    CapabilitySet set;
+    const bool ambient = ::cap_get_ambient(CAP_CHOWN) >= 0;
     enterRootStage(set, attrs.capabilities, ambient);
-    require(calls.keepCapabilities() == 0,
+    // Leaving user 0 would otherwise clear the permitted set, too.
+    require(::prctl(PR_SET_KEEPCAPS, 1L, 0L, 0L, 0L) == 0,
             "Failed to retain capabilities set across identity change.");
-    if (!ownedFile.empty() &&
-        (!isPlain(ownedFile) || calls.changeOwner(ownedFile.c_str(), uid, gid) != 0)) {
+    if (!ownedFile.empty() && (!isPlain(ownedFile) || ::chown(ownedFile.c_str(), uid, gid) != 0)) {
         throw ServiceError("Failed to change file " + ownedFile + " user/group");
     }
-    require(calls.setGroups(groups.size(), groups.data()) == 0,
+    // Groups while the process may still set them, the user last.
+    require(::setgroups(groups.size(), groups.data()) == 0,
             "Failed to switch to set supplementary group IDS");
-    if (gid == kUnchanged || calls.setGroupIds(gid, gid, gid) != 0) {
+    if (gid == kUnchanged || ::setresgid(gid, gid, gid) != 0) {
         throw ServiceError("Failed to switch to group with GID: " + std::to_string(gid));
     }
-    if (uid == kUnchanged || calls.setUserIds(uid, uid, uid) != 0) {
+    if (uid == kUnchanged || ::setresuid(uid, uid, uid) != 0) {
         throw ServiceError("Failed to switch to user with UID: " + std::to_string(uid));
     }
-    enterUserStage(set, attrs.capabilities, ambient, calls);
-}
-
-}  // namespace internal
-
-void setProcessAttributes(const ProcessAttrs& attrs, const std::string& ownedFile) {
-    internal::setProcessAttributes(attrs, ownedFile, internal::kSystemIdentityCalls);
+    enterUserStage(set, attrs.capabilities, ambient);
 }
 
 }  // namespace vorn::common::service

@@ -1,7 +1,4 @@
 #include <fcntl.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -25,6 +22,8 @@
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/processes.h"
+#include "helpers/refusedCalls.h"
+#include "processes/kills.h"
 
 namespace {
 
@@ -126,27 +125,14 @@ TEST(ExecutableChild, DeliberateClosesOnly3To4095AndKeepsItsFourPipeEnds) {
     EXPECT_EQ(pipeEnds, std::set<int>(std::begin(listed.ends), std::end(listed.ends)));
 }
 
-/// Makes close_range fail like a kernel before Linux 5.9, for this process and its children.
-bool forgetCloseRange() {
-    constexpr unsigned kCloseRange = 436;
-    sock_filter code[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kCloseRange, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program{static_cast<unsigned short>(std::size(code)), code};
-    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0 &&
-           ::syscall(kCloseRange, 4090, 4090, 0) == -1 && errno == ENOSYS;
-}
-
 TEST(ExecutableChild, ClosesDescriptorsOneByOneOnAnOldKernel) {
     if (helpers::kEmulated) {
         GTEST_SKIP() << "an emulator does not run programs that filter system calls";
     }
     const auto result = helpers::runInChild([](const auto& report) {
-        if (!forgetCloseRange()) {
+        constexpr long kCloseRange = 436;
+        if (!helpers::refuse({kCloseRange, ENOSYS}) ||
+            ::syscall(kCloseRange, 4090, 4090, 0) != -1 || errno != ENOSYS) {
             return 90;
         }
         const int source = ::open("/dev/zero", O_RDONLY);
@@ -290,6 +276,7 @@ TEST(ExecutableChild, WaitingThreadsBlockAllSignals) {
 TEST(ExecutableChild, NoHandlerOfTheServiceRunsInAChild) {
     const auto result = helpers::runInChild([](const auto&) {
         ::setpgid(0, 0);
+        const kills::Permitted ownGroup;
         static std::atomic<bool> strayed = false;
         static std::atomic<unsigned> handled = 0;
         static const long service = ::syscall(SYS_getpid);

@@ -17,6 +17,7 @@
 #include "helpers/faults/threads.h"
 #include "helpers/wait_until.h"
 #include "processes/ScriptObserver.h"
+#include "processes/kills.h"
 
 namespace {
 
@@ -290,6 +291,7 @@ TEST(ScriptExecutor, KillsTheProcessThatTheRoutineStored) {
 TEST(ScriptExecutor, DeliberateARoutineThatStoresNoIdHasItsOwnGroupKilled) {
     const auto result = helpers::runInChild([](const auto&) {
         ::setpgid(0, 0);
+        const kills::Permitted ownGroup;
         Observer observer;
         ScriptExecutor executor(1, [](ScriptContext*) {
             for (;;) {

@@ -24,6 +24,10 @@ class Observer : public vorn::common::IScriptExecutorObserver {
         const std::lock_guard lock(mutex_);
         return ends_;
     }
+    std::size_t timeouts() {
+        const std::lock_guard lock(mutex_);
+        return timeouts_;
+    }
     std::vector<std::string> texts() {
         const std::lock_guard lock(mutex_);
         return texts_;

@@ -50,6 +50,33 @@ TEST(Script, AGroupLivesAsLongAsItsBackgroundJobs) {
     EXPECT_EQ(script.getExitCode(), 0);
 }
 
+TEST(Script, DeliberateAGroupLosesTheStatusOfTheLastCommand) {
+    const struct {
+        std::string text;
+        int status;
+        bool ownGroup = true;
+    } rows[] = {
+        // without a group: the shell's own statuses
+        {"false", 1, false},
+        {"/nowhere/program", 127, false},
+        {"/etc/passwd", 126, false},
+        // with one: lost
+        {"false", 0},
+        {"/nowhere/program", 0},
+        {"sh -c 'exit 5'", 0},
+        // with one: kept
+        {"exit 5", 5},
+        {"false\nexit $?", 1},
+        {"/nowhere/program\nexit $?", 127},
+        {"sleep 0.01 & false; status=$?; wait; exit $status", 1},
+    };
+    for (const auto& row : rows) {
+        Script script(row.text, {.environment = kTools, .ownProcessGroup = row.ownGroup});
+        script.execSync();
+        EXPECT_EQ(script.getExitCode(), row.status) << row.text;
+    }
+}
+
 TEST(Script, WithControlGroupsTheShellIsGivenByItsPath) {
     VORN_REQUIRE_FAKE_ROOT();
     const helpers::TempDir directory;

@@ -25,6 +25,10 @@
 
 namespace vorn::common {
 
+namespace internal {
+class Child;
+}
+
 /// One shell script to run in the background.
 struct Script {
     Uuid uuid{};                ///< runs with the same identifier are never active together
@@ -48,7 +52,8 @@ class VORN_GW_COMMON_EXPORT IScriptExecutorObserver {
     virtual ~IScriptExecutorObserver();
     /// The script has ended. `result` is what the routine returned: with the default routine the
     /// exit status, 1 too when the root could not be entered or the shell not be executed, -1 when
-    /// a signal ended the script or it could not be started.
+    /// a signal ended the script, and with every routine when it could not be started for lack of
+    /// processes, threads or memory.
     virtual void onScriptFinished(const Script& script, int result) = 0;
     /// The script has outlived its time limit; repeated until it has ended.
     virtual void onScriptTimeout(const Script& script) = 0;
@@ -74,6 +79,10 @@ struct ScriptContext;
 /// | running | nothing | queued, or false (full) | waits for the scripts; stopped | terminates |
 ///
 /// A request is queued, then runs (or is dropped, when its uuid is active), then is collected.
+///
+/// SIGCHLD must not be ignored, and nothing else in the service may reap the children of the
+/// default routine: their exit status is lost then (-1). From Linux 5.2 on nobody else is
+/// killed even so.
 ///
 /// Threads: execute, start and terminate may be called from any thread; observers may call execute.
 /// Lifetime: an observer or routine must not call start or terminate, nor destroy the executor.
@@ -110,11 +119,11 @@ class VORN_GW_COMMON_EXPORT ScriptExecutor {
     ScriptExecutor& operator=(const ScriptExecutor&) = delete;
 
     /// Starts the processing; nothing when it runs. Throws std::system_error when the system has no
-    /// further thread.
+    /// further thread, and std::bad_alloc; it is stopped then.
     void start();
 
     /// Queues a request. False, doing nothing, when the executor is stopped or `maxConcurrent`
-    /// scripts run.
+    /// scripts run. Throws std::bad_alloc, having queued nothing.
     bool execute(ScriptExecutionRequest request);
     bool execute(const Script& script, std::shared_ptr<IScriptExecutorObserver> observer,
                  time::SecondsDuration timeout);
@@ -123,7 +132,8 @@ class VORN_GW_COMMON_EXPORT ScriptExecutor {
                  time::SecondsDuration timeout);
 
     /// Stops the processing and waits for the scripts that run; nothing when it is stopped, or
-    /// being stopped by another thread. Requests that are still queued wait for the next start.
+    /// being stopped by another thread. Requests that are still queued wait for the next start. May
+    /// be called at any time together with start; after a concurrent pair it may be stopped.
     void terminate();
 
   private:
@@ -167,12 +177,18 @@ struct ScriptContext {
     /// False while `pid` must not be signalled: the default routine clears it before it starts its
     /// process and once it has reaped it, so that no process with a reused id is hit.
     std::atomic<bool> killable = true;
+    /// The process of the default routine while it is killable, which is then killed instead of
+    /// whatever has the id `pid`.
+    const internal::Child* child = nullptr;
 };
 
 /// Runs the script with /bin/sh -c in a child, inside its root directory and control groups, and
 /// waits for it: the exit status, or -1 when a signal ended it or it could not be started. The
 /// child keeps standard input, output and error of the service; descriptors 3 to 4095 are closed.
-/// Stores the child's id in the context.
+/// Stores the child's id in the context. Throws nothing.
+///
+/// The start waits for the child's chdir, chroot and execve: on a file system that hangs, the
+/// script's thread hangs with the child, and its deadline kills nothing.
 VORN_GW_COMMON_EXPORT extern const ScriptExecutor::Routine kDefaultScriptRoutine;
 
 /// The first context that runs a script with that identifier, or the end.

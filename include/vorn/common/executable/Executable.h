@@ -41,11 +41,18 @@ namespace vorn::common::executable {
 /// The child: standard input is inherited, standard output and error go to two pipes; signals that
 /// the service catches are back at their default, ignored ones stay ignored, and the signal mask is
 /// that of the thread that started it. It starts in a time that does not depend on the size of the
-/// service. Everything below is set up in this order: process group, descriptors, root, program.
+/// service. Everything below is set up in this order: process group, descriptors, root, program. A
+/// start returns when that is done: on a file system that hangs, the caller hangs with the child.
+///
+/// The service must not ignore SIGCHLD (also not by inheriting that from what started it), and
+/// nothing else in it may reap this child, as waitpid(-1, ...) does: the exit status is lost then,
+/// and the run ends as Aborted. Nobody else is signalled even so: from Linux 5.2 on a child cannot
+/// be mistaken, from 6.9 on its group neither.
 ///
 /// Threads: status, exit code and output may be read from any thread. `onDone` is called on a
 /// thread of the object, without any lock; an exception that leaves it ends the process. One
-/// running object costs one thread and, with a time limit on Linux 5.3 and newer, one descriptor.
+/// running object costs one thread and, on Linux 5.2 and newer, one descriptor (where none is left,
+/// it works without). A stack of 16 KB suffices to start it.
 /// Lifetime: destroy it only after execAsync has returned. The callback is kept until then.
 ///
 /// Deliberate: execSync never returns for a child that a signal ended (see there).
@@ -102,7 +109,7 @@ class VORN_GW_COMMON_EXPORT Executable
         /// Duplicates the write ends onto two descriptors; the result is that of the second dup2.
         int dupWriting(int outFd, int errFd);
         /// True when `fd` is one of the four ends; so for -1 as soon as one is closed.
-        [[nodiscard]] bool isOpened(int fd) const;
+        [[nodiscard]] bool isOpened(int fd) const noexcept;
         /// Reads the child's standard output up to its end, i.e. until every write end is closed.
         /// Throws std::overflow_error "reading from pipe caused overflow".
         std::string readFromStdOut() const;
@@ -130,8 +137,9 @@ class VORN_GW_COMMON_EXPORT Executable
     /// time-out it is called when SIGKILL has been sent; the child is reaped after it.
     ///
     /// Throws std::logic_error "already running or done", changing nothing; std::runtime_error
-    /// "failed to open pipe" or "fork failed"; std::system_error when the system has no further
-    /// thread (the child is killed).
+    /// "failed to open pipe" or "fork failed" (no further process, no memory for it);
+    /// std::system_error when the system has no further thread (the child is killed);
+    /// std::bad_alloc.
     /// Deliberate: after a failed start the status stays Running, without pipes; a failed start is
     /// not retried on the same object.
     void execAsync(const std::function<void(const IExecutable&)>& onDone) override;
@@ -165,8 +173,9 @@ class VORN_GW_COMMON_EXPORT Executable
     ///
     /// Deliberate: with an empty argument list (and no control groups) std::runtime_error
     /// "arguments cannot be empty" is thrown in the child, a copy of the whole calling process.
-    static pid_t prepareEnvAndExec(const std::vector<std::string>& arguments,
-                                   const std::shared_ptr<Pipes>& pipes, const Params& params);
+    [[nodiscard]] static pid_t prepareEnvAndExec(const std::vector<std::string>& arguments,
+                                                 const std::shared_ptr<Pipes>& pipes,
+                                                 const Params& params);
 
   private:
     struct State;

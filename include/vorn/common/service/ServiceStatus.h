@@ -52,6 +52,7 @@ enum class HealthStatus : std::uint32_t {
 /// beside other namespaces' functions of this name.
 ///
 ///     const auto health = service::fromString<service::HealthStatus>("minor failure");
+// Not a requires clause: compilers differ in whether it is part of an exported function's symbol.
 template <class Status, std::enable_if_t<std::is_same_v<Status, OperatingStatus> ||
                                              std::is_same_v<Status, HealthStatus>,
                                          int> = 0>

@@ -1,16 +1,30 @@
+#include <dlfcn.h>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/capability.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <limits>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <vorn/common/service/ProcessAttributes.h>
+
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
-#include "service/IdentityCalls.h"
 
 namespace {
 
 using namespace vorn::common::service;
-using internal::IdentityCalls;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
@@ -22,6 +36,8 @@ std::optional<std::size_t> failingCall;
 passwd user{};
 group primaryGroup{};
 int capabilityObject;
+std::string groupFile;
+bool ambientSupported;
 
 /// Notes a call; false for the one that is to fail.
 bool note(const std::string& call) {
@@ -48,57 +64,98 @@ std::string ids(unsigned first, unsigned second, unsigned third) {
 
 constexpr const char* kFlagNames[] = {"EFFECTIVE", "PERMITTED", "INHERITABLE"};
 
-IdentityCalls noting() {
-    IdentityCalls table{};
-    table.groupFile = "/dev/null";
-    table.findUser = [](const char* name) {
-        return note(std::string("user ") + name) ? &user : nullptr;
-    };
-    table.findGroup = [](const char* name) {
-        return note(std::string("group ") + name) ? &primaryGroup : nullptr;
-    };
-    table.capInit = [] {
-        return note("init") ? reinterpret_cast<cap_t>(&capabilityObject) : nullptr;
-    };
-    table.capSetFlag = [](cap_t, cap_flag_t flag, int count, const cap_value_t* capabilities,
-                          cap_flag_value_t value) {
-        EXPECT_EQ(value, CAP_SET);
-        return result(kFlagNames[flag] + list(capabilities, static_cast<std::size_t>(count)));
-    };
-    table.capGetAmbient = [](cap_value_t) { return 0; };
-    table.capSetAmbient = [](cap_value_t capability, cap_flag_value_t value) {
-        EXPECT_EQ(value, CAP_SET);
-        return result("ambient " + std::to_string(capability));
-    };
-    table.capSetProcess = [](cap_t) { return result("apply"); };
-    table.capClear = [](cap_t) { return result("clear"); };
-    table.capFree = [](void* set) {
-        EXPECT_EQ(set, &capabilityObject);
-        return result("free");
-    };
-    table.keepCapabilities = [] { return result("keep"); };
-    table.changeOwner = [](const char* path, uid_t owner, gid_t ownerGroup) {
-        return result("chown " + std::string(path) + " " + std::to_string(owner) + " " +
-                      std::to_string(ownerGroup));
-    };
-    table.setGroups = [](std::size_t count, const gid_t* groups) {
-        return result("groups" + list(groups, count));
-    };
-    table.setGroupIds = [](gid_t real, gid_t effective, gid_t saved) {
-        return result("gid" + ids(real, effective, saved));
-    };
-    table.setUserIds = [](uid_t real, uid_t effective, uid_t saved) {
-        return result("uid" + ids(real, effective, saved));
-    };
-    return table;
+}  // namespace
+
+// This program's own definitions take the place of the C library's and libcap's: most of the calls
+// cannot be made to fail from outside, and none is to succeed here. Nothing else in the program
+// makes them.
+extern "C" {
+
+passwd* getpwnam(const char* name) {
+    return note(std::string("user ") + name) ? &user : nullptr;
 }
 
+group* getgrnam(const char* name) {
+    return note(std::string("group ") + name) ? &primaryGroup : nullptr;
+}
+
+cap_t cap_init() {
+    return note("init") ? reinterpret_cast<cap_t>(&capabilityObject) : nullptr;
+}
+
+int cap_set_flag(cap_t /*set*/, cap_flag_t flag, int count, const cap_value_t* capabilities,
+                 cap_flag_value_t value) {
+    EXPECT_EQ(value, CAP_SET);
+    return result(kFlagNames[flag] + list(capabilities, static_cast<std::size_t>(count)));
+}
+
+int cap_get_ambient(cap_value_t capability) {
+    return capability == CAP_CHOWN && !ambientSupported ? -1 : 0;
+}
+
+int cap_set_ambient(cap_value_t capability, cap_flag_value_t value) {
+    EXPECT_EQ(value, CAP_SET);
+    return result("ambient " + std::to_string(capability));
+}
+
+int cap_set_proc(cap_t /*set*/) {
+    return result("apply");
+}
+
+int cap_clear(cap_t /*set*/) {
+    return result("clear");
+}
+
+int cap_free(void* set) {
+    EXPECT_EQ(set, &capabilityObject);
+    return result("free");
+}
+
+int prctl(int option, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, option);
+    EXPECT_EQ(option, PR_SET_KEEPCAPS);
+    EXPECT_EQ(va_arg(arguments, long), 1L);
+    va_end(arguments);
+    return result("keep");
+}
+
+int chown(const char* path, uid_t owner, gid_t ownerGroup) noexcept {
+    return result("chown " + std::string(path) + " " + std::to_string(owner) + " " +
+                  std::to_string(ownerGroup));
+}
+
+int setgroups(std::size_t count, const gid_t* groups) noexcept {
+    return result("groups" + list(groups, count));
+}
+
+int setresgid(gid_t real, gid_t effective, gid_t saved) noexcept {
+    return result("gid" + ids(real, effective, saved));
+}
+
+int setresuid(uid_t real, uid_t effective, uid_t saved) noexcept {
+    return result("uid" + ids(real, effective, saved));
+}
+
+/// The group database is another file; everything else is opened as usual.
+std::FILE* fopen64(const char* path, const char* mode) {
+    using Open = std::FILE*(const char*, const char*);
+    static auto* const next = reinterpret_cast<Open*>(::dlsym(RTLD_NEXT, "fopen64"));
+    return next(path == std::string_view("/etc/group") ? groupFile.c_str() : path, mode);
+}
+
+}  // extern "C"
+
+namespace {
+
 /// A switch whose calls are noted instead of made.
-class IdentityCallsTest : public testing::Test {
+class ProcessAttributesSteps : public testing::Test {
   protected:
-    IdentityCallsTest() {
+    ProcessAttributesSteps() {
         calls.clear();
         failingCall.reset();
+        groupFile = "/dev/null";
+        ambientSupported = true;
         user.pw_uid = kUid;
         primaryGroup.gr_gid = kGid;
     }
@@ -106,14 +163,12 @@ class IdentityCallsTest : public testing::Test {
     /// The text of the failure, or "" when there is none.
     std::string run(const std::vector<cap_value_t>& capabilities, const std::string& ownedFile) {
         try {
-            internal::setProcessAttributes({"service", "services", capabilities}, ownedFile, table);
+            setProcessAttributes({"service", "services", capabilities}, ownedFile);
         } catch (const ServiceError& error) {
             return error.what();
         }
         return "";
     }
-
-    IdentityCalls table = noting();
 };
 
 struct Step {
@@ -152,13 +207,13 @@ std::vector<std::string> callsOf(const std::vector<Step>& steps, std::size_t cou
     return names;
 }
 
-TEST_F(IdentityCallsTest, MakesTheStepsInOrder) {
+TEST_F(ProcessAttributesSteps, MakesTheStepsInOrder) {
     EXPECT_EQ(run({12, 10}, "/run/file"), "");
     EXPECT_THAT(calls, ElementsAreArray(callsOf(kAllSteps, kAllSteps.size())));
 }
 
 /// Deliberate: nothing is rolled back, and the capability object is not freed.
-TEST_F(IdentityCallsTest, EachFailureHasItsTextAndEndsTheSwitchAsItStands) {
+TEST_F(ProcessAttributesSteps, EachFailureHasItsTextAndEndsTheSwitchAsItStands) {
     for (std::size_t index = 0; index < kAllSteps.size(); ++index) {
         SCOPED_TRACE(std::to_string(index) + ": " + kAllSteps[index].call);
         calls.clear();
@@ -168,7 +223,7 @@ TEST_F(IdentityCallsTest, EachFailureHasItsTextAndEndsTheSwitchAsItStands) {
     }
 }
 
-TEST_F(IdentityCallsTest, WithoutCapabilitiesTheSetEndsCleared) {
+TEST_F(ProcessAttributesSteps, WithoutCapabilitiesTheSetEndsCleared) {
     EXPECT_EQ(run({}, ""), "");
     EXPECT_THAT(calls,
                 ElementsAre("user service", "group services", "init", "PERMITTED 7 6 0",
@@ -176,8 +231,8 @@ TEST_F(IdentityCallsTest, WithoutCapabilitiesTheSetEndsCleared) {
                             "uid 4001 4001 4001", "clear", "apply", "free"));
 }
 
-TEST_F(IdentityCallsTest, WithoutAmbientSupportNothingIsInheritable) {
-    table.capGetAmbient = [](cap_value_t capability) { return capability == CAP_CHOWN ? -1 : 0; };
+TEST_F(ProcessAttributesSteps, WithoutAmbientSupportNothingIsInheritable) {
+    ambientSupported = false;
     EXPECT_EQ(run({12, 10}, ""), "");
     EXPECT_THAT(calls,
                 ElementsAre("user service", "group services", "init", "PERMITTED 12 10 7 6 0",
@@ -186,7 +241,7 @@ TEST_F(IdentityCallsTest, WithoutAmbientSupportNothingIsInheritable) {
                             "EFFECTIVE 12 10", "apply", "free"));
 }
 
-TEST_F(IdentityCallsTest, TheAmbientTextIsCutByTheCapabilityNumber) {
+TEST_F(ProcessAttributesSteps, TheAmbientTextIsCutByTheCapabilityNumber) {
     const std::string whole = "Failed to set AMBIENT capability flags as user for cap ";
     ASSERT_EQ(whole.size(), 55u);
     const std::pair<cap_value_t, std::string> rows[] = {
@@ -203,16 +258,16 @@ TEST_F(IdentityCallsTest, TheAmbientTextIsCutByTheCapabilityNumber) {
         {-1, whole},
         {std::numeric_limits<cap_value_t>::min(), whole},
     };
-    table.capSetAmbient = [](cap_value_t, cap_flag_value_t) { return -1; };
     for (const auto& [capability, text] : rows) {
         SCOPED_TRACE(capability);
-        EXPECT_THROW_TEXT(
-            internal::setProcessAttributes({"service", "services", {capability}}, "", table),
-            ServiceError, text);
+        calls.clear();
+        failingCall = 15;
+        EXPECT_EQ(run({capability}, ""), text);
+        EXPECT_EQ(calls.back(), "ambient " + std::to_string(capability));
     }
 }
 
-TEST_F(IdentityCallsTest, TheUnchangedIdentityFailsAtItsOwnStep) {
+TEST_F(ProcessAttributesSteps, TheUnchangedIdentityFailsAtItsOwnStep) {
     user.pw_uid = std::numeric_limits<uid_t>::max();
     EXPECT_EQ(run({}, ""), "Failed to switch to user with UID: 4294967295");
     EXPECT_EQ(calls.back(), "gid 4002 4002 4002");
@@ -223,7 +278,7 @@ TEST_F(IdentityCallsTest, TheUnchangedIdentityFailsAtItsOwnStep) {
     EXPECT_EQ(calls.back(), "groups 4294967295");
 }
 
-TEST_F(IdentityCallsTest, LargeNumbersArePrintedUnsigned) {
+TEST_F(ProcessAttributesSteps, LargeNumbersArePrintedUnsigned) {
     user.pw_uid = 4294967294u;
     primaryGroup.gr_gid = 4294967293u;
     failingCall = 8;
@@ -233,13 +288,13 @@ TEST_F(IdentityCallsTest, LargeNumbersArePrintedUnsigned) {
     EXPECT_EQ(run({}, ""), "Failed to switch to user with UID: 4294967294");
 }
 
-TEST_F(IdentityCallsTest, NamesWithAnEmbeddedNulAreNotLookedUp) {
+TEST_F(ProcessAttributesSteps, NamesWithAnEmbeddedNulAreNotLookedUp) {
     using namespace std::string_literals;
-    EXPECT_THROW_TEXT(internal::setProcessAttributes({"service\0x"s, "services", {}}, "", table),
-                      ServiceError, "Failed to get UID of service");
+    EXPECT_THROW_TEXT(setProcessAttributes({"service\0x"s, "services", {}}, ""), ServiceError,
+                      "Failed to get UID of service");
     EXPECT_TRUE(calls.empty());
-    EXPECT_THROW_TEXT(internal::setProcessAttributes({"service", "services\0"s, {}}, "", table),
-                      ServiceError, "Failed to get GID of services");
+    EXPECT_THROW_TEXT(setProcessAttributes({"service", "services\0"s, {}}, ""), ServiceError,
+                      "Failed to get GID of services");
     EXPECT_THAT(calls, ElementsAre("user service"));
     EXPECT_EQ(run({}, "/run/file\0x"s), "Failed to change file /run/file");
     EXPECT_EQ(calls.back(), "keep");
@@ -250,7 +305,7 @@ struct GroupsRow {
     const char* expected;
 };
 
-TEST_F(IdentityCallsTest, SupplementaryGroupsAreThoseThatNameTheUser) {
+TEST_F(ProcessAttributesSteps, SupplementaryGroupsAreThoseThatNameTheUser) {
     const GroupsRow rows[] = {
         {"", "groups 4002"},
         {"audio:x:29:service\n", "groups 29 4002"},
@@ -266,7 +321,7 @@ TEST_F(IdentityCallsTest, SupplementaryGroupsAreThoseThatNameTheUser) {
     };
     helpers::TempDir dir;
     const auto path = dir.file("group");
-    table.groupFile = path.c_str();
+    groupFile = path;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.file);
         calls.clear();
@@ -276,28 +331,24 @@ TEST_F(IdentityCallsTest, SupplementaryGroupsAreThoseThatNameTheUser) {
     }
 }
 
-TEST_F(IdentityCallsTest, LongGroupLinesAreReadWhole) {
+TEST_F(ProcessAttributesSteps, LongGroupLinesAreReadWhole) {
     std::string line = "many:x:77:";
     for (int member = 0; member < 20000; ++member) {
         line += "member" + std::to_string(member) + ",";
     }
     helpers::TempDir dir;
     const auto path = dir.write("group", line + "service\naudio:x:29:service\n");
-    table.groupFile = path.c_str();
+    groupFile = path;
     EXPECT_EQ(run({}, ""), "");
     EXPECT_THAT(calls, testing::Contains("groups 77 29 4002"));
 }
 
-TEST_F(IdentityCallsTest, AMissingGroupFileIsNoError) {
+TEST_F(ProcessAttributesSteps, AMissingGroupFileIsNoError) {
     helpers::TempDir dir;
     const auto path = dir.file("missing");
-    table.groupFile = path.c_str();
+    groupFile = path;
     EXPECT_EQ(run({}, ""), "");
     EXPECT_THAT(calls, testing::Contains("groups 4002"));
-}
-
-TEST(SystemIdentityCalls, ReadTheGroupsOfTheSystem) {
-    EXPECT_STREQ(internal::kSystemIdentityCalls.groupFile, "/etc/group");
 }
 
 }  // namespace
