@@ -1,4 +1,8 @@
-#include <cstdio>
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
 #include <map>
 #include <string>
 #include <vector>
@@ -7,13 +11,22 @@
 
 namespace {
 
-struct Measurement {
-    std::string implementation;
-    double nanoseconds;
-};
+/// Of one implementation of one operation: the time of an iteration in each round, in nanoseconds.
+using Rounds = std::vector<double>;
+
+double medianOf(Rounds rounds) {
+    const auto middle = rounds.begin() + static_cast<Rounds::difference_type>(rounds.size() / 2);
+    std::nth_element(rounds.begin(), middle, rounds.end());
+    return *middle;
+}
+
+double minimumOf(const Rounds& rounds) {
+    return *std::min_element(rounds.begin(), rounds.end());
+}
 
 /// Benchmarks are named "<operation>/<implementation>[/<argument>]". After the ordinary table,
-/// prints for every operation how long each peer takes as a multiple of "vorn".
+/// prints for every operation how long each peer takes as a multiple of "vorn"; the file named by
+/// VORN_RATIOS gets the same, a line each, separated by tabs.
 class RatioReporter : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run>& runs) override {
@@ -31,38 +44,47 @@ class RatioReporter : public benchmark::ConsoleReporter {
             if (!run.run_name.args.empty()) {
                 operation += "/" + run.run_name.args;
             }
-            const double perIteration =
-                run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9;
-            operations_[operation].push_back({name.substr(slash + 1), perIteration});
+            operations_[operation][name.substr(slash + 1)].push_back(
+                run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9);
         }
     }
 
     void Finalize() override {
         ConsoleReporter::Finalize();
-        std::printf("\nRatios (peer time / vorn time; above 1 means that vorn is faster)\n");
-        for (const auto& [operation, measurements] : operations_) {
-            printRatios(operation, measurements);
+        std::ofstream file;
+        if (const char* path = std::getenv("VORN_RATIOS")) {
+            file.open(path);
+        }
+        std::cout << "\nRatios (peer time / vorn time; above 1 means that vorn is faster)\n"
+                  << "operation, peer: of the medians, of the minima, vorn's median in ns\n"
+                  << std::fixed;
+        for (const auto& [operation, implementations] : operations_) {
+            const auto own = implementations.find("vorn");
+            if (own != implementations.end()) {
+                printRatios(file, operation, own->second, implementations);
+            }
         }
     }
 
   private:
-    static void printRatios(const std::string& operation,
-                            const std::vector<Measurement>& measurements) {
-        double own = 0;
-        for (const auto& measurement : measurements) {
-            if (measurement.implementation == "vorn") {
-                own = measurement.nanoseconds;
+    static void printRatios(std::ostream& file, const std::string& operation, const Rounds& own,
+                            const std::map<std::string, Rounds>& implementations) {
+        for (const auto& [peer, rounds] : implementations) {
+            if (&rounds == &own) {
+                continue;
             }
-        }
-        for (const auto& measurement : measurements) {
-            if (own > 0 && measurement.implementation != "vorn") {
-                std::printf("  %-40s %-24s %8.2f\n", operation.c_str(),
-                            measurement.implementation.c_str(), measurement.nanoseconds / own);
-            }
+            const double medians = medianOf(rounds) / medianOf(own);
+            const double minima = minimumOf(rounds) / minimumOf(own);
+            std::cout << "  " << std::left << std::setw(40) << operation << ' ' << std::setw(24)
+                      << peer << std::right << std::setprecision(2) << std::setw(8) << medians
+                      << std::setw(8) << minima << std::setprecision(0) << std::setw(12)
+                      << medianOf(own) << '\n';
+            file << operation << '\t' << peer << '\t' << medians << '\t' << minima << '\t'
+                 << medianOf(own) << '\n';
         }
     }
 
-    std::map<std::string, std::vector<Measurement>> operations_;
+    std::map<std::string, std::map<std::string, Rounds>> operations_;
 };
 
 }  // namespace

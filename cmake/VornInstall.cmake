@@ -11,6 +11,10 @@ install(TARGETS vorn-gw-common EXPORT vorn-gw-common-targets
 install(EXPORT vorn-gw-common-targets NAMESPACE vorn:: DESTINATION "${package_dir}"
     COMPONENT Development)
 
+# The build tree can be used by find_package without an installation.
+export(TARGETS vorn-gw-common NAMESPACE vorn::
+       FILE "${PROJECT_BINARY_DIR}/vorn-gw-common-targets.cmake")
+
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/vorn-gw-common-config.cmake.in"
     "${PROJECT_BINARY_DIR}/vorn-gw-common-config.cmake"
     INSTALL_DESTINATION "${package_dir}")
@@ -20,18 +24,13 @@ install(FILES "${PROJECT_BINARY_DIR}/vorn-gw-common-config.cmake"
               "${PROJECT_BINARY_DIR}/vorn-gw-common-config-version.cmake"
     DESTINATION "${package_dir}" COMPONENT Development)
 
-# The module finds its prefix from its own place, so that a moved installation stays usable.
-if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
-    set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
-    set(pc_libdir "${CMAKE_INSTALL_LIBDIR}")
-    set(pc_includedir "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
-else()
-    file(RELATIVE_PATH up "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-    string(REGEX REPLACE "/$" "" up "${up}")
-    set(pc_prefix "\${pcfiledir}/${up}")
-    set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
-    set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
-endif()
+# The prefix is absolute, as cross builds with a sysroot need it; whoever moves the tree gives it to
+# pkg-config with --define-variable=prefix=PATH, or --define-prefix where the module lies two folders
+# below it.
+cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY "\${prefix}"
+           OUTPUT_VARIABLE pc_libdir)
+cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY "\${prefix}"
+           OUTPUT_VARIABLE pc_includedir)
 set(pc_private_libs "-pthread")
 foreach(library IN LISTS CMAKE_DL_LIBS VORN_ATOMIC_LIBRARY)
     string(APPEND pc_private_libs " -l${library}")

@@ -5,13 +5,18 @@ include(GoogleTest)
 #
 # PUBLIC_API: sources that see the library as its users do: installed headers, exported symbols.
 # INTERNAL: sources that test what is not exported; they include from src/ and link its objects.
+# The target tests-<subsystem> builds both, and the subsystem's examples.
 function(vorn_add_tests subsystem)
     cmake_parse_arguments(arg "" "" "PUBLIC_API;INTERNAL" ${ARGN})
+    string(REPLACE "_" "-" folder ${subsystem})
+    add_custom_target(tests-${folder})
     if(arg_PUBLIC_API)
         vorn_add_test_program(${subsystem}_tests vorn::gw-common ${arg_PUBLIC_API})
+        add_dependencies(tests-${folder} ${subsystem}_tests)
     endif()
     if(arg_INTERNAL)
         vorn_add_test_program(${subsystem}_internal_tests vorn-gw-common-internal ${arg_INTERNAL})
+        add_dependencies(tests-${folder} ${subsystem}_internal_tests)
     endif()
 endfunction()
 
@@ -19,6 +24,7 @@ function(vorn_add_test_program name library)
     add_executable(${name} ${ARGN})
     target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers vorn-test-faults GTest::gmock
                           GTest::gtest_main)
+    target_precompile_headers(${name} REUSE_FROM vorn-test-helpers)
     vorn_warnings(${name})
     gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 120
                          PROPERTIES TIMEOUT 300)

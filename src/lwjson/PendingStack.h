@@ -46,7 +46,9 @@ class PendingStack {
     }
 
   private:
-    [[nodiscard]] Entry* inlineBegin() noexcept { return reinterpret_cast<Entry*>(inline_); }
+    [[nodiscard]] Entry* inlineBegin() noexcept {
+        return static_cast<Entry*>(static_cast<void*>(inline_));
+    }
 
     void release() noexcept {
         if (begin_ != inlineBegin()) {

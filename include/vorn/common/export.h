@@ -1,5 +1,9 @@
 #pragma once
 
+#if __cplusplus < 202002L
+#error "vorn-gw-common needs C++20 or newer: compile with -std=c++20"
+#endif
+
 /// Marks what the library exports. The library is compiled with hidden visibility, so that only
 /// marked classes and functions can be linked against; exception types and polymorphic interfaces
 /// are marked as a whole, so that they can be caught and cast on both sides of the boundary.

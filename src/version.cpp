@@ -1,0 +1,9 @@
+#include "vorn/common/version.h"
+
+namespace vorn::common {
+
+int version() noexcept {
+    return VORN_GW_COMMON_VERSION;
+}
+
+}  // namespace vorn::common
