@@ -1,24 +1,25 @@
-// Pools: a batch from submission to the end of its last task, and one task there and back.
-// Messages: one way from sender to handler.
+// Pools: batches from submission to the end of their last task, by one producer and by two, of
+// tasks of no work and of 10 microseconds; and one task there and back, on all processors and on
+// one.
+
+#include <sched.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <semaphore>
+#include <string>
+#include <thread>
 
 #include <benchmark/benchmark.h>
 
 #include <vorn/common/ThreadPool.h>
-#include <vorn/common/thread/MessageThread.h>
 
 #ifdef VORN_PEER_BOOST
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #endif
 #ifdef VORN_PEER_POCO
-#include <thread>
-
-#include <Poco/Notification.h>
-#include <Poco/NotificationQueue.h>
 #include <Poco/Runnable.h>
 #include <Poco/ThreadPool.h>
 #endif
@@ -26,8 +27,6 @@
 #include <oneapi/tbb/task_arena.h>
 #endif
 #ifdef VORN_PEER_GLIB
-#include <thread>
-
 #include <glib.h>
 #endif
 
@@ -36,23 +35,56 @@ namespace {
 constexpr int kWorkers = 2;
 constexpr int kBatch = 1000;
 
-/// Submits batches of tasks of almost no work.
+void noWork() {}
+
+void tenMicroseconds() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(10);
+    while (std::chrono::steady_clock::now() < end) {
+    }
+}
+
+using Work = void (*)();
+
+/// Submits batches of tasks.
 template <class Submit>
-void runBatches(benchmark::State& state, Submit submit) {
+void runBatches(benchmark::State& state, Submit submit, Work work, int producers) {
     for (auto _ : state) {
         std::atomic<int> left = kBatch;
         std::binary_semaphore done(0);
-        for (int i = 0; i < kBatch; ++i) {
-            submit([&] {
-                if (left.fetch_sub(1) == 1) {
-                    done.release();
-                }
-            });
-        }
+        const auto produce = [&] {
+            for (int i = 0; i < kBatch / producers; ++i) {
+                submit([&] {
+                    work();
+                    if (left.fetch_sub(1) == 1) {
+                        done.release();
+                    }
+                });
+            }
+        };
+        std::jthread second(producers == 2 ? std::function<void()>(produce) : [] {});
+        produce();
         done.acquire();
     }
     state.SetItemsProcessed(state.iterations() * kBatch);
 }
+
+/// While it lives this thread, and those that it makes, share one processor.
+class OneProcessor {
+  public:
+    OneProcessor() {
+        ::sched_getaffinity(0, sizeof before_, &before_);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<unsigned>(::sched_getcpu()), &one);
+        ::sched_setaffinity(0, sizeof one, &one);
+    }
+    ~OneProcessor() { ::sched_setaffinity(0, sizeof before_, &before_); }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+
+  private:
+    cpu_set_t before_{};
+};
 
 /// Submits one task and waits for it.
 template <class Submit>
@@ -115,31 +147,62 @@ struct GlibPool {
 #endif
 
 template <class Pool>
-void poolBatch(benchmark::State& state) {
+void batches(benchmark::State& state) {
     Pool pool;
-    runBatches(state, std::ref(pool));
+    runBatches(state, std::ref(pool), noWork, 1);
 }
 
 template <class Pool>
-void poolSingle(benchmark::State& state) {
+void twoProducers(benchmark::State& state) {
+    Pool pool;
+    runBatches(state, std::ref(pool), noWork, 2);
+}
+
+template <class Pool>
+void longTasks(benchmark::State& state) {
+    Pool pool;
+    runBatches(state, std::ref(pool), tenMicroseconds, 1);
+}
+
+template <class Pool>
+void singly(benchmark::State& state) {
     Pool pool;
     runSingly(state, std::ref(pool));
 }
 
-BENCHMARK(poolBatch<VornPool>)->Name("pool_1000_tasks/vorn")->UseRealTime();
-BENCHMARK(poolSingle<VornPool>)->Name("pool_one_task/vorn")->UseRealTime();
+template <class Pool>
+void singlyOnOneProcessor(benchmark::State& state) {
+    const OneProcessor one;
+    Pool pool;
+    runSingly(state, std::ref(pool));
+}
+
+template <class Pool>
+void registerPool(const std::string& name) {
+    using benchmark::RegisterBenchmark;
+    const auto add = [&](const char* operation, void (*run)(benchmark::State&)) {
+        RegisterBenchmark((operation + ("/" + name)).c_str(), run)->UseRealTime();
+    };
+    add("pool_1000_tasks", batches<Pool>);
+    add("pool_1000_tasks_two_producers", twoProducers<Pool>);
+    add("pool_1000_tasks_of_10us", longTasks<Pool>);
+    add("pool_one_task", singly<Pool>);
+    add("pool_one_task_on_one_processor", singlyOnOneProcessor<Pool>);
+}
+
+const bool registered = [] {
+    registerPool<VornPool>("vorn");
 #ifdef VORN_PEER_BOOST
-BENCHMARK(poolBatch<AsioPool>)->Name("pool_1000_tasks/boost_asio")->UseRealTime();
-BENCHMARK(poolSingle<AsioPool>)->Name("pool_one_task/boost_asio")->UseRealTime();
+    registerPool<AsioPool>("boost_asio");
 #endif
 #ifdef VORN_PEER_TBB
-BENCHMARK(poolBatch<TbbArena>)->Name("pool_1000_tasks/onetbb")->UseRealTime();
-BENCHMARK(poolSingle<TbbArena>)->Name("pool_one_task/onetbb")->UseRealTime();
+    registerPool<TbbArena>("onetbb");
 #endif
 #ifdef VORN_PEER_GLIB
-BENCHMARK(poolBatch<GlibPool>)->Name("pool_1000_tasks/glib")->UseRealTime();
-BENCHMARK(poolSingle<GlibPool>)->Name("pool_one_task/glib")->UseRealTime();
+    registerPool<GlibPool>("glib");
 #endif
+    return true;
+}();
 
 #ifdef VORN_PEER_POCO
 /// A Poco pool starts one runnable per free thread, so it has no batches.
@@ -159,84 +222,6 @@ void poolSinglePoco(benchmark::State& state) {
     }
 }
 BENCHMARK(poolSinglePoco)->Name("pool_one_task/poco")->UseRealTime();
-#endif
-
-using vorn::common::thread::Message;
-using vorn::common::thread::MessageThread;
-
-void messageOneWay(benchmark::State& state) {
-    std::binary_semaphore handled(0);
-    MessageThread thread([&](const Message&) { handled.release(); });
-    thread.start();
-    for (auto _ : state) {
-        thread.sendMessage(Message(1, 2));
-        handled.acquire();
-    }
-}
-BENCHMARK(messageOneWay)->Name("message_handled/vorn")->UseRealTime();
-
-void messageStream(benchmark::State& state) {
-    std::atomic<int> left = 0;
-    std::binary_semaphore handled(0);
-    MessageThread thread([&](const Message&) {
-        if (left.fetch_sub(1) == 1) {
-            handled.release();
-        }
-    });
-    thread.start();
-    for (auto _ : state) {
-        left = kBatch;
-        for (int i = 0; i < kBatch; ++i) {
-            thread.sendMessage(Message(1, 2));
-        }
-        handled.acquire();
-    }
-    state.SetItemsProcessed(state.iterations() * kBatch);
-}
-BENCHMARK(messageStream)->Name("message_stream_1000/vorn")->UseRealTime();
-
-#ifdef VORN_PEER_POCO
-void messageOneWayPoco(benchmark::State& state) {
-    std::binary_semaphore handled(0);
-    Poco::NotificationQueue queue;
-    std::thread thread([&] {
-        while (const Poco::Notification::Ptr next = queue.waitDequeueNotification()) {
-            handled.release();
-        }
-    });
-    for (auto _ : state) {
-        queue.enqueueNotification(new Poco::Notification);
-        handled.acquire();
-    }
-    while (!queue.hasIdleThreads()) {
-        std::this_thread::yield();
-    }
-    queue.wakeUpAll();
-    thread.join();
-}
-BENCHMARK(messageOneWayPoco)->Name("message_handled/poco")->UseRealTime();
-#endif
-
-#ifdef VORN_PEER_GLIB
-void messageOneWayGlib(benchmark::State& state) {
-    std::binary_semaphore handled(0);
-    int message = 0;
-    int end = 0;
-    GAsyncQueue* queue = g_async_queue_new();
-    std::thread thread([&] {
-        while (g_async_queue_pop(queue) != &end) {
-            handled.release();
-        }
-    });
-    for (auto _ : state) {
-        g_async_queue_push(queue, &message);
-        handled.acquire();
-    }
-    g_async_queue_push(queue, &end);
-    thread.join();
-    g_async_queue_unref(queue);
-}
-BENCHMARK(messageOneWayGlib)->Name("message_handled/glib")->UseRealTime();
 #endif
 
 }  // namespace

@@ -24,16 +24,14 @@ using vorn::common::time::ClockAlignedTimer;
 using vorn::common::time::Recurrence;
 using vorn::common::time::Timer;
 
-constexpr auto kDelay = 2ms;
-
 /// The time of an iteration is the lateness alone: start() must lead to fired = the time of the
-/// call and a release of `done`, kDelay later.
+/// call and a release of `done`, so many milliseconds later.
 template <class Start>
-void lateness(benchmark::State& state, Start start) {
+void lateness(benchmark::State& state, std::chrono::milliseconds delay, Start start) {
     for (auto _ : state) {
         std::binary_semaphore done(0);
         Steady::time_point fired;
-        const auto due = Steady::now() + kDelay;
+        const auto due = Steady::now() + delay;
         start([&] {
             fired = Steady::now();
             done.release();
@@ -44,9 +42,10 @@ void lateness(benchmark::State& state, Start start) {
 }
 
 void latenessVorn(benchmark::State& state) {
+    const std::chrono::milliseconds delay(state.range(0));
     std::function<void()> action;
-    Timer timer([&] { action(); }, kDelay, Recurrence::OneShot);
-    lateness(state, [&](auto callback) {
+    Timer timer([&] { action(); }, delay, Recurrence::OneShot);
+    lateness(state, delay, [&](auto callback) {
         {
             const std::lock_guard lock(timer.mutex());
             action = callback;
@@ -54,7 +53,12 @@ void latenessVorn(benchmark::State& state) {
         timer.start();
     });
 }
-BENCHMARK(latenessVorn)->Name("timer_lateness/vorn")->UseManualTime()->Iterations(300);
+BENCHMARK(latenessVorn)
+    ->Name("timer_lateness/vorn")
+    ->Arg(1)
+    ->Arg(5)
+    ->UseManualTime()
+    ->Iterations(100);
 
 /// How far the last of 500 calls of a 1 ms timer is from its exact schedule.
 void driftVorn(benchmark::State& state) {
@@ -88,6 +92,15 @@ void armVorn(benchmark::State& state) {
 }
 BENCHMARK(armVorn)->Name("timer_restart/vorn")->UseRealTime();
 
+void startAndStopVorn(benchmark::State& state) {
+    Timer timer([] {}, 1h);
+    for (auto _ : state) {
+        timer.start();
+        timer.stop();
+    }
+}
+BENCHMARK(startAndStopVorn)->Name("timer_start_and_stop/vorn")->UseRealTime();
+
 void nextBoundaryVorn(benchmark::State& state) {
     const ClockAlignedTimer timer({}, 15min);
     std::unique_lock lock(timer.mutex());
@@ -120,14 +133,20 @@ class AsioThread {
 };
 
 void latenessAsio(benchmark::State& state) {
+    const std::chrono::milliseconds delay(state.range(0));
     AsioThread thread;
     boost::asio::steady_timer timer(thread.context);
-    lateness(state, [&](auto callback) {
-        timer.expires_after(kDelay);
+    lateness(state, delay, [&](auto callback) {
+        timer.expires_after(delay);
         timer.async_wait([callback](const boost::system::error_code&) { callback(); });
     });
 }
-BENCHMARK(latenessAsio)->Name("timer_lateness/boost_asio")->UseManualTime()->Iterations(300);
+BENCHMARK(latenessAsio)
+    ->Name("timer_lateness/boost_asio")
+    ->Arg(1)
+    ->Arg(5)
+    ->UseManualTime()
+    ->Iterations(100);
 
 void armAsio(benchmark::State& state) {
     AsioThread thread;
@@ -138,6 +157,17 @@ void armAsio(benchmark::State& state) {
     }
 }
 BENCHMARK(armAsio)->Name("timer_restart/boost_asio")->UseRealTime();
+
+void startAndStopAsio(benchmark::State& state) {
+    AsioThread thread;
+    boost::asio::steady_timer timer(thread.context);
+    for (auto _ : state) {
+        timer.expires_after(1h);
+        timer.async_wait([](const boost::system::error_code&) {});
+        timer.cancel();
+    }
+}
+BENCHMARK(startAndStopAsio)->Name("timer_start_and_stop/boost_asio")->UseRealTime();
 #endif
 
 }  // namespace

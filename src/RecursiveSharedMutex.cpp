@@ -70,19 +70,110 @@ Holder settled(const std::atomic<Holder>& word) noexcept {
 
 }  // namespace
 
+// Inline, because calls of exported functions could be replaced and so are never inlined.
+
+inline RecursiveSharedMutex::Slot& RecursiveSharedMutex::homeOf(Holder self) noexcept {
+    // Control blocks stand at the ends of stacks, whose distance is a power of two and one guard
+    // page: the pages of threads that were made one after the other are so, too.
+    constexpr unsigned kPageBits = 12;
+    return slots_[(self >> kPageBits) % kSlots];
+}
+
+inline RecursiveSharedMutex::Slot* RecursiveSharedMutex::slotOf(Holder self) noexcept {
+    Slot& home = homeOf(self);
+    if (threadOf(home.reader.load(std::memory_order_relaxed)) == self) {
+        return &home;
+    }
+    if (displaced_.load(std::memory_order_relaxed) != 0) {
+        for (auto& slot : slots_) {
+            if (threadOf(slot.reader.load(std::memory_order_relaxed)) == self) {
+                return &slot;
+            }
+        }
+    }
+    return nullptr;
+}
+
+inline RecursiveSharedMutex::Slot* RecursiveSharedMutex::claimSlot(Holder self,
+                                                                   Holder marks) noexcept {
+    Slot& home = homeOf(self);
+    const auto claim = [&](Slot& slot) {
+        Holder nobody = 0;
+        return slot.reader.load(std::memory_order_relaxed) == 0 &&
+               slot.reader.compare_exchange_strong(nobody, self | marks);
+    };
+    if (claim(home)) {
+        return &home;
+    }
+    for (auto& slot : slots_) {
+        if (claim(slot)) {
+            displaced_.fetch_add(&slot == &home ? 0 : 1, std::memory_order_relaxed);
+            return &slot;
+        }
+    }
+    return nullptr;
+}
+
+inline void RecursiveSharedMutex::forgetSlot(Slot& slot, Holder self) noexcept {
+    if (&slot != &homeOf(self)) {
+        displaced_.fetch_sub(1, std::memory_order_relaxed);
+    }
+}
+
+inline bool RecursiveSharedMutex::isOwner(Holder self) const noexcept {
+    // Only this thread writes its own number, so that an old value cannot deceive it.
+    return threadOf(owner_.load(std::memory_order_relaxed)) == self;
+}
+
+inline bool RecursiveSharedMutex::isClosed() const noexcept {
+    return (owner_.load(std::memory_order_relaxed) & kWatched) != 0;
+}
+
+inline RecursiveSharedMutex::Entry RecursiveSharedMutex::tryOwn(Holder self) noexcept {
+    Holder seen = owner_.load(std::memory_order_relaxed);
+    if (seen != 0 || !owner_.compare_exchange_strong(seen, self | kTentative)) {
+        return isOwned(seen) ? Entry::Refused : Entry::Unclear;
+    }
+    for (const auto& slot : slots_) {
+        if (const Holder reader = slot.reader.load(); reader != 0 && threadOf(reader) != self) {
+            owner_.store(0, std::memory_order_release);
+            return (reader & kTentative) == 0 ? Entry::Refused : Entry::Unclear;
+        }
+    }
+    uniqueLocks_ = 1;
+    owner_.store(self, std::memory_order_release);
+    return Entry::Taken;
+}
+
+inline RecursiveSharedMutex::Entry RecursiveSharedMutex::tryShare(Holder self) noexcept {
+    Holder seen = owner_.load(std::memory_order_relaxed);
+    if (seen != 0 && seen != self) {
+        return isOwned(seen) && threadOf(seen) != self ? Entry::Refused : Entry::Unclear;
+    }
+    Slot* const slot = claimSlot(self, kTentative);
+    if (slot == nullptr) {
+        return Entry::Unclear;
+    }
+    seen = owner_.load();
+    if (seen == 0 || seen == self) {
+        slot->locks = 1;
+        slot->reader.store(self, std::memory_order_release);
+        return Entry::Taken;
+    }
+    forgetSlot(*slot, self);
+    slot->reader.store(0, std::memory_order_release);
+    return isOwned(seen) && threadOf(seen) != self ? Entry::Refused : Entry::Unclear;
+}
+
 void RecursiveSharedMutex::lock() {
     const Holder self = thisThread();
     if (isOwner(self)) {
         ++uniqueLocks_;
         return;
     }
-    for (int attempt = 0; attempt < kAttempts && !isClosed(); ++attempt) {
-        if (tryOwn(self) == Entry::Taken) {
-            return;
-        }
-        internal::pause();
+    if (tryOwn(self) != Entry::Taken) {
+        waitToOwn(self);
     }
-    waitToOwn(self);
 }
 
 bool RecursiveSharedMutex::try_lock() {
@@ -114,18 +205,8 @@ void RecursiveSharedMutex::unlock() {
     if (--uniqueLocks_ != 0) {
         return;
     }
-    for (Holder expected = self; !owner_.compare_exchange_strong(expected, 0); expected = self) {
-        const std::lock_guard lock(mutex_);
-        if (mustStayClosed()) {
-            owner_.store(kWatched);
-            readers_.notify_all();
-            if (sharingThreads() == 0) {
-                writers_.notify_one();
-            }
-            return;
-        }
-        // Whoever closed it was only looking.
-        owner_.store(self);
+    if (Holder expected = self; !owner_.compare_exchange_strong(expected, 0)) {
+        unlockWatched(self);
     }
 }
 
@@ -135,13 +216,9 @@ void RecursiveSharedMutex::lock_shared() {
         ++own->locks;
         return;
     }
-    for (int attempt = 0; attempt < kAttempts && !isClosed(); ++attempt) {
-        if (tryShare(self) == Entry::Taken) {
-            return;
-        }
-        internal::pause();
+    if (tryShare(self) != Entry::Taken) {
+        waitToShare(self);
     }
-    waitToShare(self);
 }
 
 bool RecursiveSharedMutex::try_lock_shared() {
@@ -176,112 +253,18 @@ void RecursiveSharedMutex::unlock_shared() {
         return;
     }
     forgetSlot(*own, self);
-    for (Holder expected = self; !own->reader.compare_exchange_strong(expected, 0);
-         expected = self) {
-        const std::lock_guard lock(mutex_);
-        if (waiting_ != 0) {
-            own->reader.store(0);
-            wakeAfterSharedUnlock();
-            return;
-        }
-        // Whoever watched has entered and left meanwhile.
-        own->reader.store(self);
-    }
-}
-
-bool RecursiveSharedMutex::isOwner(Holder self) const noexcept {
-    // Only this thread writes its own number, so that an old value cannot deceive it.
-    return threadOf(owner_.load(std::memory_order_relaxed)) == self;
-}
-
-bool RecursiveSharedMutex::isClosed() const noexcept {
-    return (owner_.load(std::memory_order_relaxed) & kWatched) != 0;
-}
-
-RecursiveSharedMutex::Entry RecursiveSharedMutex::tryOwn(Holder self) noexcept {
-    Holder seen = owner_.load(std::memory_order_relaxed);
-    if (seen != 0 || !owner_.compare_exchange_strong(seen, self | kTentative)) {
-        return isOwned(seen) ? Entry::Refused : Entry::Unclear;
-    }
-    for (const auto& slot : slots_) {
-        if (const Holder reader = slot.reader.load(); reader != 0 && threadOf(reader) != self) {
-            owner_.store(0, std::memory_order_release);
-            return (reader & kTentative) == 0 ? Entry::Refused : Entry::Unclear;
-        }
-    }
-    uniqueLocks_ = 1;
-    owner_.store(self, std::memory_order_release);
-    return Entry::Taken;
-}
-
-RecursiveSharedMutex::Entry RecursiveSharedMutex::tryShare(Holder self) noexcept {
-    Holder seen = owner_.load(std::memory_order_relaxed);
-    if (seen != 0 && seen != self) {
-        return isOwned(seen) && threadOf(seen) != self ? Entry::Refused : Entry::Unclear;
-    }
-    Slot* const slot = claimSlot(self, kTentative);
-    if (slot == nullptr) {
-        return Entry::Unclear;
-    }
-    seen = owner_.load();
-    if (seen == 0 || seen == self) {
-        slot->locks = 1;
-        slot->reader.store(self, std::memory_order_release);
-        return Entry::Taken;
-    }
-    forgetSlot(*slot, self);
-    slot->reader.store(0, std::memory_order_release);
-    return isOwned(seen) && threadOf(seen) != self ? Entry::Refused : Entry::Unclear;
-}
-
-RecursiveSharedMutex::Slot& RecursiveSharedMutex::homeOf(Holder self) noexcept {
-    // Control blocks stand at the ends of stacks, whose distance is a power of two and one guard
-    // page: the pages of threads that were made one after the other are so, too.
-    constexpr unsigned kPageBits = 12;
-    return slots_[(self >> kPageBits) % kSlots];
-}
-
-RecursiveSharedMutex::Slot* RecursiveSharedMutex::slotOf(Holder self) noexcept {
-    Slot& home = homeOf(self);
-    if (threadOf(home.reader.load(std::memory_order_relaxed)) == self) {
-        return &home;
-    }
-    if (displaced_.load(std::memory_order_relaxed) != 0) {
-        for (auto& slot : slots_) {
-            if (threadOf(slot.reader.load(std::memory_order_relaxed)) == self) {
-                return &slot;
-            }
-        }
-    }
-    return nullptr;
-}
-
-RecursiveSharedMutex::Slot* RecursiveSharedMutex::claimSlot(Holder self, Holder marks) noexcept {
-    Slot& home = homeOf(self);
-    const auto claim = [&](Slot& slot) {
-        Holder nobody = 0;
-        return slot.reader.load(std::memory_order_relaxed) == 0 &&
-               slot.reader.compare_exchange_strong(nobody, self | marks);
-    };
-    if (claim(home)) {
-        return &home;
-    }
-    for (auto& slot : slots_) {
-        if (claim(slot)) {
-            displaced_.fetch_add(&slot == &home ? 0 : 1, std::memory_order_relaxed);
-            return &slot;
-        }
-    }
-    return nullptr;
-}
-
-void RecursiveSharedMutex::forgetSlot(Slot& slot, Holder self) noexcept {
-    if (&slot != &homeOf(self)) {
-        displaced_.fetch_sub(1, std::memory_order_relaxed);
+    if (Holder expected = self; !own->reader.compare_exchange_strong(expected, 0)) {
+        unlockWatched(*own, self);
     }
 }
 
 void RecursiveSharedMutex::waitToOwn(Holder self) {
+    for (int attempt = 0; attempt < kAttempts && !isClosed(); ++attempt) {
+        internal::pause();
+        if (tryOwn(self) == Entry::Taken) {
+            return;
+        }
+    }
     std::unique_lock lock(mutex_);
     auto& turn = isSharing(self) ? upgraders_ : writers_;
     ++waiting_;
@@ -300,6 +283,12 @@ void RecursiveSharedMutex::waitToOwn(Holder self) {
 }
 
 void RecursiveSharedMutex::waitToShare(Holder self) {
+    for (int attempt = 0; attempt < kAttempts && !isClosed(); ++attempt) {
+        internal::pause();
+        if (tryShare(self) == Entry::Taken) {
+            return;
+        }
+    }
     std::unique_lock lock(mutex_);
     ++waiting_;
     for (Holder owner = close(); owner != 0 && owner != self; owner = close()) {
@@ -385,6 +374,39 @@ void RecursiveSharedMutex::addToMap(Holder self) {
         open();
         throw;
     }
+}
+
+void RecursiveSharedMutex::unlockWatched(Holder self) {
+    Holder expected = self;
+    do {
+        const std::lock_guard lock(mutex_);
+        if (mustStayClosed()) {
+            owner_.store(kWatched);
+            readers_.notify_all();
+            if (sharingThreads() == 0) {
+                writers_.notify_one();
+            }
+            return;
+        }
+        // Whoever closed it was only looking.
+        owner_.store(self);
+        expected = self;
+    } while (!owner_.compare_exchange_strong(expected, 0));
+}
+
+void RecursiveSharedMutex::unlockWatched(Slot& own, Holder self) {
+    Holder expected = self;
+    do {
+        const std::lock_guard lock(mutex_);
+        if (waiting_ != 0) {
+            own.reader.store(0);
+            wakeAfterSharedUnlock();
+            return;
+        }
+        // Whoever watched has entered and left meanwhile.
+        own.reader.store(self);
+        expected = self;
+    } while (!own.reader.compare_exchange_strong(expected, 0));
 }
 
 void RecursiveSharedMutex::unlockSharedInMap(Holder self) {

@@ -91,6 +91,8 @@ class VORN_GW_COMMON_EXPORT RecursiveSharedMutex {
     [[nodiscard]] Entry tryShare(Holder self) noexcept;
     void waitToOwn(Holder self);
     void waitToShare(Holder self);
+    void unlockWatched(Holder self);
+    void unlockWatched(Slot& own, Holder self);
 
     [[nodiscard]] Slot& homeOf(Holder self) noexcept;
     [[nodiscard]] Slot* slotOf(Holder self) noexcept;
