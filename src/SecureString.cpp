@@ -45,6 +45,7 @@ SecureString::SecureString(cipher::CipherProxy cipher)
 
 SecureString::SecureString(const SecureString& other) = default;
 
+// A moved string may keep a short text, or its start, in the object; `take` leaves none of it.
 SecureString::SecureString(SecureString&& other) noexcept
     : cipher_(std::move(other.cipher_)), ciphered_(take(other.ciphered_)) {}
 
@@ -69,6 +70,7 @@ SecureString& SecureString::operator=(SecureString&& other) noexcept {
 }
 
 SecureString SecureString::fromPlainText(cipher::CipherProxy cipher, std::string_view plain) {
+    // Before the cipher is moved from; a constructor's arguments are evaluated in any order.
     auto ciphered = cipher.encrypt(plain);
     return SecureString(std::move(cipher), take(ciphered));
 }

@@ -204,6 +204,7 @@ class Uuid::Constant {
         if (const Values* made = values_.load(std::memory_order_acquire)) {
             return *made;
         }
+        // Threads that come together each make them; the first one's stay, so references do too.
         auto mine = std::make_unique<const Values>(bytes_);
         const Values* winner = nullptr;
         if (values_.compare_exchange_strong(winner, mine.get(), std::memory_order_acq_rel)) {
@@ -217,11 +218,22 @@ class Uuid::Constant {
     std::atomic<const Values*> values_{nullptr};
 };
 
+// With a constant destructor nothing is left to do before main or after it, not even to register
+// that destructor. Clang does not take a constexpr one here and drops an empty one by itself.
+#ifdef __clang__
+#define VORN_CONSTANT_DESTRUCTOR
+#define VORN_CONSTANT constinit const
+#else
+#define VORN_CONSTANT_DESTRUCTOR constexpr
+#define VORN_CONSTANT constexpr
+#endif
+
 /// Never destroys its identifier.
 union Uuid::Immortal {
     constexpr explicit Immortal(Constant& constant) noexcept : uuid(constant) {}
-    ~Immortal() {}
+    VORN_CONSTANT_DESTRUCTOR ~Immortal() {}
 
+    char none;  ///< a constant needs a member that could be one by itself
     Uuid uuid;
 };
 
@@ -230,13 +242,14 @@ constinit Uuid::Constant Uuid::unknownConstant{repeated(0xFF)};
 constinit Uuid::Constant Uuid::namespaceConstant{Bytes{0x93, 0x3D, 0x6C, 0x80, 0xDE, 0xA9, 0x8C,
                                                        0x6B, 0xD1, 0x11, 0x8B, 0x3B, 0x46, 0xA1,
                                                        0x81, 0xF1}};
-constinit Uuid::Immortal Uuid::nilStorage{nilConstant};
-constinit Uuid::Immortal Uuid::unknownStorage{unknownConstant};
-constinit Uuid::Immortal Uuid::namespaceStorage{namespaceConstant};
+VORN_CONSTANT Uuid::Immortal Uuid::nilStorage{nilConstant};
+VORN_CONSTANT Uuid::Immortal Uuid::unknownStorage{unknownConstant};
+VORN_CONSTANT Uuid::Immortal Uuid::namespaceStorage{namespaceConstant};
 constinit const Uuid& Uuid::NIL = nilStorage.uuid;
 constinit const Uuid& Uuid::UNKNOWN = unknownStorage.uuid;
 constinit const Uuid& Uuid::VORN_NAMESPACE = namespaceStorage.uuid;
 
+// No reference count: identifiers are default-constructed by the thousand in arrays and maps.
 Uuid::Uuid() noexcept : Uuid(nilConstant) {}
 
 Uuid::Uuid(const Bytes& bytes) : values_(std::make_shared<const Values>(bytes)) {}
@@ -267,7 +280,7 @@ Uuid Uuid::fromBase64String(const std::string& prefix, const std::string& name) 
     }
     text += name;
     std::replace(text.begin(), text.end(), ' ', '_');
-    text.resize(internal::kUuidBase64Length, '_');
+    text.resize(internal::kUuidBase64Length, '_');  // pads and cuts
     return Uuid(text);
 }
 

@@ -1,7 +1,6 @@
 #include "pluginConfiguration.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,8 +12,7 @@
 #include <vorn/common/lwjson/Deserializer.h>
 
 #include "lwjson/flatten.h"
-#include "posix/Descriptor.h"
-#include "posix/retry.h"
+#include "posix/openFile.h"
 #include "posix/transfer.h"
 
 namespace vorn::common::internal {
@@ -24,8 +22,8 @@ constexpr const char* kJsonFailure = "Failed to load configuration file (json)";
 constexpr const char* kTextFailure = "Failed to load configuration file";
 constexpr std::string_view kBlanks = " \t\n\r";
 
-[[noreturn]] void throwSystemError(const char* text) {
-    throw std::system_error(errno, std::generic_category(), text);
+[[noreturn]] void throwSystemError(int error, const char* text) {
+    throw std::system_error(error, std::generic_category(), text);
 }
 
 [[noreturn]] void throwInvalidJson(const std::string& reason) {
@@ -33,17 +31,18 @@ constexpr std::string_view kBlanks = " \t\n\r";
 }
 
 std::string contentOf(const std::string& path, const char* failure) {
-    const Descriptor file(
-        retryOnEintr([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
+    // A terminal given by mistake must not become the service's controlling one.
+    const auto file = openFile(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (!file) {
-        throwSystemError(failure);
+        throwSystemError(errno, failure);
     }
+    // Block by block: what lies behind the path need not know its size, a pipe for instance.
     std::string content;
     char block[4096];
     for (auto size = sizeof block; size == sizeof block;) {
         const auto read = readFully(file.get(), block, sizeof block);
         if (read.error != 0) {
-            throwSystemError(failure);
+            throwSystemError(read.error, failure);
         }
         content.append(block, read.size);
         size = read.size;

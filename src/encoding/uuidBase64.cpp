@@ -16,6 +16,8 @@ bool isWrittenIn(const Base64Table& table, std::string_view text) {
     });
 }
 
+/// One alphabet for the whole text: a mixture of both is refused, although a table for both would
+/// read it.
 const Base64Table& tableOf(std::string_view text) {
     if (isWrittenIn(kStandardTable, text)) {
         return kStandardTable;
@@ -37,6 +39,7 @@ unsigned int uuidBase64Value(const Base64Table& table, char character) {
 }
 
 std::array<unsigned char, 16> parseUuidBase64(std::string_view text) {
+    // 22 characters are 132 bits; the last four of them are never asked for.
     const Base64Table& table = tableOf(text);
     std::array<unsigned char, 16> bytes;
     unsigned int bits = 0;
@@ -55,6 +58,7 @@ std::array<unsigned char, 16> parseUuidBase64(std::string_view text) {
 
 std::string uuidBase64(const std::array<unsigned char, 16>& bytes) {
     char text[base64Length(std::tuple_size_v<std::array<unsigned char, 16>>)];
+    // The 16 bytes are five groups and one byte, whose padding is left behind.
     encodeBase64(bytes.data(), bytes.size(), kBase64Alphabet, text);
     return std::string(text, kUuidBase64Length);
 }

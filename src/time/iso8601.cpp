@@ -63,6 +63,7 @@ struct Offset {
 
 /// Reads what follows the sign; empty when the offset is not acceptable.
 std::optional<Offset> readOffset(std::istream& stream, char sign) {
+    // Formatted input takes a further sign, so that "+-01" counts against its first one.
     int hours = 0;
     const bool hoursAccepted = (stream >> hours) && hours < 100;
     int minutes = 0;
@@ -103,7 +104,7 @@ struct Reading {
     Fraction fraction;
 };
 
-/// The steps as they are specified, for every text.
+/// For every text, with all the leniency of streams and std::get_time.
 std::optional<Reading> readLeniently(const std::string& text) {
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());

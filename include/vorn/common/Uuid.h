@@ -124,9 +124,9 @@ class VORN_GW_COMMON_EXPORT Uuid {
     static Constant nilConstant;
     static Constant unknownConstant;
     static Constant namespaceConstant;
-    static Immortal nilStorage;
-    static Immortal unknownStorage;
-    static Immortal namespaceStorage;
+    static const Immortal nilStorage;
+    static const Immortal unknownStorage;
+    static const Immortal namespaceStorage;
 
     constexpr explicit Uuid(Constant& constant) noexcept : constant_(&constant) {}
     [[nodiscard]] const Values& values() const;
