@@ -356,9 +356,8 @@ TEST(FileMutex, PausesForATenthOfASecondAndNotBeyondTheDeadline) {
     EXPECT_EQ(calls.count(Call::open), static_cast<int>(pauses.size()) + 1);
     const auto last = pauses.back();
     pauses.pop_back();
-    EXPECT_LE(last, 100ms);
+    EXPECT_LE(last, 350ms - pauses.size() * 100ms) << "clipped at the deadline";
     EXPECT_EQ(pauses, std::vector<std::chrono::nanoseconds>(pauses.size(), 100ms));
-    EXPECT_LE(pauses.size(), 3U);
 }
 
 /// Waits until another thread has made so many more attempts on a lock.
