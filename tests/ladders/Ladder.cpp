@@ -328,6 +328,7 @@ void climbAll(const std::vector<Row>& rows, Climb climb, std::string (*place)(co
     auto& progress = sharedProgress();
     progress.points = 0;
     progress.length = 0;
+    progress.interposed = false;
     for (const auto& row : rows) {
         climbRow(row, climb, place, progress);
     }

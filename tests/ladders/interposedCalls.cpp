@@ -25,6 +25,7 @@ int indexOf(const faults::Invocation& invocation) {
 class InterposedCalls : public CallFault {
   public:
     explicit InterposedCalls(State& state) : CallFault(state) {
+        static_cast<void>(callErrors());  // made before blocks are counted
         calls_.hook([&state](const faults::Invocation& invocation) {
             return state.active ? errorNow(state, indexOf(invocation)) : 0;
         });
