@@ -16,16 +16,40 @@ const std::vector<CallErrors>& callErrors() {
 #endif
              SYS_openat},
          {Call::open, Call::openat, Call::mkostemp},
-         {EACCES, EMFILE, ENOSPC, EINTR, EIO}},
+         {EACCES, EMFILE, ENFILE, ENOMEM, ENOSPC, EROFS, EINTR, EIO}},
         {"read", {SYS_read, SYS_readv, SYS_pread64}, {Call::read}, {EIO, EINTR}},
-        {"write", {SYS_write, SYS_writev}, {Call::write, Call::writev}, {ENOSPC, EIO, EINTR}},
-        {"sendfile", {SYS_sendfile, SYS_copy_file_range}, {}, {EINVAL, EIO, ENOSPC}},
+        {"write",
+         {SYS_write, SYS_writev},
+         {Call::write, Call::writev},
+         {ENOSPC, EDQUOT, EFBIG, EIO, EINTR}},
+        {"sendfile",
+         {
+#ifdef SYS_sendfile64
+             SYS_sendfile64,
+#endif
+             SYS_sendfile, SYS_copy_file_range},
+         {},
+         {EINVAL, EIO, ENOSPC}},
         {"fsync",
          {SYS_fsync, SYS_fdatasync},
          {Call::fsync, Call::fdatasync},
-         {EIO, EINTR, EINVAL, EROFS}},
-        {"ftruncate", {SYS_ftruncate}, {Call::ftruncate}, {EIO, EINTR}},
-        {"lseek", {SYS_lseek}, {Call::lseek}, {ESPIPE}},
+         {EIO, EINTR, EINVAL, EROFS, ENOSPC, EDQUOT}},
+        {"ftruncate",
+         {
+#ifdef SYS_ftruncate64
+             SYS_ftruncate64,
+#endif
+             SYS_ftruncate},
+         {Call::ftruncate},
+         {EIO, EINTR}},
+        {"lseek",
+         {
+#ifdef SYS__llseek
+             SYS__llseek,
+#endif
+             SYS_lseek},
+         {Call::lseek},
+         {ESPIPE, EOVERFLOW}},
         {"stat",
          {
 #ifdef SYS_stat
@@ -34,9 +58,12 @@ const std::vector<CallErrors>& callErrors() {
 #ifdef SYS_newfstatat
              SYS_newfstatat,
 #endif
+#ifdef SYS_fstat64
+             SYS_fstat64, SYS_fstatat64,
+#endif
              SYS_fstat, SYS_statx},
          {Call::fstat},
-         {EIO, EACCES}},
+         {EIO, EACCES, ENOMEM}},
         {"chmod",
          {
 #ifdef SYS_chmod
@@ -44,7 +71,7 @@ const std::vector<CallErrors>& callErrors() {
 #endif
              SYS_fchmod, SYS_fchmodat},
          {Call::fchmod},
-         {EPERM, EROFS}},
+         {EPERM, EROFS, EIO}},
         {"fchown", {SYS_fchown}, {Call::fchown}, {EPERM}},
         {"rename",
          {
@@ -53,7 +80,7 @@ const std::vector<CallErrors>& callErrors() {
 #endif
              SYS_renameat, SYS_renameat2},
          {Call::rename, Call::renameat2},
-         {EINVAL, ENOSYS, EXDEV, EPERM, EIO}},
+         {EINVAL, ENOSYS, EXDEV, EPERM, EBUSY, ENOSPC, EIO}},
         {"unlink",
          {
 #ifdef SYS_unlink
@@ -61,7 +88,7 @@ const std::vector<CallErrors>& callErrors() {
 #endif
              SYS_unlinkat},
          {Call::unlink, Call::rmdir},
-         {EPERM, EBUSY, ENOENT}},
+         {EPERM, EACCES, EBUSY, EROFS}},
         {"mkdir",
          {
 #ifdef SYS_mkdir
@@ -69,10 +96,17 @@ const std::vector<CallErrors>& callErrors() {
 #endif
              SYS_mkdirat},
          {Call::mkdir, Call::mkdtemp},
-         {EACCES, EEXIST, ENOSPC}},
+         {EACCES, EEXIST, ENOSPC, EROFS}},
         {"getdents", {SYS_getdents64}, {}, {EIO}},
         {"pipe", {SYS_pipe2}, {Call::pipe2}, {EMFILE, ENFILE}},
-        {"fcntl", {SYS_fcntl}, {Call::fcntl}, {EMFILE, EINVAL}},
+        {"fcntl",
+         {
+#ifdef SYS_fcntl64
+             SYS_fcntl64,
+#endif
+             SYS_fcntl},
+         {Call::fcntl},
+         {EMFILE, EINVAL}},
         {"dup",
          {
 #ifdef SYS_dup2
@@ -89,13 +123,16 @@ const std::vector<CallErrors>& callErrors() {
              SYS_clone},
          {Call::fork, Call::clone, Call::pthread_create},
          {EAGAIN, ENOMEM}},
-        {"clone3", {SYS_clone3}, {}, {EAGAIN, ENOMEM, ENOSYS, EPERM}},
-        {"execve", {SYS_execve}, {Call::execve}, {ENOENT, EACCES, ENOMEM}},
+        {"clone3", {SYS_clone3}, {}, {EAGAIN, ENOMEM, ENOSPC, ENOSYS, EPERM}},
+        {"execve", {SYS_execve}, {Call::execve}, {ENOENT, EACCES, ENOMEM, E2BIG, ETXTBSY}},
         {"wait", {SYS_waitid, SYS_wait4}, {Call::waitid, Call::waitpid}, {EINTR}},
         {"poll",
          {
 #ifdef SYS_poll
              SYS_poll,
+#endif
+#ifdef SYS_ppoll_time64
+             SYS_ppoll_time64,
 #endif
              SYS_ppoll},
          {Call::poll},
@@ -106,8 +143,42 @@ const std::vector<CallErrors>& callErrors() {
         {"close_range", {436}, {}, {ENOSYS, EPERM}},
         {"chdir", {SYS_chdir}, {}, {EACCES, ENOENT}},
         {"setpgid", {SYS_setpgid}, {}, {EPERM}},
+        {"identity",
+         {
+             SYS_setuid,
+             SYS_setgid,
+             SYS_setresuid,
+             SYS_setresgid,
+             SYS_setgroups,
+#ifdef SYS_setuid32
+             SYS_setuid32,
+             SYS_setgid32,
+             SYS_setresuid32,
+             SYS_setresgid32,
+             SYS_setgroups32,
+#endif
+         },
+         {},
+         {EPERM, EAGAIN}},
+        {"capset", {SYS_capset}, {}, {EPERM}},
+        {"chown",
+         {
+#ifdef SYS_chown
+             SYS_chown,
+#endif
+             SYS_fchownat},
+         {},
+         {EPERM, EROFS}},
+        {"prctl", {SYS_prctl}, {}, {EINVAL, EPERM}},
         {"getrandom", {SYS_getrandom}, {}, {EINTR, ENOSYS}},
-        {"sleep", {SYS_nanosleep, SYS_clock_nanosleep}, {Call::nanosleep}, {EINTR}},
+        {"sleep",
+         {
+#ifdef SYS_clock_nanosleep_time64
+             SYS_clock_nanosleep_time64,
+#endif
+             SYS_nanosleep, SYS_clock_nanosleep},
+         {Call::nanosleep},
+         {EINTR}},
         {"times", {SYS_times}, {Call::times}, {EINVAL}},
         {"mmap",
          {

@@ -1,4 +1,9 @@
+#include <sys/capability.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -10,8 +15,10 @@
 #include <vorn/common/ScriptExecutor.h>
 #include <vorn/common/executable/ExecutableManager.h>
 #include <vorn/common/executable/Script.h>
+#include <vorn/common/service/ProcessAttributes.h>
 #include <vorn/common/service/ServiceStatus.h>
 
+#include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "ladders/Ladder.h"
 
@@ -181,6 +188,33 @@ void describing(Trial& trial) {
     trial.require(trial.threw() || text == status.getJson(), "another text");
 }
 
+/// In a child, which it changes for ever: 0 when it has another identity, 1 when the stated error
+/// came, 2 for anything else.
+int identityCode(const service::ProcessAttrs& attributes) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        try {
+            service::setProcessAttributes(attributes, "");
+            ::_exit(::getuid() == 65534 && ::getgid() == 65534 ? 0 : 2);
+        } catch (const service::ServiceError&) {
+            ::_exit(1);
+        } catch (...) {
+            ::_exit(2);
+        }
+    }
+    int status = 0;
+    while (child > 0 && ::waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
+    return child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : child > 0 ? 3 : 1;
+}
+
+void changingIdentity(Trial& trial) {
+    const service::ProcessAttrs attributes{"nobody", "nogroup", {CAP_NET_RAW}};
+    int code = -1;
+    trial.operate([&] { code = identityCode(attributes); });
+    trial.require(code == 0 || (code == 1 && trial.struck()), "ended with " + std::to_string(code));
+}
+
 const Row kSync{"Executable::execSync", waiting, Answer::Hides, Threads::All};
 const Row kAsync{"Executable::execAsync", notWaiting, Answer::Hides, Threads::All};
 const Row kLeaving{"Executable: end while it runs", leaving, Answer::Hides, Threads::All};
@@ -203,6 +237,11 @@ TEST(ExecutablesLadder, Allocations) {
 
 TEST(ExecutablesLadder, Calls) {
     ladders::climbCalls({kAsync, kLeaving, kManagerAsync});
+}
+
+TEST(IdentityLadder, Calls) {
+    VORN_REQUIRE_ROOT();
+    ladders::climbCalls({{"setProcessAttributes", changingIdentity}});
 }
 
 TEST(ScriptsLadder, Allocations) {
