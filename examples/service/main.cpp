@@ -10,11 +10,12 @@
 #include "Check.h"
 #include "Settings.h"
 
-const int wakeUp = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);  // ends the wait in poll
+int wakeUp = -1;  // ends the wait in poll
 const auto wake = [] { ::eventfd_write(wakeUp, 1); };
 std::atomic<bool> stopping = false, reportDue = false;
 
 void catchSignals() {
+    wakeUp = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     // Handlers, and no blocked mask: scripts inherit the mask, and would not hear SIGTERM either.
     struct sigaction action {};
     action.sa_handler = [](int) { stopping = true, wake(); };
@@ -48,7 +49,7 @@ class Service {
                 answer("check " + lastCheck_);
             }
             if (reportDue.exchange(false)) {
-                log("report: " + status());
+                log("report: " + handle("status"));
             }
         }
     }
@@ -69,7 +70,7 @@ class Service {
 
     std::string handle(const std::string& line) try {
         if (line == "status") {
-            return "ok " + status();
+            return "ok label=" + settings_.label + ", last check: " + lastCheck_;
         }
         if (line == "check" && !check_) {
             check_.emplace(arguments_.script, std::chrono::seconds(arguments_.timeout), wake);
@@ -92,10 +93,6 @@ class Service {
         if (::write(STDOUT_FILENO, line.data(), line.size()) < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "answers cannot be written");
         }
-    }
-
-    [[nodiscard]] std::string status() const {
-        return "label=" + settings_.label + ", last check: " + lastCheck_;
     }
 
     static constexpr std::size_t kTooLong = 100;

@@ -43,7 +43,7 @@ inline void log(const std::string& text) {
 inline std::string readSmallFile(const std::string& path) {
     std::error_code error;
     if (const auto size = std::filesystem::file_size(path, error); error || size > 65536) {
-        throw std::runtime_error(path + ": " + (error ? error.message() : "larger than 64 KiB"));
+        throw std::runtime_error(error ? error.message() : "larger than 64 KiB");
     }
     return vorn::common::fs::tools::readFile(path);
 }
@@ -67,7 +67,7 @@ T argument(const vorn::common::Args& args, const std::string& name) {
     return vorn::common::GetTypedArgHelper<T>::get(text);
 }
 
-inline Arguments loadArguments(const std::string& path) {
+inline Arguments loadArguments(const std::string& path) try {
     // As an array: behind a bare value the reader would not look at what follows.
     const vorn::common::lwjson::Deserializer document('[' + readSmallFile(path) + ']');
     const auto args = vorn::common::loadArgs(document[0]);
@@ -77,6 +77,8 @@ inline Arguments loadArguments(const std::string& path) {
     return {argument<std::string>(args, "user"),     argument<std::string>(args, "group"),
             argument<std::string>(args, "settings"), argument<std::string>(args, "script"),
             argument<unsigned>(args, "timeout"),     argument<unsigned>(args, "report")};
+} catch (const std::exception& error) {
+    throw std::runtime_error(path + ": " + error.what());
 }
 
 /// Call it before the first thread: others would keep the capabilities of root.
