@@ -1,5 +1,6 @@
 // Reports three times, whenever the clock shows a full second.
 #include <sys/eventfd.h>
+
 #include <vorn/common/time/ClockAlignedTimer.h>
 
 #include "start.h"

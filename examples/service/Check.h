@@ -30,11 +30,9 @@ class Check {
 
   private:
     using Script = vorn::common::executable::Script;
-
     // A script reads requests from an inherited input, and waits once 64 KB fill the pipe of its
     // output. So there is none, and a file; it and all that the script writes end at 64 KiB.
     static constexpr const char* kSetUp = "exec </dev/null >\"$OUT\" 2>&1; ulimit -f 128\n";
-
     const vorn::common::fs::TemporaryFile output_;
     Script run_;
 };

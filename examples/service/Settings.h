@@ -1,8 +1,8 @@
 #pragma once
+#include <sstream>
+
 #include <vorn/common/settings/JsonSettings.h>
 #include <vorn/common/stream/StreamAccessors.h>
-
-#include <sstream>
 
 #include "start.h"
 

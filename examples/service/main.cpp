@@ -2,10 +2,11 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <sysexits.h>
-#include <vorn/common/time/ClockAlignedTimer.h>
 
 #include <atomic>
 #include <optional>
+
+#include <vorn/common/time/ClockAlignedTimer.h>
 
 #include "Check.h"
 #include "Settings.h"

@@ -4,14 +4,15 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vorn/common/TypedArgs.h>
-#include <vorn/common/fs/tools.h>
-#include <vorn/common/service/ProcessAttributes.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+
+#include <vorn/common/TypedArgs.h>
+#include <vorn/common/fs/tools.h>
+#include <vorn/common/service/ProcessAttributes.h>
 
 /// A file opened while 0, 1 or 2 is closed would land there, and whoever prints write into it.
 inline void openStandardDescriptors() {
