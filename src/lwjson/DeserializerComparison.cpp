@@ -44,7 +44,7 @@ void appendElement(std::string& path, std::size_t index) {
 
 /// One comparison. The path is a chain of stack frames; it becomes text when a difference is
 /// reported.
-class [[gnu::visibility("hidden")]] Deserializer::Comparison {
+class Deserializer::Comparison {
   public:
     explicit Comparison(const CompareContext& context) : context_(context) {}
 
@@ -81,7 +81,7 @@ class [[gnu::visibility("hidden")]] Deserializer::Comparison {
     void arrays(const Deserializer& expected, const Deserializer& found, const Frame* frame);
 
     void differs(const Frame* frame, const char* shortText, const std::string& longText);
-    void appendPath(std::string & path, const Frame* frame) const;
+    void appendPath(std::string& path, const Frame* frame) const;
 
     [[nodiscard]] static bool haveSameNames(const std::vector<Deserializer>& expected,
                                             const std::vector<Deserializer>& found);

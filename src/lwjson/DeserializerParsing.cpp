@@ -111,7 +111,7 @@ const char* readKey(Deserializer::String& key, const char* begin, const char* en
 
 /// The inside of containers, with one function for each rule of the grammar. What is found of a
 /// member waits in a record until its container is closed; the nodes are then made in one go.
-class [[gnu::visibility("hidden")]] Deserializer::Reader {
+class Deserializer::Reader {
   public:
     Reader(const char* begin, const char* end, Options options)
         : base_(begin), end_(end), options_(options) {
@@ -122,7 +122,7 @@ class [[gnu::visibility("hidden")]] Deserializer::Reader {
 
     /// Appends the members of the container whose inside begins at `inside`, before an error those
     /// that are complete; returns the position behind `endToken`.
-    const char* readInto(std::vector<Deserializer> & members, const char* inside, char endToken,
+    const char* readInto(std::vector<Deserializer>& members, const char* inside, char endToken,
                          bool isObject, unsigned depth);
 
   private:
@@ -162,9 +162,9 @@ class [[gnu::visibility("hidden")]] Deserializer::Reader {
     }
     template <bool kIsObject>
     const char* memberList(const char* p, char endToken, unsigned depth);
-    const char* value(Record & record, const char* begin, unsigned depth);
+    const char* value(Record& record, const char* begin, unsigned depth);
 
-    void appendNodes(std::vector<Deserializer> & members, const OpenContainer& from, bool isObject);
+    void appendNodes(std::vector<Deserializer>& members, const OpenContainer& from, bool isObject);
     [[nodiscard]] Deserializer node(const Record& record, bool isObject, bool isFirst) const;
     [[nodiscard]] bool hasMembers(const Record& record) const;
     [[nodiscard]] std::uint32_t offset(const char* at) const {

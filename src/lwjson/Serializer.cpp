@@ -6,13 +6,20 @@
 #include <string_view>
 #include <utility>
 
-#include "lwjson/Detached.h"
+#include "lwjson/Tail.h"
 #include "lwjson/indentation.h"
+#include "lwjson/scan.h"
 
 namespace vorn::common::lwjson {
 namespace {
 
 constexpr unsigned kDefaultReserve = 512;
+
+/// Whether the text of an object that is continued ends behind a value.
+[[nodiscard]] bool lacksComma(const std::string& text) {
+    const std::size_t last = text.find_last_not_of(" \t\n\r");
+    return last != std::string::npos && text[last] != ',' && text[last] != '{';
+}
 }  // namespace
 
 /// What a format writes; indentations are lengths of the beginning of `kIndentation`.
@@ -68,7 +75,7 @@ void Serializer::init(unsigned reserve, Format format) {
         finalized_ = output_->back() == '}';
         if (!finalized_) {
             continued_ = true;
-            indentUp();
+            indentation_ = indentedUp();
         }
     }
 }
@@ -86,8 +93,8 @@ void Serializer::requireFinalized(const Serializer& other) {
     }
 }
 
-void Serializer::indentUp() {
-    indentation_ = std::min(indentation_ + layout_->step, layout_->maximum);
+unsigned Serializer::indentedUp() const {
+    return std::min(indentation_ + layout_->step, layout_->maximum);
 }
 
 void Serializer::indentDown() {
@@ -113,40 +120,58 @@ void Serializer::startOwnLine() {
 
 void Serializer::appendKey(const char* key) {
     requireOpen();
-    const internal::Detached name(key, *output_);
-    if (!object_) {
-        *output_ += '{';
-        object_ = true;
-        plain_ = false;
-        indentUp();
-    } else if (std::exchange(continued_, false)) {
-        const std::size_t last = output_->find_last_not_of(" \t\n\r");
-        if (last != std::string::npos && (*output_)[last] != ',' && (*output_)[last] != '{') {
-            *output_ += ',';
-        }
+    const std::string_view name(key);
+    if (internal::liesIn(name, *output_)) {
+        return appendKey(std::string(name).c_str());
     }
-    appendIndentation();
-    *output_ += '"';
-    *output_ += name.view();
-    *output_ += layout_->keySeparator;
+    const bool needsComma = continued_ && lacksComma(*output_);
+    const unsigned indentation = object_ ? indentation_ : indentedUp();
+    {
+        const std::size_t room = name.size() + internal::indentationRoom(indentation) + 8;
+        internal::Tail tail(*output_, room);
+        char* to = tail.room(room);
+        if (!object_ || needsComma) {
+            *to++ = object_ ? ',' : '{';
+        }
+        to = internal::copyIndentation(to, indentation);
+        *to++ = '"';
+        to = internal::copyCharacters(to, name);
+        to = internal::copyCharacters(to, layout_->keySeparator);
+        tail.advanceTo(to);
+    }
+    // Behind all that may fail for lack of memory.
+    indentation_ = indentation;
+    plain_ = plain_ && object_;
+    object_ = true;
+    continued_ = false;
 }
 
+/// `value` does not lie in the output.
 void Serializer::append(std::string_view value) {
-    *output_ += value;
-    *output_ += ',';
+    internal::Tail tail(*output_, value.size() + 1);
+    char* const behind = internal::copyCharacters(tail.room(value.size() + 1), value);
+    *behind = ',';
+    tail.advanceTo(behind + 1);
 }
 
 void Serializer::appendValue(const char* text) {
     requireOpen();
+    if (internal::liesIn(text, *output_)) {
+        return append(std::string(text));
+    }
     append(text);
 }
 
 void Serializer::appendValueAsString(const char* text) {
     requireOpen();
-    const internal::Detached value(text, *output_);
-    *output_ += '"';
-    *output_ += value.view();
-    *output_ += "\",";
+    const std::string_view value(text);
+    if (internal::liesIn(value, *output_)) {
+        return appendValueAsString(std::string(value).c_str());
+    }
+    internal::Tail tail(*output_, value.size() + 3);
+    tail.put('"');
+    tail.put(value);
+    tail.put("\",");
 }
 
 void Serializer::addNull(const char* key) {
@@ -157,8 +182,9 @@ void Serializer::addNull(const char* key) {
 void Serializer::addValue(const Serializer& other) {
     requireFinalized(other);
     requireOpen();
-    const internal::Detached value(*other.output_, *output_);
-    std::string_view text = value.view();
+    const bool isOwnText = other.output_ == output_;
+    const std::string copy = isOwnText ? *output_ : std::string();
+    std::string_view text = isOwnText ? copy : *other.output_;
     if (format_ != Pretty) {
         append(text);
         return;
@@ -172,13 +198,17 @@ void Serializer::addValue(const Serializer& other) {
     if (text.back() == '\n') {
         text.remove_suffix(1);
     }
-    for (std::size_t lineEnd = text.find('\n'); lineEnd != std::string_view::npos;
-         lineEnd = text.find('\n')) {
-        *output_ += text.substr(0, lineEnd);
-        appendIndentation();
-        text.remove_prefix(lineEnd + 1);
+    internal::Tail lines(*output_, text.size() + 1);
+    const char* const end = text.data() + text.size();
+    for (const char* lineEnd = internal::scan::lineFeed(text.data(), end); lineEnd != end;
+         lineEnd = internal::scan::lineFeed(text.data(), end)) {
+        const auto length = static_cast<std::size_t>(lineEnd - text.data());
+        lines.put(text.substr(0, length));
+        lines.putIndentation(indentation_);
+        text.remove_prefix(length + 1);
     }
-    append(text);
+    lines.put(text);
+    lines.put(',');
 }
 
 bool Serializer::beginArray(bool empty) {
@@ -186,7 +216,7 @@ bool Serializer::beginArray(bool empty) {
     *output_ += '[';
     plain_ = false;
     if (!empty) {
-        indentUp();
+        indentation_ = indentedUp();
     }
     return std::exchange(inArray_, true);
 }

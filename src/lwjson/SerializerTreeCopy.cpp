@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "lwjson/Tail.h"
 #include "lwjson/indentation.h"
+#include "lwjson/scan.h"
 
 namespace vorn::common::lwjson {
 
@@ -18,30 +20,32 @@ class Serializer::TreeCopy {
         bool inArray;
     };
 
-    explicit TreeCopy(std::string& output) : output_(output) {}
+    explicit TreeCopy(std::string& output) : output_(output, kRoom) {}
 
     /// False when there was nothing to write.
     bool write(const Deserializer& node, Frame& frame);
 
   private:
+    static constexpr std::size_t kRoom = 256;
+
     void writeArray(const Deserializer& node, Frame& frame);
     void writeObject(const Deserializer& node, const Frame& frame);
     void text(std::string_view text, std::size_t shift);
+    void lineFeedAndSpaces(std::size_t count);
     void newLine(const Frame& frame);
     void startOwnLine(const Frame& frame);
-    void removeLast(char character);
     [[nodiscard]] static Frame inside(const Frame& frame, bool empty) {
         return {frame.pretty ? frame.shift + frame.indent : 0, 0, true, empty, false};
     }
 
-    std::string& output_;
+    internal::Tail output_;
 };
 
 bool Serializer::TreeCopy::write(const Deserializer& node, Frame& frame) {
     switch (node.type()) {
         case Deserializer::MemberType::Value:
             text(node.value.view(), frame.shift);
-            output_ += ',';
+            output_.put(',');
             return true;
         case Deserializer::MemberType::Array:
             writeArray(node, frame);
@@ -56,7 +60,7 @@ bool Serializer::TreeCopy::write(const Deserializer& node, Frame& frame) {
 
 void Serializer::TreeCopy::writeArray(const Deserializer& node, Frame& frame) {
     startOwnLine(frame);
-    output_ += '[';
+    output_.put('[');
     if (!node.members().empty()) {
         frame.indent =
             std::min(frame.indent + internal::kIndentationStep, internal::kMaxIndentation);
@@ -64,69 +68,75 @@ void Serializer::TreeCopy::writeArray(const Deserializer& node, Frame& frame) {
             newLine(frame);
             Frame element = inside(frame, true);
             if (!write(member, element)) {
-                output_ += "null,";
+                output_.put("null,");
             }
         }
-        removeLast(',');
+        output_.removeLast(',');
         frame.indent -= internal::kIndentationStep;
     }
     newLine(frame);
-    output_ += "],";
+    output_.put("],");
 }
 
 void Serializer::TreeCopy::writeObject(const Deserializer& node, const Frame& frame) {
     if (node.members().empty()) {
-        output_ += "null,";
+        output_.put("null,");
         return;
     }
     if (frame.pretty) {
         startOwnLine(frame);
     }
     Frame object = inside(frame, false);
-    output_ += '{';
+    output_.put('{');
     object.indent = internal::kIndentationStep;
     for (const Deserializer& member : node.members()) {
         newLine(object);
-        output_ += '"';
+        output_.put('"');
         text(member.key().view(), object.shift);
-        output_ += "\": ";
+        output_.put("\": ");
         write(member, object);
     }
-    removeLast(',');
+    output_.removeLast(',');
     object.indent = 0;
     newLine(object);
-    output_ += "},";
+    output_.put("},");
 }
 
 void Serializer::TreeCopy::text(std::string_view text, std::size_t shift) {
     if (shift != 0) {
-        for (std::size_t end = text.find('\n'); end != std::string_view::npos;
-             end = text.find('\n')) {
-            output_ += text.substr(0, end + 1);
-            output_.append(shift, ' ');
-            text.remove_prefix(end + 1);
+        const char* const end = text.data() + text.size();
+        for (const char* lineEnd = internal::scan::lineFeed(text.data(), end); lineEnd != end;
+             lineEnd = internal::scan::lineFeed(text.data(), end)) {
+            const auto length = static_cast<std::size_t>(lineEnd - text.data());
+            output_.put(text.substr(0, length));
+            lineFeedAndSpaces(shift);
+            text.remove_prefix(length + 1);
         }
     }
-    output_ += text;
+    output_.put(text);
+}
+
+/// Nested levels add up, so that there may be more spaces than one serializer writes.
+void Serializer::TreeCopy::lineFeedAndSpaces(std::size_t count) {
+    const std::size_t first = std::min(count, internal::kMaxIndentation);
+    output_.putIndentation(1 + first);
+    for (std::size_t rest = count - first; rest != 0;) {
+        const std::size_t part = std::min(rest, internal::kMaxIndentation);
+        output_.put({internal::kIndentation.data() + 1, part});
+        rest -= part;
+    }
 }
 
 void Serializer::TreeCopy::newLine(const Frame& frame) {
     if (frame.pretty) {
-        output_ += '\n';
-        output_.append(frame.shift + frame.indent, ' ');
+        lineFeedAndSpaces(frame.shift + frame.indent);
     }
 }
 
 void Serializer::TreeCopy::startOwnLine(const Frame& frame) {
     if (!frame.empty && !frame.inArray) {
-        removeLast(' ');
+        output_.removeLast(' ');
         newLine(frame);
-    }
-}
-
-void Serializer::TreeCopy::removeLast(char character) {
-    if (!output_.empty() && output_.back() == character) {
-        output_.pop_back();
     }
 }
 

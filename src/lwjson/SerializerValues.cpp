@@ -8,8 +8,9 @@
 #include <limits>
 
 #include "internal/cLocale.h"
-#include "lwjson/Detached.h"
+#include "lwjson/Tail.h"
 #include "lwjson/scan.h"
+#include "lwjson/scientific.h"
 
 namespace vorn::common::lwjson {
 namespace {
@@ -33,21 +34,24 @@ void Serializer::addValue(bool value) {
 
 void Serializer::addValue(std::string_view value) {
     requireOpen();
-    const internal::Detached detached(value, *output_);
-    const char* from = detached.view().data();
-    const char* const end = from + detached.view().size();
-    *output_ += '"';
+    if (internal::liesIn(value, *output_)) {
+        return addValue(std::string(value));
+    }
+    internal::Tail text(*output_, value.size() + 3);
+    const char* from = value.data();
+    const char* const end = from + value.size();
+    text.put('"');
     for (;;) {
         const char* found = internal::scan::escapable(from, end);
-        output_->append(from, static_cast<std::size_t>(found - from));
+        text.put({from, static_cast<std::size_t>(found - from)});
         if (found == end) {
             break;
         }
-        const char escape[] = {'\\', internal::escapeLetter(*found)};
-        output_->append(escape, sizeof escape);
+        text.put('\\');
+        text.put(internal::escapeLetter(*found));
         from = found + 1;
     }
-    *output_ += "\",";
+    text.put("\",");
 }
 
 void Serializer::addValue(const char* value) {
@@ -61,11 +65,19 @@ void Serializer::addValue(const std::string& value) {
 void Serializer::appendNumber(double value, std::optional<unsigned char> fixedDecimals,
                               int decimals) {
     requireOpen();
+    if (!fixedDecimals && decimals == internal::kScientificDecimals) {
+        internal::Tail tail(*output_, internal::kScientificRoom + 1);
+        char* const end = internal::writeScientific(tail.room(0), value);
+        *end = ',';
+        tail.advanceTo(end + 1);
+        return;
+    }
     NumberText text;
-    const auto result = fixedDecimals ? std::to_chars(text.data(), text.data() + text.size(), value,
-                                                      std::chars_format::fixed, *fixedDecimals)
-                                      : std::to_chars(text.data(), text.data() + text.size(), value,
-                                                      std::chars_format::scientific, decimals);
+    char* const last = text.data() + text.size();
+    const std::to_chars_result result =
+        fixedDecimals
+            ? std::to_chars(text.data(), last, value, std::chars_format::fixed, *fixedDecimals)
+            : std::to_chars(text.data(), last, value, std::chars_format::scientific, decimals);
     append({text.data(), static_cast<std::size_t>(result.ptr - text.data())});
 }
 
@@ -74,12 +86,12 @@ void Serializer::addValue(const float& value, std::optional<unsigned char> preci
 }
 
 void Serializer::addValue(const double& value, std::optional<unsigned char> precision) {
-    appendNumber(value, precision, 16);
+    appendNumber(value, precision, internal::kScientificDecimals);
 }
 
 void Serializer::addValue(const long double& value) {
     if constexpr (std::numeric_limits<long double>::digits == std::numeric_limits<double>::digits) {
-        appendNumber(static_cast<double>(value), std::nullopt, 16);
+        appendNumber(static_cast<double>(value), std::nullopt, internal::kScientificDecimals);
     } else {
         requireOpen();
         NumberText text;
@@ -90,10 +102,12 @@ void Serializer::addValue(const long double& value) {
 template <class Integer>
 void Serializer::appendInteger(Integer value) {
     requireOpen();
-    std::array<char, std::numeric_limits<Integer>::digits10 + 3> text;
-    const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
+    constexpr std::size_t kSignDigitsComma = std::numeric_limits<Integer>::digits10 + 3;
+    internal::Tail tail(*output_, kSignDigitsComma);
+    char* const text = tail.room(kSignDigitsComma);
+    const auto result = std::to_chars(text, text + kSignDigitsComma, value);
     *result.ptr = ',';
-    output_->append(text.data(), static_cast<std::size_t>(result.ptr + 1 - text.data()));
+    tail.advance(static_cast<std::size_t>(result.ptr + 1 - text));
 }
 
 void Serializer::addValue(signed char value) {
@@ -137,7 +151,7 @@ void Serializer::addValue(unsigned long long value) {
 }
 
 void Serializer::addValue(const time::UnixTime& value) {
-    appendNumber(value.seconds(), std::nullopt, 16);
+    appendNumber(value.seconds(), std::nullopt, internal::kScientificDecimals);
 }
 
 void Serializer::addValue(const time::SecondsDuration& value) {

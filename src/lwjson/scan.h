@@ -144,12 +144,37 @@ template <class BlockType = Block>
     return at;
 }
 
-/// The first character that the writer escapes.
+/// The first line feed. Texts of one or two words are looked at as their first and their last word,
+/// which may overlap: most of them hold none.
+template <class BlockType = Block>
+[[nodiscard]] const char* lineFeed(const char* from, const char* end) noexcept {
+    while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
+        if (const auto found = BlockType(from).equal('\n'); found != 0) {
+            return from + BlockType::first(found);
+        }
+        from += BlockType::kWidth;
+    }
+    if (constexpr auto kWord = static_cast<std::ptrdiff_t>(WordBlock::kWidth);
+        end - from >= kWord && end - from <= 2 * kWord &&
+        (WordBlock(from).equal('\n') | WordBlock(end - kWord).equal('\n')) == 0) {
+        return end;
+    }
+    while (from != end && *from != '\n') {
+        ++from;
+    }
+    return from;
+}
+
+/// The first character that the writer escapes. Texts of one or two words are looked at as their
+/// first and their last word, which may overlap.
 template <class BlockType = Block>
 [[nodiscard]] const char* escapable(const char* from, const char* end) noexcept {
+    const auto candidates = [](const auto& block) {
+        return block.equal('"') | block.equal('\\') | block.control();
+    };
     while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
         const BlockType block(from);
-        const auto found = block.equal('"') | block.equal('\\') | block.control();
+        const auto found = candidates(block);
         if (found == 0) {
             from += BlockType::kWidth;
             continue;
@@ -159,6 +184,11 @@ template <class BlockType = Block>
             return from;
         }
         ++from;
+    }
+    if (constexpr auto kWord = static_cast<std::ptrdiff_t>(WordBlock::kWidth);
+        end - from >= kWord && end - from <= 2 * kWord &&
+        (candidates(WordBlock(from)) | candidates(WordBlock(end - kWord))) == 0) {
+        return end;
     }
     while (from != end && escapeLetter(*from) == '\0') {
         ++from;

@@ -168,7 +168,7 @@ class VORN_GW_COMMON_EXPORT Serializer {
         }
     }
 
-    void indentUp();
+    [[nodiscard]] unsigned indentedUp() const;
     void indentDown();
     void appendIndentation();
     void removeLast(char character);
