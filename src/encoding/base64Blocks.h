@@ -25,29 +25,33 @@ inline constexpr std::size_t kBlockCharacters = 16;
 inline std::size_t encodeBase64Blocks(const unsigned char* data, std::size_t size,
                                       const char (&alphabet)[65], char* out) noexcept {
     using Words [[gnu::vector_size(16)]] = std::uint32_t;
-    using Characters [[gnu::vector_size(16)]] = signed char;
+    using Values [[gnu::vector_size(16)]] = signed char;  // SSE2 compares no others
+    using Characters [[gnu::vector_size(16)]] = unsigned char;
     const auto group = [](const unsigned char* from) {
         std::uint32_t word = 0;
         std::memcpy(&word, from, sizeof word);
         return __builtin_bswap32(word) >> 8U;
     };
     const auto distance = [&alphabet](int value) { return alphabet[value] - value; };
-    const auto letters = static_cast<signed char>(distance(0));
-    const auto toSmallLetters = static_cast<signed char>(distance(26) - distance(0));
-    const auto toDigits = static_cast<signed char>(distance(52) - distance(26));
-    const auto to62 = static_cast<signed char>(distance(62) - distance(52));
-    const auto to63 = static_cast<signed char>(distance(63) - distance(62));
+    const auto letters = static_cast<unsigned char>(distance(0));
+    const auto toSmallLetters = static_cast<unsigned char>(distance(26) - distance(0));
+    const auto toDigits = static_cast<unsigned char>(distance(52) - distance(26));
+    const auto to62 = static_cast<unsigned char>(distance(62) - distance(52));
+    const auto to63 = static_cast<unsigned char>(distance(63) - distance(62));
+    const auto where = [](Values mask, unsigned char step) {
+        return __builtin_convertvector(mask, Characters) & step;
+    };
 
     std::size_t blocks = 0;
     for (; size >= 16; size -= kBlockBytes, ++blocks) {
         const Words bits = {group(data), group(data + 3), group(data + 6), group(data + 9)};
         const Words spread = bits >> 18U | (bits >> 4U & 0x3F00U) | (bits << 10U & 0x3F0000U) |
                              (bits << 24U & 0x3F000000U);
-        Characters value;
+        Values value;
         std::memcpy(&value, &spread, sizeof value);
-        const Characters text = value + letters + ((value > 25) & toSmallLetters) +
-                                ((value > 51) & toDigits) + ((value > 61) & to62) +
-                                ((value > 62) & to63);
+        const Characters text = __builtin_convertvector(value, Characters) + letters +
+                                where(value > 25, toSmallLetters) + where(value > 51, toDigits) +
+                                where(value > 61, to62) + where(value > 62, to63);
         std::memcpy(out, &text, sizeof text);
         data += kBlockBytes;
         out += kBlockCharacters;
