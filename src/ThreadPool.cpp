@@ -102,6 +102,7 @@ void ThreadPool::_emplaceTask(std::function<void()> task) {
 }
 
 void ThreadPool::startWorkers(std::size_t count) {
+    // Ahead, so that only the threads themselves can fail below.
     workers_.reserve(count);
     workerIds_.reserve(count);
     while (workers_.size() < count) {
@@ -133,13 +134,16 @@ void ThreadPool::_workerJob() {
         Task task = queue_->pop();
         const bool emptied = queue_->empty();
         lock.unlock();
+        // Noted under the lock and told without it, so that those who wait can look at once.
         if (emptied) {
             stateChanged_.notify_all();
         }
         if (task) {
             task();
+            // A worker on a queue that stays full would otherwise keep a sole processor.
             std::this_thread::yield();
         }
+        // Before the lock is taken again: what the task holds may use the pool.
         task = nullptr;
         lock = internal::lockBriefly(mutex_);
     }
