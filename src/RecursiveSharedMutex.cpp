@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "internal/pause.h"
+#include "internal/spin.h"
 #include "posix/sleep.h"
 
 // How it works. The plain form is one mutex over a count, an owner and a map of readers. Here the

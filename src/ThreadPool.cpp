@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "internal/assert.h"
+#include "internal/spin.h"
 #include "thread/BlockQueue.h"
 
 namespace vorn::common {
@@ -32,6 +33,9 @@ ThreadPool::~ThreadPool() {
     }
     for (auto& worker : workers_) {
         worker.join();
+    }
+    while (notifying_ != 0) {
+        std::this_thread::yield();
     }
 }
 
@@ -79,17 +83,26 @@ void ThreadPool::clearQueue() {
 }
 
 void ThreadPool::_emplaceTask(std::function<void()> task) {
-    // Notified under the lock: the task itself may let the pool's owner destroy it.
-    const std::lock_guard lock(mutex_);
+    auto lock = internal::lockBriefly(mutex_);
     if (stopping_) {
         throw std::runtime_error("Failed to enqueue on stopped ThreadPool");
     }
     queue_->push(std::move(task));
-    taskAvailable_.notify_one();
     stateChanged_.notify_all();
+    // Busy workers look at the queue by themselves.
+    if (freeWorkers_ == 0) {
+        return;
+    }
+    // Without the lock, which the woken worker takes first. The task may then let the pool's owner
+    // destroy it before this returns: the destructor waits for the count.
+    ++notifying_;
+    lock.unlock();
+    taskAvailable_.notify_one();
+    --notifying_;
 }
 
 void ThreadPool::startWorkers(std::size_t count) {
+    // Ahead, so that only the threads themselves can fail below.
     workers_.reserve(count);
     workerIds_.reserve(count);
     while (workers_.size() < count) {
@@ -121,15 +134,18 @@ void ThreadPool::_workerJob() {
         Task task = queue_->pop();
         const bool emptied = queue_->empty();
         lock.unlock();
+        // Noted under the lock and told without it, so that those who wait can look at once.
         if (emptied) {
             stateChanged_.notify_all();
         }
         if (task) {
             task();
+            // A worker on a queue that stays full would otherwise keep a sole processor.
             std::this_thread::yield();
         }
+        // Before the lock is taken again: what the task holds may use the pool.
         task = nullptr;
-        lock.lock();
+        lock = internal::lockBriefly(mutex_);
     }
 }
 

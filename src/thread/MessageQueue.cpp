@@ -15,6 +15,7 @@ void MessageQueue::send(const thread::Message& message) {
     // Before anything is dropped to make room: a send that throws changes nothing.
     messages_.reserve(2);
     if (accept(message)) {
+        // The taker needs the lock as soon as it is awake.
         lock.unlock();
         available_.notify_one();
     }

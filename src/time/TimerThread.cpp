@@ -20,6 +20,7 @@ TimerThread::~TimerThread() {
 }
 
 void TimerThread::arm(std::chrono::steady_clock::time_point deadline) {
+    // Nobody would disarm a terminated timer again.
     running_ = !exitLoop_;
     wakeBefore(deadline);
 }

@@ -297,6 +297,17 @@ TEST(ThreadPool, AllowsItsDestructionAsSoonAsTheLastTaskHasReported) {
     }
 }
 
+TEST(ThreadPool, AllowsItsDestructionByTheEffectOfATaskWhoseSubmissionStillReturns) {
+    for (int round = 0; round < 500; ++round) {
+        auto* pool = new ThreadPool(1);
+        std::latch reported(1);
+        std::thread submitter([&] { pool->_emplaceTask([&] { reported.count_down(); }); });
+        reported.wait();
+        delete pool;
+        submitter.join();
+    }
+}
+
 TEST(ThreadPool, DeliberatelyLocksItsMutexItselfToSubmit) {
     ThreadPool pool(1);
     helpers::Actor submitter;

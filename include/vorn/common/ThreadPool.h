@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
@@ -97,6 +98,7 @@ class VORN_GW_COMMON_EXPORT ThreadPool {
     mutable std::condition_variable stateChanged_;
     bool stopping_ = false;        // guarded by mutex_
     std::size_t freeWorkers_ = 0;  // guarded by mutex_
+    std::atomic<unsigned int> notifying_ = 0;
 };
 
 }  // namespace vorn::common

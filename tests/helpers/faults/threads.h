@@ -20,7 +20,7 @@ class NoMoreThreads {
 };
 
 /// While it lives this thread has that number for pthread_self, so that one thread can act for
-/// many.
+/// many (not under the thread sanitizer).
 class ThreadNumber {
   public:
     explicit ThreadNumber(unsigned long number) {
