@@ -187,7 +187,8 @@ VORN_INTERPOSE(rename, int, (const char* from, const char* to)) {
 
 VORN_INTERPOSE(renameat2, int,
                (int fromFd, const char* from, int toFd, const char* to, unsigned flags)) {
-    VORN_ASK(int, .call = Call::renameat2, .path = from, .target = to, .flags = flags)
+    VORN_ASK(int, .call = Call::renameat2, .path = from, .target = to,
+             .flags = static_cast<long>(flags))
     return renameat2Next(fromFd, from, toFd, to, flags);
 }
 
