@@ -1,5 +1,7 @@
-// Starting a program, collecting its output, waiting for its end. The argument of StartAndCollect
-// is the memory that the service has touched before, in MiB: a plain fork copies its page tables.
+// Starting a program, collecting its output, waiting for its end. The arguments of StartAndCollect
+// are the memory that the service has touched before, in MiB (a plain fork copies its page tables),
+// and the descriptors that it holds.
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +14,14 @@
 
 #include <vorn/common/Thread.h>
 #include <vorn/common/executable/Executable.h>
+#include <vorn/common/executable/Script.h>
 
+#ifdef VORN_PEER_BOOST_PROCESS
+#include <boost/process.hpp>
+#endif
+#ifdef VORN_PEER_QT
+#include <QProcess>
+#endif
 #ifdef VORN_PEER_POCO
 #include <Poco/Pipe.h>
 #include <Poco/PipeStream.h>
@@ -30,11 +39,29 @@ using vorn::common::executable::Executable;
 const std::string kProgram = "/bin/echo";
 const std::string kText = "collected";
 
-/// Memory of the size that a benchmark asks for, written to once.
-void occupy(benchmark::State& state, std::vector<char>& memory) {
-    memory.assign(static_cast<std::size_t>(state.range(0)) << 20U, 'x');
-    benchmark::DoNotOptimize(memory.data());
-}
+/// The size of the service as a benchmark asks for it.
+class Service {
+  public:
+    explicit Service(benchmark::State& state)
+        : memory_(static_cast<std::size_t>(state.range(0)) << 20U, 'x'),
+          descriptors_(static_cast<std::size_t>(state.range(1))) {
+        benchmark::DoNotOptimize(memory_.data());
+        for (int& fd : descriptors_) {
+            fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        }
+    }
+    ~Service() {
+        for (const int fd : descriptors_) {
+            ::close(fd);
+        }
+    }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+  private:
+    std::vector<char> memory_;
+    std::vector<int> descriptors_;
+};
 
 std::string readAll(int fd) {
     std::string text;
@@ -52,8 +79,7 @@ void checkText(benchmark::State& state, const std::string& text) {
 }
 
 void startVorn(benchmark::State& state) {
-    std::vector<char> memory;
-    occupy(state, memory);
+    const Service service(state);
     for (auto _ : state) {
         Executable program({kProgram, kText}, {});
         program.execSync();
@@ -63,8 +89,7 @@ void startVorn(benchmark::State& state) {
 
 template <class Start>
 void startWithPipe(benchmark::State& state, Start start) {
-    std::vector<char> memory;
-    occupy(state, memory);
+    const Service service(state);
     std::string program = kProgram;
     std::string text = kText;
     char* arguments[] = {program.data(), text.data(), nullptr};
@@ -111,8 +136,7 @@ void startFork(benchmark::State& state) {
 
 #ifdef VORN_PEER_GLIB
 void startGlib(benchmark::State& state) {
-    std::vector<char> memory;
-    occupy(state, memory);
+    const Service service(state);
     std::string program = kProgram;
     std::string text = kText;
     char* arguments[] = {program.data(), text.data(), nullptr};
@@ -130,8 +154,7 @@ void startGlib(benchmark::State& state) {
 
 #ifdef VORN_PEER_POCO
 void startPoco(benchmark::State& state) {
-    std::vector<char> memory;
-    occupy(state, memory);
+    const Service service(state);
     for (auto _ : state) {
         Poco::Pipe out;
         const auto handle = Poco::Process::launch(kProgram, {kText}, nullptr, &out, nullptr);
@@ -141,6 +164,57 @@ void startPoco(benchmark::State& state) {
         handle.wait();
         checkText(state, text);
     }
+}
+#endif
+
+#ifdef VORN_PEER_BOOST_PROCESS
+void startBoost(benchmark::State& state) {
+    namespace process = boost::process;
+    const Service service(state);
+    for (auto _ : state) {
+        process::ipstream stream;
+        process::child child(kProgram, kText, process::std_out > stream);
+        checkText(state, {std::istreambuf_iterator<char>(stream), {}});
+        child.wait();
+    }
+}
+#endif
+
+const std::string kScript = "for n in 1 2 3; do [ $n = 3 ] && echo collected; done";
+
+void scriptVorn(benchmark::State& state) {
+    for (auto _ : state) {
+        vorn::common::executable::Script script(kScript, {});
+        script.execSync();
+        checkText(state, *script.readFromStdOut());
+    }
+}
+
+#ifdef VORN_PEER_BOOST_PROCESS
+void scriptBoost(benchmark::State& state) {
+    namespace process = boost::process;
+    for (auto _ : state) {
+        process::ipstream stream;
+        process::child child("/bin/sh", "-c", kScript, process::std_out > stream);
+        checkText(state, {std::istreambuf_iterator<char>(stream), {}});
+        child.wait();
+    }
+}
+#endif
+
+#ifdef VORN_PEER_QT
+void floodQt(benchmark::State& state) {
+    const auto size = static_cast<std::size_t>(state.range(0)) << 20U;
+    for (auto _ : state) {
+        QProcess process;
+        process.start("/usr/bin/head", {"-c", QString::number(size), "/dev/zero"});
+        process.waitForFinished(-1);
+        if (static_cast<std::size_t>(process.readAllStandardOutput().size()) != size) {
+            state.SkipWithError("wrong size");
+        }
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(size) *
+                            static_cast<std::int64_t>(state.iterations()));
 }
 #endif
 
@@ -167,20 +241,34 @@ void startWaitThread(benchmark::State& state) {
 }
 
 void registerPeer(const char* name, void (*function)(benchmark::State&)) {
-    benchmark::RegisterBenchmark(name, function)->Arg(1)->Arg(256)->UseRealTime();
+    benchmark::RegisterBenchmark(name, function)
+        ->Args({1, 0})
+        ->Args({256, 0})
+        ->Args({1024, 1000})
+        ->UseRealTime();
 }
 
 const bool kRegistered = [] {
     registerPeer("StartAndCollect/vorn", startVorn);
     registerPeer("StartAndCollect/posix_spawn", startSpawn);
     registerPeer("StartAndCollect/fork", startFork);
+#ifdef VORN_PEER_BOOST_PROCESS
+    registerPeer("StartAndCollect/boost", startBoost);
+#endif
 #ifdef VORN_PEER_GLIB
     registerPeer("StartAndCollect/glib", startGlib);
 #endif
 #ifdef VORN_PEER_POCO
     registerPeer("StartAndCollect/poco", startPoco);
 #endif
-    benchmark::RegisterBenchmark("ReadFlood/vorn", flood)->Arg(16)->UseRealTime();
+    benchmark::RegisterBenchmark("ShortScript/vorn", scriptVorn)->UseRealTime();
+#ifdef VORN_PEER_BOOST_PROCESS
+    benchmark::RegisterBenchmark("ShortScript/boost", scriptBoost)->UseRealTime();
+#endif
+    benchmark::RegisterBenchmark("ReadFlood/vorn", flood)->Arg(10)->UseRealTime();
+#ifdef VORN_PEER_QT
+    benchmark::RegisterBenchmark("ReadFlood/qt", floodQt)->Arg(10)->UseRealTime();
+#endif
     benchmark::RegisterBenchmark("StartAndWaitThread/vorn", startWaitThread)->UseRealTime();
     return true;
 }();

@@ -182,8 +182,9 @@ void Executable::execSync() {
     };
     const auto completion = std::make_shared<Completion>();
     execAsync([completion](const IExecutable&) {
-        // Under the lock, or it could come between a look at the status and the wait after it.
-        const std::lock_guard lock(completion->mutex);
+        // Taken, or the notification could come between a look at the status and the wait after it;
+        // released before it, or the waiter would wake up only to wait for the lock.
+        { const std::lock_guard lock(completion->mutex); }
         completion->changed.notify_all();
     });
     std::unique_lock lock(completion->mutex);
