@@ -2,11 +2,14 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include <benchmark/benchmark.h>
@@ -26,6 +29,7 @@
 #endif
 #ifdef VORN_PEER_QT
 #include <QByteArray>
+#include <QLockFile>
 #include <QSaveFile>
 #endif
 
@@ -62,21 +66,28 @@ std::string document() {
     return out.str();
 }
 
-/// A directory and a 4 KB settings document.
+/// A directory for a 4 KB settings document: the temporary one, on a device, or on tmpfs.
 struct Place {
+    explicit Place(const char* base = nullptr)
+        : directory(base == nullptr ? fs::TemporaryDirectory()
+                                    : fs::TemporaryDirectory(base + std::to_string(::getpid()))) {}
+
     fs::TemporaryDirectory directory;
     std::string path = directory.path() + "/settings.json";
     std::string text = document();
 };
 
+constexpr const char* kMemory = "/dev/shm/vorn-bench-";
+
 void reportBytes(benchmark::State& state, const Place& place) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(place.text.size()));
 }
 
-// Durable: on the device, and in place in one step.
+// Stored: on the device, and in place in one step; ours, and the steps by hand, keep the version
+// before as a backup too.
 
-void storeVorn(benchmark::State& state) {
-    const Place place;
+void storeVorn(benchmark::State& state, const char* base) {
+    const Place place(base);
     const auto build = stream::make_ofstreamBuilder(
         place.path, std::ios_base::trunc, std::filesystem::perms{0600}, place.path + ".bak");
     for (auto _ : state) {
@@ -86,17 +97,22 @@ void storeVorn(benchmark::State& state) {
     }
     reportBytes(state, place);
 }
-BENCHMARK(storeVorn)->Name("storeDurably/vorn")->UseRealTime();
+BENCHMARK_CAPTURE(storeVorn, memory, kMemory)->Name("storeInMemory/vorn")->UseRealTime();
+BENCHMARK_CAPTURE(storeVorn, device, nullptr)->Name("storeDurably/vorn")->UseRealTime();
 
-void storeByHand(benchmark::State& state) {
-    const Place place;
-    const auto temporary = place.path + ".tmp";
+void storeByHand(benchmark::State& state, const char* base) {
+    const Place place(base);
+    const auto backup = place.path + ".bak";
+    const auto side = backup + ".side~";
+    fs::tools::createFile(place.path, place.text);
     for (auto _ : state) {
-        const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        const int file = ::open(side.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        ::fchmod(file, 0600);
         benchmark::DoNotOptimize(::write(file, place.text.data(), place.text.size()));
-        ::fsync(file);
+        ::fdatasync(file);
         ::close(file);
-        ::rename(temporary.c_str(), place.path.c_str());
+        ::rename(side.c_str(), backup.c_str());
+        ::renameat2(AT_FDCWD, backup.c_str(), AT_FDCWD, place.path.c_str(), RENAME_EXCHANGE);
         const int directory =
             ::open(place.directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ::fsync(directory);
@@ -104,11 +120,12 @@ void storeByHand(benchmark::State& state) {
     }
     reportBytes(state, place);
 }
-BENCHMARK(storeByHand)->Name("storeDurably/byHand")->UseRealTime();
+BENCHMARK_CAPTURE(storeByHand, memory, kMemory)->Name("storeInMemory/byHand")->UseRealTime();
+BENCHMARK_CAPTURE(storeByHand, device, nullptr)->Name("storeDurably/byHand")->UseRealTime();
 
 #ifdef VORN_PEER_GLIB
-void storeGlib(benchmark::State& state) {
-    const Place place;
+void storeGlib(benchmark::State& state, const char* base) {
+    const Place place(base);
     for (auto _ : state) {
         g_file_set_contents_full(place.path.c_str(), place.text.data(),
                                  static_cast<gssize>(place.text.size()),
@@ -118,12 +135,13 @@ void storeGlib(benchmark::State& state) {
     }
     reportBytes(state, place);
 }
-BENCHMARK(storeGlib)->Name("storeDurably/glib")->UseRealTime();
+BENCHMARK_CAPTURE(storeGlib, memory, kMemory)->Name("storeInMemory/glib")->UseRealTime();
+BENCHMARK_CAPTURE(storeGlib, device, nullptr)->Name("storeDurably/glib")->UseRealTime();
 #endif
 
 #ifdef VORN_PEER_QT
-void storeQt(benchmark::State& state) {
-    const Place place;
+void storeQt(benchmark::State& state, const char* base) {
+    const Place place(base);
     for (auto _ : state) {
         QSaveFile file(QString::fromStdString(place.path));
         file.open(QIODevice::WriteOnly);
@@ -132,21 +150,23 @@ void storeQt(benchmark::State& state) {
     }
     reportBytes(state, place);
 }
-BENCHMARK(storeQt)->Name("storeDurably/qt")->UseRealTime();
+BENCHMARK_CAPTURE(storeQt, memory, kMemory)->Name("storeInMemory/qt")->UseRealTime();
+BENCHMARK_CAPTURE(storeQt, device, nullptr)->Name("storeDurably/qt")->UseRealTime();
 #endif
 
 void loadVorn(benchmark::State& state) {
-    const Place place;
+    const Place place(kMemory);
+    const std::filesystem::path path(place.path);
     fs::tools::createFile(place.path, place.text);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(fs::tools::readFile(place.path));
+        benchmark::DoNotOptimize(fs::tools::readFile(path));
     }
     reportBytes(state, place);
 }
 BENCHMARK(loadVorn)->Name("load/vorn");
 
 void loadStream(benchmark::State& state) {
-    const Place place;
+    const Place place(kMemory);
     fs::tools::createFile(place.path, place.text);
     for (auto _ : state) {
         std::ifstream in(place.path, std::ios_base::binary);
@@ -158,7 +178,7 @@ BENCHMARK(loadStream)->Name("load/ifstream");
 
 #ifdef VORN_PEER_GLIB
 void loadGlib(benchmark::State& state) {
-    const Place place;
+    const Place place(kMemory);
     fs::tools::createFile(place.path, place.text);
     for (auto _ : state) {
         gchar* content = nullptr;
@@ -184,7 +204,7 @@ void loadSettings(benchmark::State& state) {
 BENCHMARK(loadSettings)->Name("loadAndParseSettings/vorn");
 
 void swapVorn(benchmark::State& state) {
-    const Place place;
+    const Place place(kMemory);
     const auto other = place.path + ".bak";
     fs::tools::createFile(place.path, place.text);
     fs::tools::createFile(other, place.text);
@@ -194,29 +214,72 @@ void swapVorn(benchmark::State& state) {
 }
 BENCHMARK(swapVorn)->Name("swap/vorn");
 
-void swapByRenames(benchmark::State& state) {
-    const Place place;
+void swapByHand(benchmark::State& state) {
+    const Place place(kMemory);
     const auto other = place.path + ".bak";
-    const auto third = place.path + ".tmp";
     fs::tools::createFile(place.path, place.text);
     fs::tools::createFile(other, place.text);
     for (auto _ : state) {
-        ::rename(other.c_str(), third.c_str());
-        ::rename(place.path.c_str(), other.c_str());
-        ::rename(third.c_str(), place.path.c_str());
+        ::renameat2(AT_FDCWD, other.c_str(), AT_FDCWD, place.path.c_str(), RENAME_EXCHANGE);
     }
 }
-BENCHMARK(swapByRenames)->Name("swap/threeRenames");
+BENCHMARK(swapByHand)->Name("swap/byHand");
 
-void lockVorn(benchmark::State& state) {
-    const Place place;
-    fs::FileMutex mutex(place.path + ".lck");
+// Alone, and while another thread takes and releases the same lock all the time.
+
+template <class Mutex>
+void takeAndRelease(benchmark::State& state, const std::string& path) {
+    Mutex mutex(path);
     for (auto _ : state) {
         mutex.lock();
         mutex.unlock();
     }
 }
-BENCHMARK(lockVorn)->Name("lockAndRelease/vorn");
+
+template <class Mutex>
+void takeAndReleaseContended(benchmark::State& state, const std::string& path) {
+    std::atomic<bool> done{false};
+    std::thread other([&] {
+        Mutex mutex(path);
+        while (!done) {
+            mutex.lock();
+            mutex.unlock();
+        }
+    });
+    takeAndRelease<Mutex>(state, path);
+    done = true;
+    other.join();
+}
+
+void lockVorn(benchmark::State& state) {
+    const Place place(kMemory);
+    takeAndRelease<fs::FileMutex>(state, place.path + ".lck");
+}
+BENCHMARK(lockVorn)->Name("lockAndRelease/vorn")->UseRealTime();
+
+void lockVornContended(benchmark::State& state) {
+    const Place place(kMemory);
+    takeAndReleaseContended<fs::FileMutex>(state, place.path + ".lck");
+}
+BENCHMARK(lockVornContended)->Name("lockContended/vorn")->UseRealTime();
+
+#ifdef VORN_PEER_QT
+struct QtLock : QLockFile {
+    explicit QtLock(const std::string& path) : QLockFile(QString::fromStdString(path)) {}
+};
+
+void lockQt(benchmark::State& state) {
+    const Place place(kMemory);
+    takeAndRelease<QtLock>(state, place.path + ".lck");
+}
+BENCHMARK(lockQt)->Name("lockAndRelease/qt")->UseRealTime();
+
+void lockQtContended(benchmark::State& state) {
+    const Place place(kMemory);
+    takeAndReleaseContended<QtLock>(state, place.path + ".lck");
+}
+BENCHMARK(lockQtContended)->Name("lockContended/qt")->UseRealTime();
+#endif
 
 #ifdef VORN_PEER_BOOST
 void lockBoost(benchmark::State& state) {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -72,6 +73,10 @@ class LineCollector {
     std::vector<std::string> lines_;
 };
 
+[[noreturn]] void throwNoSize(const std::filesystem::path& path) {
+    throw std::runtime_error("Could not determine file size: " + path.string());
+}
+
 }  // namespace
 
 bool copyFile(const std::string& from, const std::string& to) {
@@ -113,7 +118,7 @@ std::string readFile(const std::filesystem::path& path) {
     }
     const auto size = internal::sizeBySeeking(file.get());
     if (size < 0) {
-        throw std::runtime_error("Could not determine file size: " + path.string());
+        throwNoSize(path);
     }
     std::string content;
     // On 32 bits a file may be larger than any string, and its size would be cut by the conversion.
@@ -124,6 +129,9 @@ std::string readFile(const std::filesystem::path& path) {
     const auto read = internal::readFully(file.get(), content.data(), content.size());
     // Fewer bytes without an error are no failure: the file has been cut meanwhile, or promises
     // more than it has (sysfs).
+    if (read.error == EISDIR) {
+        throwNoSize(path);
+    }
     if (read.error != 0) {
         throw std::system_error(read.error, std::generic_category(),
                                 "Could not read file: " + path.string());

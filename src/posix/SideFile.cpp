@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <utility>
@@ -64,10 +65,14 @@ SideFile::~SideFile() {
 }
 
 bool SideFile::create(std::filesystem::perms permissions) noexcept {
-    // What a killed process left goes away, a link that somebody planted with it: O_EXCL follows
-    // none.
-    removeFile(path_);
-    file_ = openFile(path_, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
+    constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+    file_ = openFile(path_, kNew, permissions);
+    if (!file_ && errno == EEXIST) {
+        // What a killed process left goes away, a link that somebody planted with it: O_EXCL
+        // follows none.
+        removeFile(path_);
+        file_ = openFile(path_, kNew, permissions);
+    }
     exists_ = static_cast<bool>(file_);
     return exists_;
 }

@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <exception>
 
 #include "posix/openFile.h"
 #include "posix/retry.h"
@@ -17,11 +20,18 @@ bool syncContent(int fd) noexcept {
            errno == ENOSYS || errno == ENOTSUP || errno == EROFS;
 }
 
-void syncDirectoryOf(const std::filesystem::path& path) noexcept {
+std::string_view directoryOf(std::string_view path) noexcept {
+    const auto slash = path.rfind('/');
+    if (slash == std::string_view::npos) {
+        return ".";
+    }
+    return path.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+void syncDirectoryOf(std::string_view path) noexcept {
     try {
-        const auto parent = path.parent_path();
         const auto directory =
-            openFile(parent.empty() ? "." : parent.string(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            openFile(std::string(directoryOf(path)), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (directory) {
             // fsync, because names are a directory's metadata.
             static_cast<void>(retryOnEintr([&] { return ::fsync(directory.get()); }));

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <filesystem>
+#include <string>
+#include <string_view>
 
 namespace vorn::common::internal {
 
@@ -8,8 +9,11 @@ namespace vorn::common::internal {
 /// for (a device, a pipe, a file system without support).
 [[nodiscard]] bool syncContent(int fd) noexcept;
 
+/// The directory of a path, "." for a bare name: what opens it, not its shortest name.
+[[nodiscard]] std::string_view directoryOf(std::string_view path) noexcept;
+
 /// Waits until the names in the directory that holds `path` are on the device; failures are
 /// ignored.
-void syncDirectoryOf(const std::filesystem::path& path) noexcept;
+void syncDirectoryOf(std::string_view path) noexcept;
 
 }  // namespace vorn::common::internal

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <system_error>
@@ -35,16 +36,28 @@ void exchangeByCopying(const std::string& oldFile, const std::string& newFile, R
     }
 }
 
+bool exchangeNames(const std::string& oldFile, const std::string& newFile) noexcept {
+    return ::renameat2(AT_FDCWD, oldFile.c_str(), AT_FDCWD, newFile.c_str(), RENAME_EXCHANGE) == 0;
+}
+
+// Whether the file was missing and is there now, empty.
+bool createMissing(const std::string& path) noexcept {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) != 0 && openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC);
+}
+
 }  // namespace
 
 void exchangeFiles(const std::string& oldFile, const std::string& newFile, ReplaceFirst first) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(std::filesystem::status(newFile, ignored))) {
-        const auto created = openFile(newFile, O_WRONLY | O_CREAT | O_CLOEXEC);
+    // The exchange itself tells whether both are there, so nothing is looked at before it: only a
+    // failure asks for the missing file.
+    if (exchangeNames(oldFile, newFile)) {
+        return;
     }
-    if (::renameat2(AT_FDCWD, oldFile.c_str(), AT_FDCWD, newFile.c_str(), RENAME_EXCHANGE) != 0) {
-        exchangeByCopying(oldFile, newFile, first);
+    if (createMissing(newFile) && exchangeNames(oldFile, newFile)) {
+        return;
     }
+    exchangeByCopying(oldFile, newFile, first);
 }
 
 }  // namespace vorn::common::internal

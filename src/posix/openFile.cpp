@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 #include <utility>
 
@@ -56,13 +57,23 @@ bool setPermissions(int fd, std::filesystem::perms permissions) noexcept {
     return ::fchmod(fd, modeBits(permissions)) == 0;
 }
 
-std::int64_t sizeBySeeking(int fd) noexcept {
+bool isRegularOrMissing(const std::string& path) noexcept {
     struct stat status {};
-    // A directory can be seeked too, to any number.
-    if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
-        return -1;
+    if (::lstat(path.c_str(), &status) == 0) {
+        return S_ISREG(status.st_mode);
     }
-    const auto size = ::lseek(fd, 0, SEEK_END);
+    return errno == ENOENT || errno == ENOTDIR;
+}
+
+std::int64_t sizeBySeeking(int fd) noexcept {
+    constexpr std::int64_t kSmall = 1 << 20;
+    const std::int64_t size = ::lseek(fd, 0, SEEK_END);
+    if (size <= 0 || size > kSmall) {
+        struct stat status {};
+        if (size < 0 || ::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+            return -1;
+        }
+    }
     return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
 }
 

@@ -33,8 +33,12 @@ inline constexpr std::filesystem::perms kDefaultFilePermissions{0666};
 /// Gives an open file exactly these permissions. False, with errno set, when that is refused.
 [[nodiscard]] bool setPermissions(int fd, std::filesystem::perms permissions) noexcept;
 
+/// Whether there is a regular file at the path itself, or nothing.
+[[nodiscard]] bool isRegularOrMissing(const std::string& path) noexcept;
+
 /// The size of a file as seeking to its end tells it, the position being at its start afterwards;
-/// -1 for what has no end to seek to: a directory, a pipe, many files of /proc.
+/// -1 for what has no end to seek to: a pipe, many files of /proc, a directory. A directory that
+/// passes for a small file is not looked at: it relies on the reading that follows (EISDIR).
 [[nodiscard]] std::int64_t sizeBySeeking(int fd) noexcept;
 
 /// Opens a stream buffer as its own open would, but close-on-exec and with the permissions that a

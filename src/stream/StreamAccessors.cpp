@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <iostream>
-#include <system_error>
 
 #include "posix/SideFile.h"
 #include "posix/durable.h"
@@ -26,18 +25,10 @@ bool tryRepeatedly(Attempt attempt) {
     return false;
 }
 
-// What else may stand there (a link, a pipe, a device) is written through, not replaced.
-bool isRegularOrMissing(const std::string& path) {
-    std::error_code ignored;
-    const auto type = std::filesystem::symlink_status(path, ignored).type();
-    return type == std::filesystem::file_type::regular ||
-           type == std::filesystem::file_type::not_found;
-}
-
-void syncDirectories(const std::filesystem::path& first, const std::filesystem::path& second) {
+void syncDirectories(const std::string& first, const std::string& second) {
     internal::syncDirectoryOf(first);
     // As a rule they are one directory, and each synchronisation waits for the device.
-    if (first.parent_path() != second.parent_path()) {
+    if (internal::directoryOf(first) != internal::directoryOf(second)) {
         internal::syncDirectoryOf(second);
     }
 }
@@ -76,7 +67,8 @@ void FileOutputStreamAccessor::commit() {
 }
 
 bool FileOutputStreamAccessor::writeToTemporaryPath() const {
-    if (!internal::emptiesFile(mode_) || !isRegularOrMissing(tmpPath_)) {
+    // What else may stand there (a link, a pipe, a device) is written through, not replaced.
+    if (!internal::emptiesFile(mode_) || !internal::isRegularOrMissing(tmpPath_)) {
         return tryRepeatedly([this] { return writeInPlace(tmpPath_); });
     }
     // Beside the temporary path, which may hold the only good version (after a start from the

@@ -212,6 +212,7 @@ TEST(FileOutput, LargeContentInShortAndInterruptedWrites) {
 
 TEST(FileOutput, MakesTheFileDurableBeforeTheSwap) {
     const TempDir dir;
+    dir.write("a", "old");
     const faults::Calls calls;
     store("x", dir.file("a"), dir.file("a.bak"));
     EXPECT_EQ(calls.count(Call::fdatasync), 1);

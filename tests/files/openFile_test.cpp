@@ -1,12 +1,18 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <fstream>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "helpers/TempDir.h"
 #include "posix/openFile.h"
+#include "posix/transfer.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -70,6 +76,47 @@ TEST(OpenFile, FailedStreamsSaySo) {
     EXPECT_TRUE(stream.fail());
     EXPECT_FALSE(stream.is_open());
     EXPECT_FALSE(openFile("/no/such/file", O_RDONLY));
+}
+
+// Against the plain steps: the status first, then both seeks.
+TEST(OpenFile, TheSizeIsWhatSeekingTells) {
+    const auto plainly = [](int fd) -> std::int64_t {
+        struct stat status {};
+        if (::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+            return -1;
+        }
+        const auto size = ::lseek(fd, 0, SEEK_END);
+        return ::lseek(fd, 0, SEEK_SET) == 0 ? size : -1;
+    };
+    const helpers::TempDir dir;
+    const auto large = dir.write("large", "");
+    std::filesystem::resize_file(large, std::uintmax_t{3} << 30);
+    int pipes[2];
+    ASSERT_EQ(::pipe(pipes), 0);
+    std::vector<Descriptor> files;
+    files.emplace_back(pipes[0]);
+    files.emplace_back(pipes[1]);
+    for (const auto& path :
+         {dir.write("empty", ""), dir.write("one", "1"), dir.write("block", std::string(4096, 'x')),
+          dir.write("megabyte", std::string(1 << 20, 'x')),
+          dir.write("more", std::string((1 << 20) + 1, 'x')), large, std::string("/proc/self/stat"),
+          std::string("/proc/cpuinfo"), std::string("/sys/kernel/mm/transparent_hugepage/enabled"),
+          std::string("/dev/null"), std::string("/dev/zero")}) {
+        files.push_back(openFile(path, O_RDONLY | O_CLOEXEC));
+    }
+    for (const auto& file : files) {
+        EXPECT_EQ(sizeBySeeking(file.get()), plainly(file.get())) << file.get();
+    }
+    // A directory has no size, or one that its reading refutes.
+    for (const auto& path : {std::string("/"), dir.path().string(), std::string("/proc"),
+                             std::string("/dev"), std::string("/sys")}) {
+        const auto file = openFile(path, O_RDONLY | O_CLOEXEC);
+        ASSERT_TRUE(file);
+        const auto size = sizeBySeeking(file.get());
+        char byte = 0;
+        EXPECT_TRUE(size == -1 || (size > 0 && readFully(file.get(), &byte, 1).error == EISDIR))
+            << path << ' ' << size;
+    }
 }
 
 TEST(OpenFile, StreamsWorkAfterMoving) {

@@ -1,8 +1,13 @@
+#include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
+#include <map>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -255,6 +260,68 @@ TEST(SwapFiles, ReplacesANeighbourOfASimilarName) {
             EXPECT_EQ(contentOf(b), "content of a") << suffix;
         }
     }
+}
+
+// Against the plain steps: look whether the new file is there, create it when it is not, exchange.
+TEST(SwapFiles, DoesWhatThePlainStepsDo) {
+    const auto plainly = [](const std::string& oldFile, const std::string& newFile) {
+        struct stat status {};
+        if (::stat(newFile.c_str(), &status) != 0) {
+            std::ofstream{newFile};
+        }
+        return ::renameat2(AT_FDCWD, oldFile.c_str(), AT_FDCWD, newFile.c_str(), RENAME_EXCHANGE) ==
+               0;
+    };
+    const auto contents = [](const TempDir& dir) {
+        std::map<std::string, std::string> found;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(dir.path())) {
+            found[entry.path().lexically_relative(dir.path())] =
+                entry.is_symlink()        ? "-> " + std::filesystem::read_symlink(entry).string()
+                : entry.is_regular_file() ? contentOf(entry.path())
+                                          : "directory";
+        }
+        return found;
+    };
+    const char* const names[] = {"file", "other", "missing", "absent",     "directory",
+                                 "link", "",      "no/file", "file/below", "directory/file"};
+    for (const std::string oldName : names) {
+        for (const std::string newName : names) {
+            const TempDir ours;
+            const TempDir theirs;
+            for (const auto* dir : {&ours, &theirs}) {
+                std::filesystem::create_directory(dir->file("directory"));
+                std::filesystem::create_symlink("other", dir->file("link"));
+                dir->write("file", "content of the file");
+                dir->write("other", "content of the other");
+                dir->write("directory/file", "content below");
+            }
+            if (!plainly(theirs.file(oldName), theirs.file(newName))) {
+                continue;  // copied, which other tests look at
+            }
+            swapFiles(ours.file(oldName), ours.file(newName));
+            EXPECT_EQ(contents(ours), contents(theirs)) << oldName << ", " << newName;
+        }
+    }
+}
+
+TEST(SwapFiles, ALinkToNothingChangesPlacesAsItIs) {
+    const TempDir dir;
+    const auto a = dir.write("a", "content of a");
+    std::filesystem::create_symlink("nowhere", dir.file("b"));
+    swapFiles(a, dir.file("b"));
+    EXPECT_EQ(contentOf(dir.file("b")), "content of a");
+    EXPECT_EQ(std::filesystem::read_symlink(a), "nowhere");
+}
+
+TEST(SwapFiles, LooksAtNothingBeforeAnExchangeThatSucceeds) {
+    const TempDir dir;
+    const auto a = dir.write("a", "content of a");
+    const auto b = dir.write("b", "content of b");
+    const faults::Calls calls;
+    swapFiles(a, b);
+    EXPECT_EQ(calls.count(Call::renameat2), 1);
+    EXPECT_EQ(calls.count(Call::open), 0);
+    EXPECT_EQ(calls.count(Call::close), 0);
 }
 
 // Whatever call a kill comes before, each name holds one of the two contents as a whole.
