@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
 #include <vector>
 
 #include "helpers/faults/calls.h"
@@ -19,8 +18,8 @@ struct CallErrors {
 };
 
 /// The calls that fail. Missing are those that cannot fail with good arguments, and the errors that
-/// say what would not be true: close fails, but has closed the descriptor; ESRCH and ECHILD mean that
-/// there is no such process.
+/// say what would not be true: close fails, but has closed the descriptor; ESRCH and ECHILD mean
+/// that there is no such process.
 const std::vector<CallErrors>& callErrors();
 
 /// Lets one call of this process and of its children fail.
@@ -35,9 +34,9 @@ class CallFault : public Fault {
         std::atomic<int> struck{-1};  ///< which of callErrors()
     };
 
-    /// Null where it cannot work.
-    static std::unique_ptr<CallFault> bySeccomp(State& state);
-    static std::unique_ptr<CallFault> byInterposition(State& state);
+    /// Both live until the process ends, since a thread looks at them. Null where it cannot work.
+    static CallFault* bySeccomp(State& state);
+    static CallFault* byInterposition(State& state);
 
     void begin() override;
     void end() override;

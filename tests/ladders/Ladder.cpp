@@ -173,8 +173,12 @@ std::string callPlace(const Progress& progress) {
     std::string text = "system call " + std::to_string(progress.step);
     if (const int index = progress.calls.struck; index >= 0) {
         const auto& entry = callErrors()[static_cast<std::size_t>(index)];
-        text += std::string(" (") + entry.name + " with " +
-                ::strerrorname_np(entry.errors[static_cast<std::size_t>(progress.variant)]) + ")";
+        const auto error = static_cast<std::size_t>(progress.variant);
+        text += std::string(" (") + entry.name +
+                (error < entry.errors.size()
+                     ? std::string(" with ") + ::strerrorname_np(entry.errors[error])
+                     : "") +
+                ")";
     }
     return text;
 }
@@ -208,7 +212,7 @@ void climbAllocationsOf(const Row& row, Progress& progress) {
 }
 
 void climbCallsOf(const Row& row, Progress& progress) {
-    auto fault = helpers::kEmulated ? nullptr : CallFault::bySeccomp(progress.calls);
+    CallFault* fault = helpers::kEmulated ? nullptr : CallFault::bySeccomp(progress.calls);
     if (fault == nullptr) {
         fault = CallFault::byInterposition(progress.calls);
         progress.interposed = true;

@@ -2,12 +2,17 @@
 
 #include <cerrno>
 
+#include "helpers/environment.h"
 #include "ladders/Calls.h"
 
 namespace ladders {
 
 const std::vector<CallErrors>& callErrors() {
     using faults::Call;
+    // A sanitizer's runtime, whose calls these may be, ends the process.
+    static const auto memoryErrors = helpers::kAddressSanitizer || helpers::kThreadSanitizer
+                                         ? std::vector<int>{}
+                                         : std::vector<int>{ENOMEM};
     static const std::vector<CallErrors> table{
         {"open",
          {
@@ -189,8 +194,8 @@ const std::vector<CallErrors>& callErrors() {
 #endif
          },
          {},
-         {ENOMEM}},
-        {"mprotect", {SYS_mprotect}, {}, {ENOMEM}},
+         memoryErrors},
+        {"mprotect", {SYS_mprotect}, {}, memoryErrors},
         {"dlopen", {}, {Call::dlopen}, {ENOMEM}},
     };
     return table;

@@ -112,14 +112,9 @@ class FilteredCalls : public CallFault {
 
 }  // namespace
 
-std::unique_ptr<CallFault> CallFault::bySeccomp(State& state) {
-    auto calls = std::make_unique<FilteredCalls>(state);
-    if (calls->works()) {
-        return calls;
-    }
-    // Its thread has ended or is about to; what it looks at stays.
-    static_cast<void>(calls.release());
-    return nullptr;
+CallFault* CallFault::bySeccomp(State& state) {
+    auto* const calls = new FilteredCalls(state);
+    return calls->works() ? calls : nullptr;
 }
 
 }  // namespace ladders

@@ -37,8 +37,8 @@ class InterposedCalls : public CallFault {
 
 }  // namespace
 
-std::unique_ptr<CallFault> CallFault::byInterposition(State& state) {
-    return std::make_unique<InterposedCalls>(state);
+CallFault* CallFault::byInterposition(State& state) {
+    return new InterposedCalls(state);
 }
 
 }  // namespace ladders
