@@ -11,31 +11,28 @@ function(gateway_library name)
 endfunction()
 
 gateway_library(gateway-common
-    common/JsonLine.cpp
-    common/JsonText.cpp
+    common/JsonFields.cpp
     common/LineBuffer.cpp
-    common/signals.cpp
-    common/unixSocket.cpp
+    common/json.cpp
+    common/process.cpp
+    common/sockets.cpp
 )
 target_include_directories(gateway-common PUBLIC "${gateway_root}/common")
+target_compile_definitions(gateway-common PUBLIC "GATEWAY_VERSION=\"${PROJECT_VERSION}\"")
 
 gateway_library(gateway-service
     gatewayd/Bindings.cpp
-    gatewayd/Client.cpp
-    gatewayd/CommandThread.cpp
     gatewayd/Configuration.cpp
-    gatewayd/FileCheck.cpp
     gatewayd/ListeningSocket.cpp
+    gatewayd/Log.cpp
     gatewayd/Programs.cpp
     gatewayd/Request.cpp
-    gatewayd/RequestFields.cpp
     gatewayd/Scripts.cpp
     gatewayd/Server.cpp
     gatewayd/Service.cpp
     gatewayd/ServiceRequests.cpp
     gatewayd/Settings.cpp
     gatewayd/SettingsFile.cpp
-    gatewayd/State.cpp
     gatewayd/Vault.cpp
     gatewayd/answers.cpp
     gatewayd/identity.cpp
@@ -46,18 +43,11 @@ target_link_libraries(gateway-service PUBLIC gateway-common PRIVATE PkgConfig::V
 
 gateway_library(gateway-control
     gwctl/Arguments.cpp
-    gwctl/Connection.cpp
     gwctl/Session.cpp
-    gwctl/SocketProxy.cpp
-    gwctl/Terminal.cpp
     gwctl/bind.cpp
-    gwctl/exec.cpp
-    gwctl/results.cpp
-    gwctl/run.cpp
+    gwctl/jobs.cpp
     gwctl/settings.cpp
     gwctl/status.cpp
-    gwctl/statusText.cpp
-    gwctl/watch.cpp
 )
 target_include_directories(gateway-control PUBLIC "${gateway_root}/gwctl")
 target_link_libraries(gateway-control PUBLIC gateway-common)

@@ -9,7 +9,7 @@
 #include <system_error>
 #include <utility>
 
-#include "unixSocket.h"
+#include "sockets.h"
 
 namespace gateway {
 
@@ -61,15 +61,24 @@ void removeStale(const std::string& path) {
 
 }  // namespace
 
+FileLock::FileLock(std::string path) : path_(std::move(path)), lock_(takeLock(path_)) {}
+
+FileLock::~FileLock() {
+    ::unlink(path_.c_str());
+}
+
 ListeningSocket::ListeningSocket(std::string path)
-    : path_(std::move(path)), lock_(takeLock(path_ + ".lock")) {
+    : path_(std::move(path)), lock_(path_ + ".lock") {
     removeStale(path_);
     socket_ = listenAt(path_);
 }
 
 ListeningSocket::~ListeningSocket() {
+    remove();
+}
+
+void ListeningSocket::remove() const {
     ::unlink(path_.c_str());
-    ::unlink((path_ + ".lock").c_str());
 }
 
 }  // namespace gateway

@@ -5,9 +5,11 @@
 #include <vorn/common/service/ServiceStatus.h>
 #include <vorn/common/time/UnixTime.h>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 
+#include "Jobs.h"
 #include "Server.h"
 
 namespace gateway {
@@ -16,14 +18,20 @@ namespace gateway {
 struct Job {
     ClientId client = 0;  ///< who asked for it; may be gone
     std::string description;
+    bool isProgram = false;
+    bool told = false;  ///< its end has been told, and its process is not gone yet
 };
 
 /// What the service knows of itself and tells in its status. Belongs to the command thread.
 struct State {
+    /// How many ends are kept for those who ask later.
+    static constexpr std::size_t kMostEnds = 32;
+
     vorn::common::service::ServiceStatus service;
     vorn::common::communication::CommunicationStatus communication{
         vorn::common::communication::ComState::Establishing};
     std::map<std::string, Job> jobs;  ///< by the uuid's text
+    std::deque<JobEnd> ends;          ///< the last ones, the newest behind
     unsigned jobLimit = 0;
     std::uint64_t scripts = 0;   ///< started since the service started
     std::uint64_t programs = 0;  ///< likewise
@@ -34,13 +42,8 @@ struct State {
     std::size_t clients = 0;
     std::size_t boundClients = 0;
     std::size_t plugins = 0;
-    std::uint64_t checkRounds = 0;
+    bool pluginsMissing = false;
+    std::string settingsTrouble;  ///< why settings cannot be stored, or were not found; empty: well
 };
-
-/// The answer to a status request.
-[[nodiscard]] std::string statusLine(const State& state);
-
-/// One line for the log.
-[[nodiscard]] std::string reportText(const State& state);
 
 }  // namespace gateway

@@ -2,15 +2,15 @@
 
 #include <vorn/common/Binder.h>
 #include <vorn/common/Uuid.h>
-#include <optional>
 #include <string>
 
-#include "Programs.h"
+#include "Jobs.h"
 #include "Settings.h"
+#include "State.h"
 
 namespace gateway {
 
-// The lines that the service says, apart from the status (see State.h). The README shows each.
+// The lines that the service says. The README shows each.
 
 /// A request that is understood and cannot be served now.
 [[nodiscard]] std::string refusal(const std::string& reason);
@@ -20,12 +20,15 @@ namespace gateway {
 
 [[nodiscard]] std::string accepted(const vorn::common::Uuid& uuid);
 
-/// How a script ended: with an exit code, or without one because a signal killed it.
-[[nodiscard]] std::string scriptResult(const vorn::common::Uuid& uuid, std::optional<int> exitCode);
-[[nodiscard]] std::string scriptTimeout(const vorn::common::Uuid& uuid);
+/// How a job ended, with what a program wrote.
+[[nodiscard]] std::string resultLine(const JobEnd& end);
 
-/// How a program ended, with what it wrote.
-[[nodiscard]] std::string programResult(const ProgramEnd& end);
+/// The answers to "result": the job runs, or it has ended.
+[[nodiscard]] std::string runningAnswer(const std::string& uuid);
+[[nodiscard]] std::string endedAnswer(const JobEnd& end);
+
+/// The answer to "cancel".
+[[nodiscard]] std::string cancelAnswer(const std::string& uuid);
 
 /// The answer to "bind" and "unbind", with the server's time.
 [[nodiscard]] std::string bindingAnswer(const std::string& kind, vorn::common::Binder::Error result,
@@ -34,7 +37,16 @@ namespace gateway {
 /// Tells a bound client that the service has ended its binding.
 [[nodiscard]] std::string unboundNotice();
 
+/// Tells a client that the service closes its connection because nothing was said over it.
+[[nodiscard]] std::string idleNotice();
+
 /// The answer to "settings" and to "set".
 [[nodiscard]] std::string settingsLine(const Settings& settings);
+
+/// The answer to "status".
+[[nodiscard]] std::string statusLine(const State& state);
+
+/// One line for the log.
+[[nodiscard]] std::string reportText(const State& state);
 
 }  // namespace gateway

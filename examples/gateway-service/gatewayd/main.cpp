@@ -3,28 +3,38 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
+#include <string>
 
 #include "Configuration.h"
+#include "Log.h"
 #include "Service.h"
 #include "identity.h"
-#include "signals.h"
+#include "process.h"
 
 namespace {
 
 constexpr const char* kUsage =
     "usage: gatewayd CONFIG.json\n"
     "\n"
-    "Runs shell scripts on request over a Unix-domain socket until SIGTERM or SIGINT; running\n"
-    "scripts are then waited for. Stays in the foreground and reports on the standard error\n"
-    "stream; its scripts write to its standard output.\n"
+    "Runs shell scripts and programs on request over a Unix-domain socket until SIGTERM or "
+    "SIGINT.\n"
+    "Jobs that run then have the configured time to end; a second signal ends them at once. "
+    "SIGHUP\n"
+    "reads the configuration again. Stays in the foreground and logs on the standard error "
+    "stream;\n"
+    "its scripts write to its standard output.\n"
     "\n"
-    "exit status: 0 after a signal, 1 when it cannot start, 2 for wrong usage\n";
+    "  -h, --help     show this text\n"
+    "  -V, --version  show the version\n"
+    "\n"
+    "exit status: 0 after a signal, 1 when it cannot start or end in good order, 2 for wrong "
+    "usage\n";
 
-// Descriptors beside those of the clients: a few for the service, some for each script.
-constexpr rlim_t kReservedDescriptors = 64;
+// For the service itself, and for each job: two pipes, its process and a way to wake its thread.
+constexpr rlim_t kReservedDescriptors = 32;
+constexpr rlim_t kDescriptorsOfAJob = 6;
 
 // Scripts inherit the standard input: a terminal's would be read by all of them at once.
 void closeStandardInput() {
@@ -37,10 +47,12 @@ void closeStandardInput() {
 void checkDescriptors(const gateway::Configuration& configuration) {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t jobs = configuration.jobLimit * kDescriptorsOfAJob;
     if (limit.rlim_cur != RLIM_INFINITY &&
-        limit.rlim_cur < kReservedDescriptors + configuration.clientLimit) {
-        throw std::runtime_error(std::to_string(configuration.clientLimit) +
-                                 " clients are too many for a limit of " +
+        limit.rlim_cur < kReservedDescriptors + jobs + configuration.clientLimit) {
+        throw std::runtime_error(std::to_string(configuration.clientLimit) + " clients and " +
+                                 std::to_string(configuration.jobLimit) +
+                                 " jobs are too many for a limit of " +
                                  std::to_string(limit.rlim_cur) + " descriptors");
     }
 }
@@ -57,43 +69,63 @@ bool anyMissing(const std::string& path, const gateway::Plugins& plugins) {
     }
 }
 
-void serve(const gateway::Configuration& configuration) {
-    checkDescriptors(configuration);
-    gateway::takeIdentity(configuration);
-    closeStandardInput();
-    const gateway::EventDescriptor& stopSignal = gateway::catchStopSignals();
-
+int serve(const std::string& file) {
     gateway::Service::Parts parts;
-    parts.configuration = configuration;
-    parts.checkedFiles = {"/proc/self/exe"};
-    if (!configuration.plugins.empty()) {
-        parts.plugins = vorn::common::loadDynamicLibraries(configuration.plugins);
-        parts.pluginsMissing = anyMissing(configuration.plugins, parts.plugins);
-        parts.checkedFiles.push_back(configuration.plugins);
+    parts.configurationFile = file;
+    parts.configuration = gateway::loadConfiguration(file);
+    gateway::log::setLevel(parts.configuration.log);
+    checkDescriptors(parts.configuration);
+    const gateway::EventDescriptor& stopSignal = gateway::catchStopSignals();
+    const gateway::EventDescriptor& reloadSignal = gateway::catchReloadSignal();
+    gateway::takeIdentity(parts.configuration);
+    // The one that losing a terminal may have sent, and one that came before there was a service.
+    reloadSignal.clear();
+    closeStandardInput();
+
+    if (!parts.configuration.plugins.empty()) {
+        parts.plugins = vorn::common::loadDynamicLibraries(parts.configuration.plugins);
+        parts.pluginsMissing = anyMissing(parts.configuration.plugins, parts.plugins);
     }
-    const gateway::ListeningSocket socket(configuration.socket);
-    gateway::Service service(std::move(parts), socket, stopSignal);
-    std::cerr << "gatewayd: in service at " << socket.path() << std::endl;
-    service.run();
-    std::cerr << "gatewayd: ended" << std::endl;
+    const gateway::ListeningSocket socket(parts.configuration.socket);
+    gateway::Service service(std::move(parts), {socket, stopSignal, reloadSignal});
+    gateway::log::info("in service at " + socket.path());
+    const bool clean = service.run();
+    gateway::log::info(clean ? "ended" : "ends without a job that cannot be killed");
+    gateway::log::flush(200);
+    if (!clean) {
+        socket.remove();
+        ::_exit(1);  // the service's end would wait for that job
+    }
+    return 0;
+}
+
+int print(const std::string& text) {
+    std::cout << text << std::flush;
+    return std::cout.good() ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-        std::cout << kUsage;
-        return 0;
+    gateway::openStandardDescriptors();
+    gateway::surviveBrokenPipes();
+    const std::string argument = argc == 2 ? argv[1] : "";
+    if (argument == "-h" || argument == "--help") {
+        return print(kUsage);
     }
-    if (argc != 2) {
+    if (argument == "-V" || argument == "--version") {
+        return print("gatewayd " GATEWAY_VERSION "\n");
+    }
+    if (argument.empty() || argument[0] == '-') {
         std::cerr << kUsage;
         return 2;
     }
+    gateway::log::open();
     try {
-        serve(gateway::loadConfiguration(argv[1]));
+        return serve(argument);
     } catch (const std::exception& error) {
-        std::cerr << "gatewayd: " << error.what() << std::endl;
+        gateway::log::error(error.what());
+        gateway::log::flush(200);
         return 1;
     }
-    return 0;
 }

@@ -2,9 +2,8 @@
 #include <iostream>
 #include <sstream>
 
-#include "JsonLine.h"
 #include "commands.h"
-#include "exitCodes.h"
+#include "json.h"
 
 namespace gateway {
 
@@ -46,16 +45,16 @@ std::string firstLine(std::istream& in) {
 
 }  // namespace
 
-int settingsCommand(const std::string& socket, bool json, Arguments& arguments) {
-    arguments.finish();
-    Session session(socket, json);
+int settingsCommand(const Call& call) {
+    call.arguments.finish();
+    Session session(call.socket, call.json);
     return show(session, session.ask(JsonLine().text("request", "settings").take()));
 }
 
-int setCommand(const std::string& socket, bool json, Arguments& arguments) {
-    const std::string name = arguments.operand("the name");
-    const std::string value = arguments.operand("the value");
-    arguments.finish();
+int setCommand(const Call& call) {
+    const std::string name = call.arguments.operand("the name");
+    const std::string value = call.arguments.operand("the value");
+    call.arguments.finish();
     JsonLine request;
     request.text("request", "set").text("name", name);
     if (name == "secret") {
@@ -63,7 +62,7 @@ int setCommand(const std::string& socket, bool json, Arguments& arguments) {
     } else {
         addValue(request, value);
     }
-    Session session(socket, json);
+    Session session(call.socket, call.json);
     return show(session, session.ask(request.take()));
 }
 

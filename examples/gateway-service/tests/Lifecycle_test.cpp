@@ -10,7 +10,7 @@
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "programs.h"
-#include "unixSocket.h"
+#include "sockets.h"
 
 namespace gateway_tests {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "RequestFields.h"
+#include "JsonFields.h"
 #include "helpers/expect_throw.h"
 
 namespace gateway {
@@ -37,7 +37,7 @@ TEST(Request, RunHasDefaults) {
 TEST(Request, TheLongestTimeoutBoundsTheTimeout) {
     EXPECT_THROW_TEXT(
         parseRequest(R"({"request":"run","script":"","timeout":11})", (RequestLimits{10, 4})),
-        RequestError, "\"timeout\": a whole number from 1 to 10 is expected");
+        FieldError, "\"timeout\": a whole number from 1 to 10 is expected (found 11)");
 }
 
 }  // namespace gateway

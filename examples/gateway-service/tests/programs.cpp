@@ -14,7 +14,7 @@
 #include <system_error>
 
 #include "helpers/wait_until.h"
-#include "unixSocket.h"
+#include "sockets.h"
 
 namespace gateway_tests {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "FileDescriptor.h"
+#include "descriptors.h"
 #include "LineBuffer.h"
 #include "helpers/TempDir.h"
 

@@ -2,22 +2,25 @@
 vorn_add_test_program(gateway-service_unit_tests gateway-service
     "${gateway_root}/tests/Arguments_test.cpp"
     "${gateway_root}/tests/Configuration_test.cpp"
-    "${gateway_root}/tests/JsonText_test.cpp"
+    "${gateway_root}/tests/Json_test.cpp"
     "${gateway_root}/tests/LineBuffer_test.cpp"
     "${gateway_root}/tests/Request_test.cpp"
+    "${gateway_root}/tests/SettingsFile_test.cpp"
 )
 target_link_libraries(gateway-service_unit_tests PRIVATE gateway-control)
 
 # The real programs, started as a user starts them.
 vorn_add_test_program(gateway-service_tests gateway-common
     "${gateway_root}/tests/Bind_test.cpp"
+    "${gateway_root}/tests/Cancel_test.cpp"
     "${gateway_root}/tests/Clients_test.cpp"
     "${gateway_root}/tests/Flow_test.cpp"
+    "${gateway_root}/tests/Hygiene_test.cpp"
     "${gateway_root}/tests/Lifecycle_test.cpp"
+    "${gateway_root}/tests/Log_test.cpp"
     "${gateway_root}/tests/Programs_test.cpp"
     "${gateway_root}/tests/Requests_test.cpp"
     "${gateway_root}/tests/Settings_test.cpp"
-    "${gateway_root}/tests/Watch_test.cpp"
     "${gateway_root}/tests/programs.cpp"
 )
 target_compile_definitions(gateway-service_tests PRIVATE

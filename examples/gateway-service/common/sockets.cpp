@@ -1,10 +1,12 @@
-#include "unixSocket.h"
+#include "sockets.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
@@ -38,7 +40,33 @@ FileDescriptor openSocket(int flags) {
     return socket;
 }
 
+constexpr const char* kSystemSocket = "/run/gatewayd/gatewayd.sock";
+
+std::string variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+// Empty for root, and for a user without a run-time directory.
+std::string usersSocket() {
+    const std::string directory = variable("XDG_RUNTIME_DIR");
+    return ::geteuid() == 0 || directory.empty() ? "" : directory + "/gatewayd/gatewayd.sock";
+}
+
 }  // namespace
+
+std::string defaultSocket() {
+    const std::string named = variable("GATEWAYD_SOCKET");
+    const std::string users = usersSocket();
+    return !named.empty() ? named : !users.empty() ? users : kSystemSocket;
+}
+
+std::string defaultSocketForClient() {
+    const std::string named = variable("GATEWAYD_SOCKET");
+    const std::string users = usersSocket();
+    const bool runs = !users.empty() && ::access(users.c_str(), F_OK) == 0;
+    return !named.empty() ? named : runs ? users : kSystemSocket;
+}
 
 FileDescriptor listenAt(const std::string& path) {
     const sockaddr_un address = addressOf(path);

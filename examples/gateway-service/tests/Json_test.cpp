@@ -1,8 +1,7 @@
-#include "JsonText.h"
+#include "json.h"
 
 #include <gtest/gtest.h>
 
-#include "JsonLine.h"
 #include "helpers/expect_throw.h"
 
 namespace gateway {
