@@ -122,6 +122,7 @@ void Service::handle(ClientId client, const Peer& peer, SetRequest& request) {
 
 void Service::handle(ClientId client, const Peer&, BindRequest& request) {
     const auto result = bindings_.bind(client, request.client, request.interface);
+    log::debug("bind: " + toString(result));
     server_.send(client, bindingAnswer("bind", result, bindings_.syncTime()),
                  result == Binder::BINDER_SUCCESS ? Delivery::AnswerAndStay : Delivery::Answer);
 }

@@ -7,7 +7,7 @@ vorn_add_test_program(gateway-service_unit_tests gateway-service
     "${gateway_root}/tests/Request_test.cpp"
     "${gateway_root}/tests/SettingsFile_test.cpp"
 )
-target_link_libraries(gateway-service_unit_tests PRIVATE gateway-control)
+target_link_libraries(gateway-service_unit_tests PRIVATE gateway-service gateway-control)
 
 # The real programs, started as a user starts them.
 vorn_add_test_program(gateway-service_tests gateway-common
@@ -17,7 +17,6 @@ vorn_add_test_program(gateway-service_tests gateway-common
     "${gateway_root}/tests/Flow_test.cpp"
     "${gateway_root}/tests/Hygiene_test.cpp"
     "${gateway_root}/tests/Lifecycle_test.cpp"
-    "${gateway_root}/tests/Log_test.cpp"
     "${gateway_root}/tests/Programs_test.cpp"
     "${gateway_root}/tests/Requests_test.cpp"
     "${gateway_root}/tests/Settings_test.cpp"
@@ -28,6 +27,12 @@ target_compile_definitions(gateway-service_tests PRIVATE
     "GWCTL_PROGRAM=\"$<TARGET_FILE:gwctl>\""
     "PROGRAM_PREFIX=\"${CMAKE_CROSSCOMPILING_EMULATOR}\"")
 add_dependencies(gateway-service_tests gatewayd gwctl)
+add_library(gateway-throwing_plugin MODULE EXCLUDE_FROM_ALL "${gateway_root}/tests/throwing_plugin.cpp")
+target_link_libraries(gateway-throwing_plugin PRIVATE vorn::gw-common)
+vorn_warnings(gateway-throwing_plugin)
+target_compile_definitions(gateway-service_tests PRIVATE
+    "THROWING_PLUGIN=\"$<TARGET_FILE:gateway-throwing_plugin>\"")
+add_dependencies(gateway-service_tests gateway-throwing_plugin)
 if(TARGET secretbox_plugin)
     target_sources(gateway-service_tests PRIVATE "${gateway_root}/tests/Secret_test.cpp")
     target_compile_definitions(gateway-service_tests PRIVATE
