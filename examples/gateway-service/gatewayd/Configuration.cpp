@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "JsonFields.h"
@@ -29,12 +28,14 @@ void take(JsonFields& fields, const char* name, unsigned& value, unsigned least,
 std::string contentOf(const std::string& path) {
     errno = 0;
     std::ifstream file(path);
-    std::string content(std::istreambuf_iterator<char>(file), {});
-    // Reading a directory opens it and then fails without a character.
-    if (!file || content.empty()) {
-        const int error = errno;
-        throw FieldError(error == 0 ? "it is empty"
-                                    : std::string("cannot be read: ") + std::strerror(error));
+    std::string content;
+    char block[4096];
+    do {
+        file.read(block, sizeof block);
+        content.append(block, static_cast<std::size_t>(file.gcount()));
+    } while (file);
+    if (!file.eof()) {
+        throw FieldError(std::string("cannot be read: ") + std::strerror(errno));
     }
     return content;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <thread>
 #include <utility>
 
 #include "answers.h"
@@ -146,6 +147,9 @@ void Server::run(Events& events) {
     while (!finished()) {
         std::vector<pollfd> polled = descriptors();
         if (::poll(polled.data(), polled.size(), pollTimeout()) < 0) {
+            if (errno != EINTR) {
+                std::this_thread::sleep_for(kAcceptPause);  // no memory: not at full speed
+            }
             continue;
         }
         wake_.clear();

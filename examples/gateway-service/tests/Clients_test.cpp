@@ -181,7 +181,7 @@ TEST(Clients, SilentOnesAreClosedSaveThoseThatWaitOrAreBound) {
     half.send("{\"request\":");
     RawClient waits = service.connect();
     EXPECT_EQ(member(waits.ask(waiting("go", "exit 5")), {"answer"}), "\"accepted\"");
-    EXPECT_EQ(member(waits.line(), {"error"}), "\"not JSON: Empty value\"");
+    EXPECT_EQ(member(waits.line(), {"error"}), "\"not JSON: Empty value (\\\"\\\")\"");
     RawClient bound = service.connect();
     bound.ask(
         R"({"request":"bind","client":"11111111-1111-4111-a111-111111111111","interface":"test"})");

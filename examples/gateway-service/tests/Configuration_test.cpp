@@ -61,9 +61,9 @@ TEST(Configuration, TheSocketHasADefault) {
 TEST(Configuration, SaysWhatIsWrongInItsOwnWords) {
     const helpers::TempDir directory;
     const std::pair<std::string, std::string> rows[] = {
-        {"{", "not JSON: Missing end token"},
+        {"{", "not JSON: Invalid token when looking for key"},
         {"[]", "a JSON object is expected"},
-        {"", "it is empty"},
+        {"", "not JSON: Empty value (\"\")"},
         {R"({"socket": "s"} {"socket": "t"})", "not JSON: something follows the first value"},
         {R"({"sockt": "s"})", "unknown member \"sockt\""},
         {R"({"jobs_limit": 2})", "unknown member \"jobs_limit\""},

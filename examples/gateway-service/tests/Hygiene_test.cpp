@@ -177,7 +177,8 @@ TEST(Hygiene, TheTerminalIsGivenUpWithTheIdentity) {
         directory.write("c.json", R"({"socket": "run/s.sock")" + daemonIdentity() + "}");
     Launch launch{directory.path().string(),
                   "/bin/sh",
-                  {"-c", gatewaydProgram() + " " + configuration + "; echo ended $? >result"}};
+                  {"-c", "trap : INT; " + gatewaydProgram() + " " + configuration +
+                             "; echo ended $? >result"}};
     launch.prepare = [&terminal] { terminal.take(); };
     Process shell(launch);
     ASSERT_TRUE(helpers::waitUntil([&] {

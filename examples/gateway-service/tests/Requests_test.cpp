@@ -21,7 +21,7 @@ const Row kRows[] = {
     {"[1]", "a JSON object is expected"},
     {"{\"request\":\"status\"", "not JSON: Missing end token"},
     {"{\"request\":\"status\"} {}", "not JSON: something follows the first value"},
-    {std::string("{\"request\":\"sta\0tus\"}", 22), "not JSON: the line holds a NUL"},
+    {std::string("{\"request\":\"sta\0tus\"}", 22), "not JSON: there is a NUL character"},
     {"{\"request\":\"dance\"}", "\\\"request\\\": there is no request \\\"dance\\\""},
     {"{\"request\":7}", "\\\"request\\\": a string is expected"},
     {"{}", "\\\"request\\\": missing"},

@@ -5,6 +5,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -150,7 +151,11 @@ TEST(Settings, NothingIsAcknowledgedWithoutDescriptors) {
     rlimit before{};
     ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_NOFILE, nullptr, &before), 0);
     rlimit none = before;
-    none.rlim_cur = 3;
+    const std::string opened = "/proc/" + std::to_string(service.process().id()) + "/fd";
+    none.rlim_cur = 0;  // becomes the lowest number that is free
+    while (std::filesystem::is_symlink(opened + "/" + std::to_string(none.rlim_cur))) {
+        ++none.rlim_cur;
+    }
     ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_NOFILE, &none, nullptr), 0);
     const std::string refused = client.ask(R"({"request":"set","name":"heartbeat","value":30})");
     EXPECT_EQ(member(refused, {"answer"}), "\"refused\"");
