@@ -44,3 +44,16 @@ add_test(NAME gateway-service.demo
     COMMAND bash "${gateway_root}/demo" "${CMAKE_CURRENT_BINARY_DIR}"
             ${CMAKE_CROSSCOMPILING_EMULATOR})
 set_tests_properties(gateway-service.demo PROPERTIES TIMEOUT 120)
+
+add_test(NAME gateway-service.unit
+    COMMAND bash "${gateway_root}/check-unit" "$<TARGET_FILE:gatewayd>")
+set_tests_properties(gateway-service.unit PROPERTIES SKIP_RETURN_CODE 77)
+
+# The short form of the load; the long ones are started by hand (see the README).
+add_executable(gateway-load "${gateway_root}/tests/load.cpp")
+target_link_libraries(gateway-load PRIVATE gateway-control)
+vorn_warnings(gateway-load)
+add_dependencies(gateway-load gatewayd)
+add_test(NAME gateway-service.load
+    COMMAND gateway-load 3 "$<TARGET_FILE:gatewayd>" ${CMAKE_CROSSCOMPILING_EMULATOR})
+set_tests_properties(gateway-service.load PROPERTIES TIMEOUT 300)
