@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "LineBuffer.h"
-#include "ListeningSocket.h"
 #include "descriptors.h"
+#include "sockets.h"
 
 struct pollfd;
 

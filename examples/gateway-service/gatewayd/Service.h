@@ -13,8 +13,8 @@
 #include "Scripts.h"
 #include "Server.h"
 #include "SettingsFile.h"
-#include "State.h"
 #include "Vault.h"
+#include "answers.h"
 
 namespace gateway {
 

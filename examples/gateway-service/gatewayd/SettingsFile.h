@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "ListeningSocket.h"
 #include "Settings.h"
+#include "sockets.h"
 
 namespace gateway {
 

@@ -1,16 +1,23 @@
 #include <fcntl.h>
+#include <sys/capability.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <vorn/common/service/ProcessAttributes.h>
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "Configuration.h"
 #include "Log.h"
 #include "Service.h"
-#include "identity.h"
 #include "process.h"
 
 namespace {
@@ -35,6 +42,87 @@ constexpr const char* kUsage =
 // For the service itself, and for each job: two pipes, its process and a way to wake its thread.
 constexpr rlim_t kReservedDescriptors = 32;
 constexpr rlim_t kDescriptorsOfAJob = 6;
+constexpr mode_t kDirectoryMode = 0750;
+
+std::vector<cap_value_t> capabilitiesOf(const std::string& names) {
+    std::vector<cap_value_t> capabilities;
+    std::istringstream words(names);
+    for (std::string name; words >> name;) {
+        cap_value_t capability = 0;
+        if (::cap_from_name(name.c_str(), &capability) != 0) {
+            throw std::runtime_error("there is no capability \"" + name + "\"");
+        }
+        capabilities.push_back(capability);
+    }
+    return capabilities;
+}
+
+// Returns the directory when it was made here, else nothing.
+std::string makeDirectoryOf(const std::string& socket) {
+    const std::string directory = std::filesystem::path(socket).parent_path().string();
+    if (directory.empty()) {
+        return "";
+    }
+    if (::mkdir(directory.c_str(), kDirectoryMode) == 0) {
+        ::chmod(directory.c_str(), kDirectoryMode);  // whatever the umask
+        return directory;
+    }
+    if (errno != EEXIST) {
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot make the directory \"" + directory + "\"");
+    }
+    return "";
+}
+
+void keepForWritingOnly(int stream) {
+    const std::string name = "/proc/self/fd/" + std::to_string(stream);
+    const gateway::FileDescriptor opened(::open(name.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC));
+    if (opened) {
+        ::dup2(opened.get(), stream);
+    }
+}
+
+void giveUpTerminal() {
+    const gateway::FileDescriptor terminal(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (terminal) {
+        ::ioctl(terminal.get(), TIOCNOTTY);
+    }
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (::isatty(stream) != 0) {
+            keepForWritingOnly(stream);
+        }
+    }
+}
+
+// Makes the directory of the socket (permissions 0750) when it is missing and, as root, hands a
+// directory that was made here to the configured user, then becomes that user, keeping the
+// configured capabilities. An existing directory keeps its owner and permissions. Without root, or
+// without a configured identity, the process stays who it is; the log says so.
+//
+// Who becomes another user gives up the controlling terminal, and keeps its standard output and
+// errors for writing only: the scripts of that user could else put characters into root's shell,
+// or read what root types.
+//
+// Call it before any thread exists: an identity belongs to a thread. Throws
+// `vorn::common::service::ServiceError`, `std::runtime_error` or `std::system_error`; the process
+// must then end, because the change may be half made.
+void takeIdentity(const gateway::Configuration& configuration) {
+    const std::string made = makeDirectoryOf(configuration.socket);
+    const std::string stays = ", stays user " + std::to_string(::geteuid());
+    if (configuration.user.empty()) {
+        gateway::log::info("no identity is configured" + stays);
+    } else if (::geteuid() != 0) {
+        gateway::log::info("not started as root" + stays);
+    } else {
+        vorn::common::service::ProcessAttrs identity;
+        identity.user = configuration.user;
+        identity.group = configuration.group;
+        identity.capabilities = capabilitiesOf(configuration.capabilities);
+        giveUpTerminal();
+        vorn::common::service::setProcessAttributes(identity, made);
+        gateway::log::info("now user " + configuration.user + ", group " + configuration.group);
+    }
+}
 
 // Scripts inherit the standard input: a terminal's would be read by all of them at once.
 void closeStandardInput() {
@@ -77,7 +165,7 @@ int serve(const std::string& file) {
     checkDescriptors(parts.configuration);
     const gateway::EventDescriptor& stopSignal = gateway::catchStopSignals();
     const gateway::EventDescriptor& reloadSignal = gateway::catchReloadSignal();
-    gateway::takeIdentity(parts.configuration);
+    takeIdentity(parts.configuration);
     // The one that losing a terminal may have sent, and one that came before there was a service.
     reloadSignal.clear();
     closeStandardInput();
