@@ -88,6 +88,7 @@ vorn_add_test_program(gateway-service_tests gateway-common
 )
 target_compile_definitions(gateway-service_tests PRIVATE
     "GATEWAYD_PROGRAM=\"$<TARGET_FILE:gatewayd>\""
+    "GATEWAYD_CONFIGURATION=\"${gateway_root}/gatewayd.json\""
     "GWCTL_PROGRAM=\"$<TARGET_FILE:gwctl>\""
     "PROGRAM_PREFIX=\"${CMAKE_CROSSCOMPILING_EMULATOR}\"")
 add_dependencies(gateway-service_tests gatewayd gwctl)

@@ -22,22 +22,18 @@
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: gatewayd CONFIG.json\n"
-    "\n"
-    "Runs shell scripts and programs on request over a Unix-domain socket until SIGTERM or "
-    "SIGINT.\n"
-    "Jobs that run then have the configured time to end; a second signal ends them at once. "
-    "SIGHUP\n"
-    "reads the configuration again. Stays in the foreground and logs on the standard error "
-    "stream;\n"
-    "its scripts write to its standard output.\n"
-    "\n"
-    "  -h, --help     show this text\n"
-    "  -V, --version  show the version\n"
-    "\n"
-    "exit status: 0 after a signal, 1 when it cannot start or end in good order, 2 for wrong "
-    "usage\n";
+constexpr const char* kUsage = R"(usage: gatewayd CONFIG.json
+
+Runs shell scripts and programs on request over a Unix-domain socket until SIGTERM or SIGINT. Jobs
+that run then have the configured time to end; a second signal ends them at once. SIGHUP reads the
+configuration again. Stays in the foreground and logs on the standard error stream; its scripts
+write to its standard output.
+
+  -h, --help     show this text
+  -V, --version  show the version
+
+exit status: 0 after a signal, 1 when it cannot start or end in good order, 2 for wrong usage
+)";
 
 // For the service itself, and for each job: two pipes, its process and a way to wake its thread.
 constexpr rlim_t kReservedDescriptors = 32;

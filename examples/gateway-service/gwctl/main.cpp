@@ -9,46 +9,44 @@
 
 namespace {
 
-constexpr const char* kHelp =
-    "usage: gwctl [OPTION...] [SOCKET] COMMAND [OPTION...] [OPERAND...]\n"
-    "\n"
-    "Speaks to the gatewayd that listens at SOCKET; without it, to the one that listens where the\n"
-    "variable GATEWAYD_SOCKET says, else to the user's own "
-    "($XDG_RUNTIME_DIR/gatewayd/gatewayd.sock)\n"
-    "where there is one, else to the system's (/run/gatewayd/gatewayd.sock).\n"
-    "\n"
-    "  run [OPTION...] SCRIPT   run a shell script (\"-\": read it from the standard input)\n"
-    "      --wait               wait for its end\n"
-    "      --timeout SECONDS    kill its shell after so long (60)\n"
-    "      --description TEXT   what to call it in the status\n"
-    "      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated\n"
-    "      --secret             the service's secret as GATEWAY_SECRET in its environment\n"
-    "      --chroot DIRECTORY   its root directory\n"
-    "      --cgroup GROUP       a control group, as cgexec takes it; may be repeated\n"
-    "  exec [OPTION...] [--] PATH [ARGUMENT...]\n"
-    "                           run a program and print what it wrote; an absolute path, options\n"
-    "                           of its own after \"--\": exec -- /bin/sh -c 'echo hello'\n"
-    "      --timeout, --description, --env    as for run; the time-out kills its process group\n"
-    "  result UUID              how a job ended, and what it wrote, asked for later\n"
-    "  cancel UUID              kill a job that runs\n"
-    "  settings                 show what may be set, and what is counted since the first start\n"
-    "  set NAME VALUE           change a setting; it is on disk when this returns. The name\n"
-    "                           secret stores a text enciphered; the value \"-\" reads it from\n"
-    "                           the standard input, where nobody else can see it\n"
-    "  status                   show how the service is\n"
-    "  bind                     bind to the service and stay bound, also when it is started\n"
-    "                           again, until Ctrl-C is pressed; show what happens to the binding\n"
-    "\n"
-    "  --json                   print the service's lines as they are, one JSON object each\n"
-    "  --                       what follows is no option\n"
-    "  -h, --help               show this text\n"
-    "  -V, --version            show the version\n"
-    "\n"
-    "exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 74 the\n"
-    "standard output takes nothing; 75 refused for now, or still running; 76 not understood;\n"
-    "run --wait, exec and result: the exit code of what ran, 124 it timed out, 125 a signal "
-    "killed\n"
-    "it, or it was cancelled\n";
+constexpr const char* kHelp = R"(usage: gwctl [--json] [SOCKET] COMMAND [OPTION...] [OPERAND...]
+
+Speaks to the gatewayd that listens at SOCKET. Without it, that is what GATEWAYD_SOCKET says, else
+the user's own ($XDG_RUNTIME_DIR/gatewayd/gatewayd.sock) where there is one, else the system's
+(/run/gatewayd/gatewayd.sock).
+
+  run [OPTION...] SCRIPT   run a shell script ("-": read it from the standard input)
+      --wait               wait for its end
+      --timeout SECONDS    kill its shell after so long (60)
+      --description TEXT   what to call it in the status
+      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated
+      --secret             the service's secret as GATEWAY_SECRET in its environment
+      --chroot DIRECTORY   its root directory
+      --cgroup GROUP       a control group, as cgexec takes it; may be repeated
+  exec [OPTION...] [--] PATH [ARGUMENT...]
+                           run a program and print what it wrote; an absolute path, options
+                           of its own after "--": exec -- /bin/sh -c 'echo hello'
+      --timeout SECONDS    kill its process group after so long (60)
+      --description, --env as for run
+  result UUID              how a job ended, and what it wrote, asked for later
+  cancel UUID              kill a job that runs
+  settings                 show what may be set, and what is counted since the first start
+  set NAME VALUE           change a setting; it is on disk when this returns. The name
+                           secret stores a text enciphered; the value "-" reads it from
+                           the standard input, where nobody else can see it
+  status                   show how the service is
+  bind                     bind to the service and stay bound, also when it is started
+                           again, until Ctrl-C is pressed; show what happens to the binding
+
+  --json                   print the service's lines as they are, one JSON object each
+  --                       what follows is no option
+  -h, --help               show this text
+  -V, --version            show the version
+
+exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 74 the standard
+output takes nothing; 75 refused for now, or still running; 76 not understood; run --wait, exec and
+result: the exit code of what ran, 124 it timed out, 125 a signal killed it, or it was cancelled
+)";
 
 using Command = int (*)(const gateway::Call& call);
 

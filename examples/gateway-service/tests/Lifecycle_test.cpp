@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 
 #include "helpers/environment.h"
@@ -180,6 +181,29 @@ TEST(Lifecycle, WithoutRootItStaysWhoItIs) {
         << process.errors();
     process.signal(SIGTERM);
     EXPECT_EQ(process.wait(), 0);
+}
+
+TEST(Lifecycle, TheShippedConfigurationServesAsItIs) {
+    const helpers::TempDir directory;
+    std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
+    const std::string where = directory.path().string();
+    const auto prepare = [&directory] {
+        ::setenv("GATEWAYD_SOCKET", directory.file("run/g.sock").c_str(), 1);
+    };
+    Launch launch{where, gatewaydProgram(), {GATEWAYD_CONFIGURATION}};
+    launch.prepare = prepare;
+    Process service(launch);
+    Launch ask{where, controlProgram(), {"status"}};
+    ask.prepare = prepare;
+    std::string status;
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        status = runProgram(ask).output;
+        return !service.running() || !status.empty();
+    }));
+    EXPECT_NE(status.find("in service, health ok\n"), std::string::npos) << service.errors();
+    EXPECT_NE(status.find("\nsettings       ok\n"), std::string::npos) << status;
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.wait(), 0);
 }
 
 TEST(Lifecycle, AnUnknownUserIsAnError) {

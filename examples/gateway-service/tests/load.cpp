@@ -36,13 +36,12 @@ using vorn::common::executable::Executable;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr const char* kUsage =
-    "usage: gateway-load SECONDS GATEWAYD [PREFIX...]\n"
-    "\n"
-    "Starts GATEWAYD (behind PREFIX, an emulator), sets 64 clients on it for so long and prints "
-    "how\n"
-    "it went. Exit status 1 when a result was lost, doubled or wrong, an answer was not the right\n"
-    "one, descriptors were left open, or the service did not end well.\n";
+constexpr const char* kUsage = R"(usage: gateway-load SECONDS GATEWAYD [PREFIX...]
+
+Starts GATEWAYD (behind PREFIX, an emulator), sets 64 clients on it for so long and prints how it
+went. Exit status 1 when a result was lost, doubled or wrong, an answer was not the right one,
+descriptors were left open, or the service did not end well.
+)";
 
 const std::string kStatus = "{\"request\":\"status\"}";
 constexpr milliseconds kPatience(60000);
