@@ -112,9 +112,12 @@ void Service::onAccepting(bool possible) {
 }
 
 void Service::onStopSignal(std::uint64_t times) {
-    for (; times > 0; --times) {
-        commands_.post([this] { beginStop(); });
-    }
+    commands_.post([this, times] {
+        beginStop();
+        if (times > 1) {
+            beginStop();
+        }
+    });
 }
 
 void Service::onReloadSignal() {
