@@ -115,7 +115,7 @@ int main() {
     // Each output is larger than a pipe holds.
     run("seq 1 100000; seq 5 50005 >&2; exit 3", std::chrono::minutes(1));
     // What it leaves behind keeps both pipes open.
-    run("echo first; sleep 5 & exit 0", std::chrono::minutes(1));
+    run("echo first; sleep 150 & exit 0", std::chrono::minutes(1));
     // It never ends.
     run("echo waiting >&2; exec sleep 1000", std::chrono::seconds(2));
 }

@@ -145,6 +145,16 @@ TEST(Settings, NothingIsAcknowledgedThatIsNotStored) {
     EXPECT_EQ(member(settings(service), {"settings", "heartbeat"}), "40");
 }
 
+TEST(Settings, AMissingDirectoryIsToldAndHoldsUpNothingElse) {
+    RunningService service(R"(, "settings": "none/s.json")");
+    const Outcome outcome = service.control({"set", "heartbeat", "20"});
+    EXPECT_EQ(outcome.exitCode, 75);
+    EXPECT_NE(outcome.errors.find("No such file or directory"), std::string::npos);
+    EXPECT_TRUE(service.shows({"service", "health"}, "\"minor failure\""));
+    EXPECT_EQ(service.control({"exec", "/bin/true"}).exitCode, 0);
+    EXPECT_EQ(service.stop(), 0);
+}
+
 TEST(Settings, NothingIsAcknowledgedWithoutDescriptors) {
     if (helpers::kAddressSanitizer) {
         GTEST_SKIP() << "the sanitizer looks at memory through descriptors of its own";
