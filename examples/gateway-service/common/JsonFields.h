@@ -1,11 +1,12 @@
 #pragma once
 
-#include <vorn/common/lwjson/Deserializer.h>
 #include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 namespace gateway {
 

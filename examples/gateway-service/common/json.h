@@ -1,12 +1,13 @@
 #pragma once
 
-#include <vorn/common/Uuid.h>
-#include <vorn/common/lwjson/Deserializer.h>
-#include <vorn/common/lwjson/Serializer.h>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <vorn/common/Uuid.h>
+#include <vorn/common/lwjson/Deserializer.h>
+#include <vorn/common/lwjson/Serializer.h>
 
 namespace gateway {
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <vorn/common/thread/MessageThread.h>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -8,6 +7,8 @@
 #include <mutex>
 #include <string>
 #include <utility>
+
+#include <vorn/common/thread/MessageThread.h>
 
 #include "Log.h"
 

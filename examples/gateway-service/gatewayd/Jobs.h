@@ -1,9 +1,10 @@
 #pragma once
 
-#include <vorn/common/Uuid.h>
 #include <cstddef>
 #include <optional>
 #include <string>
+
+#include <vorn/common/Uuid.h>
 
 namespace gateway {
 

@@ -6,13 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <vorn/common/executable/Executable.h>
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <utility>
+
+#include <vorn/common/executable/Executable.h>
 
 #include "descriptors.h"
 

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <vorn/common/ThreadPool.h>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+
+#include <vorn/common/ThreadPool.h>
 
 #include "Jobs.h"
 #include "Request.h"

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <vorn/common/ScriptExecutor.h>
-#include <vorn/common/time/SecondsDuration.h>
 #include <chrono>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include <vorn/common/ScriptExecutor.h>
+#include <vorn/common/time/SecondsDuration.h>
 
 namespace gateway {
 

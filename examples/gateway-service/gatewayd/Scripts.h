@@ -1,6 +1,5 @@
 #pragma once
 
-#include <vorn/common/ScriptExecutor.h>
 #include <functional>
 #include <map>
 #include <memory>
@@ -8,6 +7,8 @@
 #include <set>
 #include <string>
 #include <vector>
+
+#include <vorn/common/ScriptExecutor.h>
 
 #include "Jobs.h"
 #include "Request.h"

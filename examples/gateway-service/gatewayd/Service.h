@@ -1,10 +1,11 @@
 #pragma once
 
-#include <vorn/common/time/ClockAlignedTimer.h>
-#include <vorn/common/time/Timer.h>
 #include <chrono>
 #include <optional>
 #include <string>
+
+#include <vorn/common/time/ClockAlignedTimer.h>
+#include <vorn/common/time/Timer.h>
 
 #include "Bindings.h"
 #include "CommandThread.h"

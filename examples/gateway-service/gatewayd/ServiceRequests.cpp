@@ -1,4 +1,6 @@
 // What the service does with each request; the rest of it is in Service.cpp.
+#include "Service.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,7 +10,6 @@
 
 #include "JsonFields.h"
 #include "Log.h"
-#include "Service.h"
 #include "answers.h"
 
 namespace gateway {

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <vorn/common/BinderClient.h>
-#include <vorn/common/settings/JsonSettings.h>
 #include <cstdint>
 #include <string>
 #include <utility>
+
+#include <vorn/common/BinderClient.h>
+#include <vorn/common/settings/JsonSettings.h>
 
 namespace gateway {
 

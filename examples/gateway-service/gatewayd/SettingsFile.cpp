@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <vorn/common/fs/tools.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -13,6 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <utility>
+
+#include <vorn/common/fs/tools.h>
 
 #include "Log.h"
 #include "descriptors.h"

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <vorn/common/stream/StreamableHandler.h>
-#include <vorn/common/time/Timer.h>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <vorn/common/stream/StreamableHandler.h>
+#include <vorn/common/time/Timer.h>
 
 #include "Settings.h"
 #include "sockets.h"

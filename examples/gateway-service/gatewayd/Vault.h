@@ -1,15 +1,16 @@
 #pragma once
 
-#include <vorn/common/DynamicLibrary.h>
-#include <vorn/common/IPlugin.h>
-#include <vorn/common/SecureString.h>
-#include <vorn/common/cipher/CipherProxy.h>
 #include <map>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include <vorn/common/DynamicLibrary.h>
+#include <vorn/common/IPlugin.h>
+#include <vorn/common/SecureString.h>
+#include <vorn/common/cipher/CipherProxy.h>
 
 namespace gateway {
 

@@ -1,14 +1,15 @@
 #pragma once
 
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+
 #include <vorn/common/Binder.h>
 #include <vorn/common/Uuid.h>
 #include <vorn/common/communication/CommunicationStatus.h>
 #include <vorn/common/service/ServiceStatus.h>
 #include <vorn/common/time/UnixTime.h>
-#include <cstdint>
-#include <deque>
-#include <map>
-#include <string>
 
 #include "Jobs.h"
 #include "Server.h"

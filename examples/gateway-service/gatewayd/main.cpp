@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <vorn/common/service/ProcessAttributes.h>
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -14,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+
+#include <vorn/common/service/ProcessAttributes.h>
 
 #include "Configuration.h"
 #include "Log.h"

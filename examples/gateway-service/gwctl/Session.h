@@ -1,11 +1,12 @@
 #pragma once
 
-#include <vorn/common/lwjson/Deserializer.h>
 #include <chrono>
 #include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 #include "LineBuffer.h"
 #include "descriptors.h"

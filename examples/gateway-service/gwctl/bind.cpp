@@ -1,12 +1,13 @@
 #include <poll.h>
 
-#include <vorn/common/BinderProxy.h>
-#include <vorn/common/time/UnixTime.h>
 #include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <optional>
 #include <utility>
+
+#include <vorn/common/BinderProxy.h>
+#include <vorn/common/time/UnixTime.h>
 
 #include "commands.h"
 #include "json.h"

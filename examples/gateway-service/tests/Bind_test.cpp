@@ -1,11 +1,11 @@
 // Bindings, by hand and with gwctl bind.
 
-#include <gtest/gtest.h>
-
 #include <sys/socket.h>
 
 #include <csignal>
 #include <memory>
+
+#include <gtest/gtest.h>
 
 #include "helpers/wait_until.h"
 #include "programs.h"

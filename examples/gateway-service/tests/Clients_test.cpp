@@ -1,13 +1,13 @@
 // Clients that misbehave harm nobody else.
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"

@@ -1,9 +1,8 @@
-#include "Configuration.h"
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
+#include "Configuration.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
 

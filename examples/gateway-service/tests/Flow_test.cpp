@@ -1,10 +1,11 @@
 // The flow of the demo and of the README, through both programs.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdlib>
+
+#include <gtest/gtest.h>
 
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"

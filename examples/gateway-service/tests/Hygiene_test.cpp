@@ -1,7 +1,6 @@
 // What the service does not take over from whoever starts it, and does not hand on.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -11,6 +10,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
+
+#include <gtest/gtest.h>
 
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"

@@ -1,12 +1,13 @@
 // Starting and ending the service.
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"

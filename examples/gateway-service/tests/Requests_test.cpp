@@ -1,8 +1,8 @@
 // Requests that are wrong, on a service that goes on.
 
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "programs.h"
 

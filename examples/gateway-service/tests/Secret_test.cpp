@@ -1,8 +1,8 @@
 // The secret setting, enciphered by a plug-in.
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "programs.h"
 

@@ -1,11 +1,11 @@
-#include "SettingsFile.h"
-
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <new>
 
+#include <gtest/gtest.h>
+
+#include "SettingsFile.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
 

@@ -1,7 +1,5 @@
 // Settings and counters that survive whatever happens to the service.
 
-#include <gtest/gtest.h>
-
 #include <sys/mount.h>
 #include <sys/resource.h>
 
@@ -9,6 +7,8 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+
+#include <gtest/gtest.h>
 
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"

@@ -4,8 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <vorn/common/executable/Executable.h>
-#include <vorn/common/fs/TemporaryDirectory.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -20,6 +18,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <vorn/common/executable/Executable.h>
+#include <vorn/common/fs/TemporaryDirectory.h>
 
 #include "Session.h"
 #include "json.h"

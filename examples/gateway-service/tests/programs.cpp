@@ -1,7 +1,6 @@
 #include "programs.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -12,6 +11,8 @@
 #include <csignal>
 #include <filesystem>
 #include <system_error>
+
+#include <gtest/gtest.h>
 
 #include "helpers/wait_until.h"
 #include "sockets.h"

@@ -2,12 +2,13 @@
 
 #include <sys/types.h>
 
-#include <vorn/common/lwjson/Deserializer.h>
 #include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <vorn/common/lwjson/Deserializer.h>
 
 #include "LineBuffer.h"
 #include "descriptors.h"

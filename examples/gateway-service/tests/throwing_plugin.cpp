@@ -1,8 +1,9 @@
 // A plug-in whose cipher "secretbox" throws something else each time.
-#include <vorn/common/IPlugin.h>
 #include <memory>
 #include <new>
 #include <stdexcept>
+
+#include <vorn/common/IPlugin.h>
 
 namespace {
 
