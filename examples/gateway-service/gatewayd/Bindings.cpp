@@ -1,9 +1,10 @@
 #include "Bindings.h"
 
-#include <vorn/common/time/UnixTime.h>
 #include <algorithm>
 #include <memory>
 #include <utility>
+
+#include <vorn/common/time/UnixTime.h>
 
 namespace gateway {
 

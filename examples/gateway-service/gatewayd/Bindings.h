@@ -1,10 +1,11 @@
 #pragma once
 
-#include <vorn/common/BinderAdaptor.h>
-#include <vorn/common/BinderDb.h>
 #include <functional>
 #include <map>
 #include <string>
+
+#include <vorn/common/BinderAdaptor.h>
+#include <vorn/common/BinderDb.h>
 
 #include "Server.h"
 #include "SettingsFile.h"

@@ -1,5 +1,11 @@
 // Programs whose output comes back, and the timers beside them.
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include "helpers/environment.h"
@@ -11,6 +17,16 @@ namespace gateway_tests {
 namespace {
 
 const std::string kStatus = "{\"request\":\"status\"}";
+
+// Sanitizers and emulators need some themselves.
+constexpr std::size_t kMuchMemory = std::size_t{helpers::kSlow ? 1024U : 128U} << 20U;
+
+// The most memory that a process has ever had, in bytes.
+std::size_t peakMemory(pid_t process) {
+    const std::string status = helpers::contentOf("/proc/" + std::to_string(process) + "/status");
+    const std::size_t place = status.find("VmHWM:");
+    return place == std::string::npos ? 0 : std::stoul(status.substr(place + 6)) * 1024;
+}
 
 }  // namespace
 
@@ -57,14 +73,53 @@ TEST(Programs, LongOutputIsCutAndSaysSo) {
     EXPECT_EQ(member(result, {"output"}).size(), 32768U * 6 + 2);
 }
 
-TEST(Programs, OneThatKeepsItsOutputOpenHoldsUpNobodyElse) {
+TEST(Programs, BothOutputsAreTakenAtOnceHoweverMuchTheyAre) {
     RunningService service;
-    RawClient slow = service.connect();
-    slow.ask(R"({"request":"exec","timeout":60,"program":["/bin/sh","-c",)"
-             R"("(while ! test -e go; do sleep 0.05; done; echo late) & exit 0"]})");
+    RawClient client = service.connect();
+    client.ask(
+        R"({"request":"exec","timeout":60,"program":["/bin/sh","-c",)"
+        R"("head -c 1000000 /dev/zero >&2; head -c 1000000 /dev/zero; head -c 9 /dev/zero >&2; exit 2"]})");
+    const std::string result = client.line();
+    EXPECT_EQ(member(result, {"exitCode"}), "2");
+    EXPECT_EQ(member(result, {"cut"}), "true");
+    EXPECT_EQ(member(result, {"output"}).size(), 32768U * 6 + 2);
+    EXPECT_EQ(member(result, {"errors"}).size(), 32768U * 6 + 2);
+}
+
+TEST(Programs, OneThatWritesWithoutEndTakesNoMemory) {
+    RunningService service;
+    const Outcome outcome = service.control({"exec", "--timeout", "2", "/usr/bin/yes"});
+    EXPECT_EQ(outcome.exitCode, 124);
+    EXPECT_EQ(outcome.output.size(), 32768U);
+    EXPECT_LT(peakMemory(service.process().id()), kMuchMemory);
+}
+
+TEST(Programs, WhatItLeavesBehindHoldsUpNeitherItsEndNorItsPlace) {
+    RunningService service(R"(, "jobs": {"limit": 1})");
+    const auto start = std::chrono::steady_clock::now();
+    const Outcome outcome =
+        service.control({"exec", "--", "/bin/sh", "-c", "yes & sleep 100 & echo $! >&2; exit 4"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_TRUE(service.shows({"jobs", "running"}, "[]"));
     EXPECT_EQ(service.control({"exec", "/bin/true"}).exitCode, 0);
-    service.directory().write("go", "");
-    EXPECT_EQ(member(slow.line(), {"output"}), "\"late\\n\"");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_LT(peakMemory(service.process().id()), kMuchMemory);
+    // Nobody else ends what was left behind: it is in the group of the one that has told its id.
+    const pid_t left = std::stoi(outcome.errors);
+    const pid_t group = ::getpgid(left);
+    ASSERT_GT(group, 1);
+    ASSERT_NE(group, ::getpgrp());
+    EXPECT_EQ(::kill(-group, SIGKILL), 0);
+}
+
+TEST(Programs, WhatItLeavesBehindDelaysNoTimeOut) {
+    RunningService service;
+    const auto start = std::chrono::steady_clock::now();
+    const Outcome outcome = service.control({"exec", "--timeout", "1", "--", "/bin/sh", "-c",
+                                             "setsid sleep 40 & echo before; exec sleep 600"});
+    EXPECT_EQ(outcome.exitCode, 124);
+    EXPECT_EQ(outcome.output, "before\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST(Programs, RefusalsSayWhy) {
@@ -103,20 +158,30 @@ TEST(Timers, ReportsAreMadeWhenTheClockIsRound) {
     })) << service.process().errors();
 }
 
-TEST(FileCheck, FilesAreReadAgainAndAgainAndAChangeIsAWarning) {
-    const helpers::TempDir plugins;
-    const std::string file = plugins.write("plugins.json", R"({"plugins": []})");
-    RunningService service(R"(, "maintenance": {"share": 50}, "plugins": ")" + file + R"(")");
+TEST(Scripts, ShortOnesDoNotWaitBehindLongOnes) {
+    RunningService service(R"(, "jobs": {"limit": 44})");
     RawClient client = service.connect();
-    EXPECT_TRUE(helpers::waitUntil(
-        [&] { return std::stoi(member(client.ask(kStatus), {"checkRounds"})) >= 2; }));
-    EXPECT_EQ(member(client.ask(kStatus), {"service", "health"}), "\"ok\"");
-    plugins.write("plugins.json", R"({"plugins": [ ]})");
-    EXPECT_TRUE(helpers::waitUntil([&] {
-        return member(client.ask(kStatus), {"service", "health"}) == "\"warning\"";
-    }));
-    EXPECT_NE(service.process().errors().find("plugins.json\" has changed"), std::string::npos);
-    EXPECT_EQ(service.stop(), 0);
+    client.ask(R"({"request":"set","name":"jobLimit","value":44})");
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(member(client.ask(R"({"request":"run","timeout":8,"script":"exec sleep 600"})"),
+                         {"answer"}),
+                  "\"accepted\"");
+    }
+    auto shortest = std::chrono::steady_clock::duration::max();
+    RawClient other = service.connect();
+    for (int i = 0; i < 5; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        other.ask(R"({"request":"run","timeout":60,"script":"exit 3"})");
+        EXPECT_EQ(member(other.line(), {"exitCode"}), "3");
+        shortest = std::min(shortest, std::chrono::steady_clock::now() - start);
+    }
+    EXPECT_LT(shortest, std::chrono::milliseconds(helpers::kSlow ? 3000 : 500));
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(member(client.line(), {"result"}), "\"timeout\"");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
+        << "time-outs are told when they are due";
 }
 
 }  // namespace gateway_tests
