@@ -7,6 +7,7 @@ function(gateway_library name)
     list(TRANSFORM ARGN PREPEND "${gateway_root}/" OUTPUT_VARIABLE sources)
     add_library(${name} STATIC EXCLUDE_FROM_ALL ${sources})
     target_link_libraries(${name} PUBLIC vorn::gw-common)
+    vorn_parse_headers_once(${name})
     vorn_warnings(${name})
 endfunction()
 
