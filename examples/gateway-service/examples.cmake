@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The whole flow: the service gatewayd, its client gwctl, and their tests.
 set(gateway_root "${CMAKE_CURRENT_SOURCE_DIR}/gateway-service")
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Takes both outputs of a program while it runs: however much it writes and whatever it leaves
 // behind, it costs no more memory than was meant and no more time than its limit.
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/exchangeFiles.h"
 
 #include <fcntl.h>

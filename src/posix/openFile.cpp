@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/openFile.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <atomic>
@@ -19,8 +20,8 @@ struct CallErrors {
 };
 
 /// The calls that fail. Missing are those that cannot fail with good arguments, and the errors that
-/// say what would not be true: close fails, but has closed the descriptor; ESRCH and ECHILD mean that
-/// there is no such process.
+/// say what would not be true: close fails, but has closed the descriptor; ESRCH and ECHILD mean
+/// that there is no such process.
 const std::vector<CallErrors>& callErrors();
 
 /// Lets one call of this process and of its children fail.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What must hold while several threads enter and leave at once.
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "JsonFields.h"
 
 #include <charconv>

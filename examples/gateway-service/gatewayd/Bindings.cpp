@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Bindings.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Programs.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Scripts.h"
 
 #include <sys/syscall.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the service does with each request; the rest of it is in Service.cpp.
 #include "Service.h"
 

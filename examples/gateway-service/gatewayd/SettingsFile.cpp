@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SettingsFile.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The commands that run something, and those about what runs.
 #include <iostream>
 #include <iterator>

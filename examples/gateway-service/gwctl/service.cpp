@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The commands that show how the service is and what is set, and the one that sets it.
 #include <charconv>
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Bindings, by hand and with gwctl bind.
 
 #include <sys/socket.h>

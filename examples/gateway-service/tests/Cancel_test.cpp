@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Jobs whose end somebody asks for, and ends that are asked for later.
 
 #include <gtest/gtest.h>

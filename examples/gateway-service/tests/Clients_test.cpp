@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Clients that misbehave harm nobody else.
 
 #include <atomic>

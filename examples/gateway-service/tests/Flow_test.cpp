@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The flow of the demo and of the README, through both programs.
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the service does not take over from whoever starts it, and does not hand on.
 
 #include <fcntl.h>

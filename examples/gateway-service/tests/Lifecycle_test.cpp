@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Starting and ending the service.
 
 #include <sys/socket.h>

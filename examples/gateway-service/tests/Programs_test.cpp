@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Programs whose output comes back, and the timers beside them.
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Requests that are wrong, on a service that goes on.
 
 #include <string>

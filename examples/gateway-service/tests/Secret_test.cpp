@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The secret setting, enciphered by a plug-in.
 
 #include <filesystem>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Settings and counters that survive whatever happens to the service.
 
 #include <sys/mount.h>

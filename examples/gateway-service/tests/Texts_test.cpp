@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What is read and written as text: JSON, lines, requests, command lines.
 
 #include <gtest/gtest.h>

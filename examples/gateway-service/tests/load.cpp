@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A load on a gatewayd of its own: clients of every kind at once, whose answers and results are
 // all checked and timed. See kUsage.
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A plug-in whose cipher "secretbox" throws something else each time.
 #include <memory>
 #include <new>
