@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Starting a program, collecting its output, waiting for its end. The arguments of StartAndCollect
 // are the memory that the service has touched before, in MiB (a plain fork copies its page tables),
 // and the descriptors that it holds.

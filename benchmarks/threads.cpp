@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Pools: batches from submission to the end of their last task, by one producer and by two, of
 // tasks of no work and of 10 microseconds; and one task there and back, on all processors and on
 // one.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Locks: taken and released by one thread alone, in and under another lock, and by two at once.
 
 #include <mutex>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Messages: one way from sender to handler, and streams of one sender and of two.
 
 #include <atomic>

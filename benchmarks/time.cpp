@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Timers: how late a call comes, how far 500 periods drift, and what arming costs.
 
 #include <algorithm>

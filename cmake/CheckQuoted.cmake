@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The file `example` must stand in `document`, letter for letter.
 file(READ "${example}" code)
 file(READ "${document}" text)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Runs `program` (a list: emulator, path) and compares its output with the file `expected`, when
 # there is one.
 execute_process(COMMAND ${program} RESULT_VARIABLE result OUTPUT_VARIABLE output)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # 64-bit atomics are library calls on lesser 32-bit cores.
 include(CheckCXXSourceCompiles)
 set(vorn_atomic_test "

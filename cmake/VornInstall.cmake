@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Two components: Runtime (what an image ships) and Development (what a service is built with).
 include(CMakePackageConfigHelpers)
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Everything a builder can choose. As a subproject only the library itself is built.
 option(VORN_GW_COMMON_SHARED "Build the shared library (OFF: a static one)" ON)
 option(VORN_GW_COMMON_INSTALL "Create install rules" ${PROJECT_IS_TOP_LEVEL})

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # One value for the whole build tree: library, tests and examples must agree.
 if(VORN_GW_COMMON_SANITIZE)
     add_compile_options(-fsanitize=${VORN_GW_COMMON_SANITIZE} -fno-sanitize-recover=all

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 find_package(GTest REQUIRED)
 include(GoogleTest)
 

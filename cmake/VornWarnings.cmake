@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # vorn_warnings(TARGET): the warning set of our own code. Errors only on request, because users
 # build with newer compilers than ours.
 function(vorn_warnings target)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/BinaryDeserializer.h"
 
 #include <algorithm>

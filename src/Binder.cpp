@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/Binder.h"
 
 #include <vorn/common/time/now.h>

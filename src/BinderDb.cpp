@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/BinderDb.h"
 
 #include <string_view>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/Crc16Computer.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/RecursiveSharedMutex.h"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/TypedArgs.h"
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pluginConfiguration.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Debian's cross compiler with its multiarch packages. Tests run through qemu-arm without -L:
 # the multiarch loader and libraries are found at their ordinary places.
 set(CMAKE_SYSTEM_NAME Linux)

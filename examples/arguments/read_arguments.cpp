@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads a service's arguments from JSON into typed values.
 
 #include <iostream>

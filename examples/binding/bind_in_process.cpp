@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A client binds to a server in the same process: the smallest transport calls the other end's
 // functions. Between processes the two calls would be messages.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Keeps what a service tells about its device, under the uuid of the owner.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Keeps a server's clients list as two texts. The reader takes the last character off every piece
 // that a '|' follows, so a store for several clients adds one to each piece but the last.
 

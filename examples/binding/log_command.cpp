@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Logs the way of a command to a device in the services' own words.
 
 #include <iostream>

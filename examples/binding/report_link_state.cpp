@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Follows a link and reports it only when something changed.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Two services whose clocks differ agree on a deadline through the time base of the server.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Two users of one device exclude each other by a lock file; in the field they are two processes.
 #include <chrono>
 #include <iostream>

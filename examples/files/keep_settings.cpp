@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A service's settings: loaded at start-up, changed in memory, written back lazily with a backup.
 #include <filesystem>
 #include <iostream>

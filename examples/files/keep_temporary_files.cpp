@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Prepares a report in a temporary file and keeps it only when it is complete.
 #include <filesystem>
 #include <fstream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads a list of hosts line by line, stores it sorted, and puts the new list in place in one step.
 #include <algorithm>
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // One process produces a file, another waits for it; neither ever sees half of it.
 #include <sys/wait.h>
 #include <unistd.h>

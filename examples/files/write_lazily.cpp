@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A counter that is written to a stream of the caller's, driven by hand instead of by a manager.
 #include <chrono>
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Base64 of both kinds, URL encoding, byte-order marks, and splitting at unescaped commas.
 #include <algorithm>
 #include <iostream>

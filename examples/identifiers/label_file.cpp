@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Labels a content with its SHA-1 digest, cut to what a fixed field of a device's record holds.
 
 #include <cstdint>

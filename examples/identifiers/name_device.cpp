@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Gives a device an identifier that is the same after every restart, and reads one from a request.
 #include <iostream>
 #include <stdexcept>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Keeps a record as bytes behind a check sum, and reads it back.
 #include <iomanip>
 #include <iostream>

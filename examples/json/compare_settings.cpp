@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Tells what changed between two settings texts, whatever the order of their members.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads a settings text: required and optional members, defaults, lists, and what a mistake says.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Writes an object with a list and an object inside, once for people and once for a wire.
 
 #include <iostream>

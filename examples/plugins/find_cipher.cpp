@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Finds ciphers by library and name. The library is loaded once, at the first question, and stays.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The smallest plug-in: an object, and the entry point that makes it.
 
 #include "greeter.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Keeps a password enciphered in memory. The cipher here is a toy; real ones come from a plug-in,
 // through cipher::getCipherFromLib.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Loads every plug-in of a configuration file; the bad ones are reported and left out.
 
 #include <iostream>

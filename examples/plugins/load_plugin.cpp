@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Loads one plug-in and uses it through an interface of the program's own.
 
 #include <iostream>

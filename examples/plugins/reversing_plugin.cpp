@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A plug-in with one cipher, "reverse": no protection at all, but short. See secretbox_plugin.cpp
 // for one of real use.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A plug-in with one cipher, "secretbox": authenticated encryption with a secret key (XSalsa20 and
 // Poly1305, libsodium's crypto_secretbox). Its argument "keyFile" names a file with the key, 64
 // hexadecimal digits; in a plug-in file:

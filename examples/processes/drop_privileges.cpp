@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Turns a root process into an unprivileged user that may still bind to low ports. Without root it
 // shows how the refusal looks.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Becomes another program, as the last act of a launcher.
 #include <iostream>
 

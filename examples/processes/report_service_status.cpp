@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reports what a service is doing and how well, as text and as JSON.
 
 #include <iostream>

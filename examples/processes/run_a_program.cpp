@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs a program, captures what it prints, and stops it when it takes too long.
 #include <chrono>
 #include <iostream>

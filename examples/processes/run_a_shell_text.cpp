@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs a shell text with background jobs in a process group of its own: the script ends when they
 // have ended, and a time-out would stop them too. Its last line keeps the exit status of the
 // command before it, which would otherwise be lost.

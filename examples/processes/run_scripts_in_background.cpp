@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Queues scripts for a background executor and hears how they went.
 #include <condition_variable>
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs programs under identifiers, at most three at once, and hears of their ends.
 #include <future>
 #include <iostream>

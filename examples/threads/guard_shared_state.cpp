@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads a cache and, when it is stale, upgrades the reader's lock to refresh it.
 
 #include <iostream>

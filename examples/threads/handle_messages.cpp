@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Counts events on a message thread: the counter belongs to the handler, so it needs no lock.
 
 #include <future>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Writes settings that other threads read without a pause: the writer gets its turn all the same.
 
 #include <atomic>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Works for a while with a quarter of one core, resting at most 50 ms at a time.
 
 #include <chrono>

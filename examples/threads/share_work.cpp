@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Shares work among a pool's threads and waits until all of it is done.
 
 #include <atomic>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs a function on a thread and waits for it, at most so long at a time.
 #include <future>
 #include <iostream>

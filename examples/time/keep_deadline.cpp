@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Instants as text, a deadline that is moved, and a wait that ends at it.
 #include <chrono>
 #include <condition_variable>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Sends three heartbeats, 20 ms apart, then doubles the rate for two more.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Tells when a report every quarter of an hour comes next, and runs one every 50 ms for real.
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs something once, at an instant of the wall clock one second ahead.
 
 #include <iostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/cipher/CipherProxy.h"
 
 #include <utility>

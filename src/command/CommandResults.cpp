@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/command/CommandResults.h"
 
 #include "internal/EnumTexts.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/conv/ConnectorType.h"
 
 #include "internal/EnumTexts.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/encoding/Base64.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoding/uuidBase64.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/exechelper/exec.h"
 
 #include "posix/ExecImage.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/executable/Script.h"
 
 namespace vorn::common::executable {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "internal/assert.h"
 
 #include <cstdio>

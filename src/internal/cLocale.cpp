@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "internal/cLocale.h"
 
 #include "internal/assert.h"

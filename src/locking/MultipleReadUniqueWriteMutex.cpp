@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/locking/MultipleReadUniqueWriteMutex.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "lwjson/scientific.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/Child.h"
 
 #include <poll.h>

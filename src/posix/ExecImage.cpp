@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/ExecImage.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/SideFile.h"
 
 #include <fcntl.h>

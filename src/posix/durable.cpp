@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/durable.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/errorText.h"
 
 #include <cstring>

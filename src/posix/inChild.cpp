@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Everything in this file runs in the child, between its creation (startChild.cpp) and execve, on a
 // small stack, in the parent's memory, with all signals blocked and while other threads of the
 // parent hold locks. So: plain system calls with prepared arguments, and nothing else. No

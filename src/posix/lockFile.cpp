@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/lockFile.h"
 
 #include <fcntl.h>

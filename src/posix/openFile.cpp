@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/openFile.h"
 
 #include <fcntl.h>
@@ -51,6 +52,14 @@ Descriptor openFile(const std::string& path, int flags,
                     std::filesystem::perms permissions) noexcept {
     return Descriptor(
         retryOnEintr([&] { return ::open(path.c_str(), flags, modeBits(permissions)); }));
+}
+
+Descriptor openForReading(const std::string& path) noexcept {
+    return openFile(path, O_RDONLY | O_CLOEXEC);
+}
+
+Descriptor openOrCreate(const std::string& path, std::filesystem::perms permissions) noexcept {
+    return openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC, permissions);
 }
 
 bool setPermissions(int fd, std::filesystem::perms permissions) noexcept {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/readToEnd.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/startChild.h"
 
 #include <sched.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posix/writeInPlace.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/sched/CpuLoadIntervalRegulator.h"
 
 #include "sched/CpuLoad.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/sched/CpuTime.h"
 
 #include <unistd.h>

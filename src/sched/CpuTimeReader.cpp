@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sched/CpuTimeReader.h"
 
 #include <cerrno>

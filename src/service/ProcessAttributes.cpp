@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/service/ProcessAttributes.h"
 
 #include <grp.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/service/ServiceStatus.h"
 
 #include "internal/EnumTexts.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/thread/Message.h"
 
 namespace vorn::common::thread {

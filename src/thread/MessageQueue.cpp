@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "thread/MessageQueue.h"
 
 namespace vorn::common::internal {

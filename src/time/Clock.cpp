@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "time/Clock.h"
 
 #include "posix/ExactWakeUp.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "time/ClockAlignedTimerCore.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/time/SecondsDuration.h"
 
 #include <ostream>

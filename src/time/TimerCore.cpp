@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "time/TimerCore.h"
 
 #include <algorithm>

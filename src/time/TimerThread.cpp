@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "time/TimerThread.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "helpers/TempDir.h"
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "helpers/child.h"
 
 #include <sys/wait.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "identifiers/Uuid_statics.h"
 
 #include <cstdio>

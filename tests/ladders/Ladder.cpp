@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ladders/Ladder.h"
 
 #include <fcntl.h>

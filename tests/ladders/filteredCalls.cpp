@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/ioctl.h>

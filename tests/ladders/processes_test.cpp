@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <sys/capability.h>
 #include <sys/wait.h>
 #include <unistd.h>

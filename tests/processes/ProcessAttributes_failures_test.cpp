@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <linux/securebits.h>
 #include <sys/prctl.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "processes/kills.h"
 
 #include <sys/mman.h>

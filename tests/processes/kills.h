@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 /// No test of this program may signal process 0 or -1, i.e. a whole group or everything there is:

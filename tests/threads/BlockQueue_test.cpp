@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <deque>
 #include <memory>
 #include <random>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <future>
 #include <optional>
 #include <thread>

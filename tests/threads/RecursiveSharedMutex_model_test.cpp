@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The mutex against its plain form, step by step: one thread acts under many numbers, so that
 // whatever does not wait can be compared for all orders of operations.
 

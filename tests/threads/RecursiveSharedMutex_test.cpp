@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <mutex>
 #include <shared_mutex>
 #include <sstream>

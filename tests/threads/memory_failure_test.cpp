@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What holds when there is no memory left.
 
 #include <atomic>

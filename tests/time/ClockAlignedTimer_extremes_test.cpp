@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The boundaries of origins and instants that are up to 584 years apart.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <iomanip>
 #include <locale>
 #include <sstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <cfenv>
 #include <chrono>
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <cfenv>
 #include <random>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LineBuffer.h"
 
 namespace gateway {

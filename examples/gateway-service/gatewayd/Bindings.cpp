@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
 #include "Bindings.h"
 
-#include <vorn/common/time/UnixTime.h>
 #include <algorithm>
 #include <memory>
 #include <utility>
+
+#include <vorn/common/time/UnixTime.h>
 
 namespace gateway {
 

@@ -1,10 +1,12 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vorn/common/BinderAdaptor.h>
-#include <vorn/common/BinderDb.h>
 #include <functional>
 #include <map>
 #include <string>
+
+#include <vorn/common/BinderAdaptor.h>
+#include <vorn/common/BinderDb.h>
 
 #include "Server.h"
 #include "SettingsFile.h"

@@ -1,10 +1,17 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vorn/common/thread/MessageThread.h>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <utility>
+
+#include <vorn/common/thread/MessageThread.h>
+
+#include "Log.h"
 
 namespace gateway {
 
@@ -19,18 +26,57 @@ class CommandThread {
   public:
     using Command = std::function<void()>;
 
-    CommandThread();
-    ~CommandThread();
+    CommandThread()
+        : thread_(std::make_unique<vorn::common::thread::MessageThread>(
+              [this](const vorn::common::thread::Message& message) {
+                  if (message.msgClass() == kCommandClass && message.msgType() == kOneMore) {
+                      runNext();
+                  }
+              })) {
+        thread_->start();
+    }
+    ~CommandThread() { stop(); }
     CommandThread(const CommandThread&) = delete;
     CommandThread& operator=(const CommandThread&) = delete;
 
-    /// Queues a command, which must not throw. After `stop` commands are dropped.
-    void post(Command command);
+    /// Queues a command. One that throws goes no further, and the log says so. After `stop`
+    /// commands are dropped.
+    void post(Command command) {
+        const std::lock_guard lock(mutex_);
+        if (!stopped_) {
+            commands_.push_back(std::move(command));
+            thread_->sendMessage({kCommandClass, kOneMore});
+        }
+    }
+
     /// Lets the running command end and drops the others; returns when no command runs any more.
-    void stop();
+    void stop() {
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = true;
+        }
+        thread_.reset();
+    }
 
   private:
-    void runNext();
+    static constexpr unsigned kCommandClass = 1;
+    static constexpr unsigned kOneMore = 1;
+
+    void runNext() {
+        Command command;
+        {
+            const std::lock_guard lock(mutex_);
+            command = std::move(commands_.front());
+            commands_.pop_front();
+        }
+        try {
+            command();
+        } catch (const std::exception& failure) {
+            log::error(std::string("a command failed: ") + failure.what());
+        } catch (...) {
+            log::error("a command failed");
+        }
+    }
 
     std::mutex mutex_;
     std::deque<Command> commands_;  // guarded by mutex_

@@ -1,103 +1,100 @@
+// SPDX-License-Identifier: MIT
 #include "Configuration.h"
 
-#include <vorn/common/TypedArgs.h>
-#include <vorn/common/lwjson/Deserializer.h>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
+
+#include "JsonFields.h"
+#include "sockets.h"
 
 namespace gateway {
 
 namespace {
 
-using vorn::common::GetTypedArgHelper;
-using vorn::common::lwjson::Deserializer;
+constexpr unsigned kDay = 86400;
+constexpr unsigned kMostClients = 512;
 
-// Takes arguments out of the flat map, so that what is left over is what nobody knows.
-class Arguments {
-  public:
-    explicit Arguments(const Deserializer& document)
-        : arguments_(vorn::common::loadArgs(document)) {}
+void take(JsonFields& fields, const char* name, std::string& value) {
+    value = fields.optionalText(name).value_or(value);
+}
 
-    void take(const std::string& key, std::string& value) {
-        takeWith(key, [&](const std::string& text) {
-            value = GetTypedArgHelper<std::string>::get(text);
-        });
-    }
-
-    void take(const std::string& key, unsigned& value, unsigned least, unsigned most) {
-        takeWith(key, [&](const std::string& text) {
-            value = GetTypedArgHelper<unsigned>::get(text);
-            if (value < least || value > most) {
-                throw std::invalid_argument("from " + std::to_string(least) + " to " +
-                                            std::to_string(most) + " is possible");
-            }
-        });
-    }
-
-    void refuseOthers() const {
-        if (!arguments_.empty()) {
-            throw std::invalid_argument("unknown argument \"" + arguments_.begin()->first + "\"");
-        }
-    }
-
-  private:
-    template <class Take>
-    void takeWith(const std::string& key, Take take) {
-        const auto entry = arguments_.find(key);
-        if (entry == arguments_.end()) {
-            return;
-        }
-        try {
-            take(entry->second);
-        } catch (const std::invalid_argument& error) {
-            throw std::invalid_argument("\"" + key + "\": " + error.what());
-        }
-        arguments_.erase(entry);
-    }
-
-    vorn::common::Args arguments_;
-};
+void take(JsonFields& fields, const char* name, unsigned& value, unsigned least, unsigned most) {
+    value = fields.optionalNumber(name, least, most).value_or(value);
+}
 
 std::string contentOf(const std::string& path) {
+    errno = 0;
     std::ifstream file(path);
-    std::string content(std::istreambuf_iterator<char>(file), {});
-    if (!file) {
-        throw std::invalid_argument("cannot be read");
+    std::string content;
+    char block[4096];
+    do {
+        file.read(block, sizeof block);
+        content.append(block, static_cast<std::size_t>(file.gcount()));
+    } while (file);
+    if (!file.eof()) {
+        throw FieldError(std::string("cannot be read: ") + std::strerror(errno));
     }
     return content;
 }
 
+// Beside the socket and named like it, so that services that share nothing else share no settings;
+// where the system manager provides a directory for what must last, there.
+std::string settingsFor(const std::string& socket) {
+    std::filesystem::path path = socket;
+    path.replace_extension(".settings.json");
+    const char* directory = std::getenv("STATE_DIRECTORY");
+    return directory == nullptr ? path.string()
+                                : (std::filesystem::path(directory) / path.filename()).string();
+}
+
 Configuration parse(const std::string& text) {
-    const Deserializer document(text);
-    if (document.type() != Deserializer::MemberType::Object) {
-        throw std::invalid_argument("a JSON object is expected");
-    }
-    Arguments arguments(document);
+    JsonFields fields(text);
     Configuration configuration;
-    arguments.take("socket", configuration.socket);
-    arguments.take("settings", configuration.settings);
-    arguments.take("identity_user", configuration.user);
-    arguments.take("identity_group", configuration.group);
-    arguments.take("identity_capabilities", configuration.capabilities);
-    arguments.take("plugins", configuration.plugins);
-    arguments.take("jobs_limit", configuration.jobLimit, 1, 64);
-    arguments.take("jobs_longestTimeout", configuration.longestTimeout, 1, 86400);
-    arguments.take("clients_limit", configuration.clientLimit, 1, 512);
-    arguments.take("bindings_limit", configuration.bindingLimit, 0, 512);
-    arguments.take("report", configuration.report, 1, 86400);
-    arguments.take("maintenance_share", configuration.maintenanceShare, 0, 100);
-    arguments.refuseOthers();
+    take(fields, "socket", configuration.socket);
+    take(fields, "settings", configuration.settings);
+    take(fields, "plugins", configuration.plugins);
+    take(fields, "report", configuration.report, 1, kDay);
+    take(fields, "settingsDelay", configuration.settingsDelay, 1, kDay);
+    if (const auto name = fields.optionalText("log")) {
+        const auto level = log::levelFrom(*name);
+        if (!level) {
+            throw FieldError("\"log\": error, warning, info or debug is expected (found \"" +
+                             *name + "\")");
+        }
+        configuration.log = *level;
+    }
+    JsonFields identity = fields.object("identity");
+    take(identity, "user", configuration.user);
+    take(identity, "group", configuration.group);
+    take(identity, "capabilities", configuration.capabilities);
+    identity.finish();
+    JsonFields jobs = fields.object("jobs");
+    take(jobs, "limit", configuration.jobLimit, 1, 64);
+    take(jobs, "longestTimeout", configuration.longestTimeout, 1, kDay);
+    take(jobs, "stopTime", configuration.stopTime, 0, kDay);
+    jobs.finish();
+    JsonFields clients = fields.object("clients");
+    take(clients, "limit", configuration.clientLimit, 1, kMostClients);
+    configuration.clientsPerUser = configuration.clientLimit - configuration.clientLimit / 4;
+    take(clients, "perUser", configuration.clientsPerUser, 1, kMostClients);
+    take(clients, "idle", configuration.idle, 1, kDay);
+    clients.finish();
+    JsonFields bindings = fields.object("bindings");
+    take(bindings, "limit", configuration.bindingLimit, 0, kMostClients);
+    bindings.finish();
+    fields.finish();
     if (configuration.socket.empty()) {
-        throw std::invalid_argument("\"socket\" is missing");
+        configuration.socket = defaultSocket();
     }
     if (configuration.settings.empty()) {
-        configuration.settings =
-            std::filesystem::path(configuration.socket).replace_filename("settings.json").string();
+        configuration.settings = settingsFor(configuration.socket);
     }
     if (configuration.user.empty() != configuration.group.empty()) {
-        throw std::invalid_argument("an identity needs both \"user\" and \"group\"");
+        throw FieldError("\"identity\": both \"user\" and \"group\" are needed");
     }
     return configuration;
 }
@@ -107,9 +104,29 @@ Configuration parse(const std::string& text) {
 Configuration loadConfiguration(const std::string& path) {
     try {
         return parse(contentOf(path));
-    } catch (const std::exception& error) {
+    } catch (const FieldError& error) {
         throw std::runtime_error("configuration \"" + path + "\": " + error.what());
     }
+}
+
+std::string fixedDifferences(const Configuration& now, const Configuration& next) {
+    std::string names;
+    const auto compare = [&names](const char* name, const auto& one, const auto& other) {
+        if (one != other) {
+            names += (names.empty() ? "" : ", ") + std::string(name);
+        }
+    };
+    compare("socket", now.socket, next.socket);
+    compare("settings", now.settings, next.settings);
+    compare("identity.user", now.user, next.user);
+    compare("identity.group", now.group, next.group);
+    compare("identity.capabilities", now.capabilities, next.capabilities);
+    compare("plugins", now.plugins, next.plugins);
+    compare("jobs.limit", now.jobLimit, next.jobLimit);
+    compare("bindings.limit", now.bindingLimit, next.bindingLimit);
+    compare("report", now.report, next.report);
+    compare("settingsDelay", now.settingsDelay, next.settingsDelay);
+    return names;
 }
 
 }  // namespace gateway

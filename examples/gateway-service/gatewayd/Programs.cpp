@@ -1,85 +1,228 @@
+// SPDX-License-Identifier: MIT
 #include "Programs.h"
 
-#include <memory>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <utility>
+
+#include <vorn/common/executable/Executable.h>
+
+#include "descriptors.h"
 
 namespace gateway {
 
 using vorn::common::Uuid;
 using vorn::common::executable::Executable;
-using vorn::common::executable::ExecutableHolder;
-using vorn::common::executable::IExecutable;
 
 namespace {
 
-// Lets a reader keep the executable when the manager gives up its own.
-class SharedExecutable : public IExecutable {
-  public:
-    explicit SharedExecutable(std::shared_ptr<Executable> executable)
-        : executable_(std::move(executable)) {}
+using Clock = std::chrono::steady_clock;
 
-    void execAsync(const std::function<void(const IExecutable&)>& onDone) override {
-        executable_->execAsync(onDone);
+// How often a process is looked at where the kernel cannot wake a poll at its end (before 5.3).
+constexpr std::chrono::milliseconds kLook(50);
+// How long a killed process is waited for before its end is told: one that waits for a device
+// cannot be killed.
+constexpr std::chrono::seconds kKillTime(1);
+
+/// One of a program's outputs, as it comes.
+class Capture {
+  public:
+    explicit Capture(int pipe) : pipe_(pipe) {}
+
+    [[nodiscard]] pollfd polled() const { return {pipe_, POLLIN, 0}; }
+
+    /// Takes one block. At the end of the output nothing is polled any more.
+    void take() {
+        std::array<char, 16384> block;
+        const ssize_t count = ::read(pipe_, block.data(), block.size());
+        if (count > 0) {
+            const auto size = static_cast<std::size_t>(count);
+            const std::size_t room = kMostOutput - output_.text.size();
+            output_.text.append(block.data(), std::min(size, room));
+            output_.cut = output_.cut || size > room;
+            bytes_ += size;
+        } else if (count == 0 || errno != EINTR) {
+            pipe_ = -1;
+        }
     }
-    void execSync() override { executable_->execSync(); }
-    [[nodiscard]] Status getStatus() const override { return executable_->getStatus(); }
-    [[nodiscard]] std::optional<std::int32_t> getExitCode() const override {
-        return executable_->getExitCode();
+
+    /// Takes what stands in the pipe now, and not what somebody goes on writing into it.
+    void takeRest() {
+        int waiting = 0;
+        if (pipe_ >= 0 && ::ioctl(pipe_, FIONREAD, &waiting) == 0) {
+            const std::size_t end = bytes_ + static_cast<std::size_t>(waiting);
+            while (pipe_ >= 0 && bytes_ < end) {
+                take();
+            }
+        }
     }
-    [[nodiscard]] std::optional<std::string> readFromStdOut() const override {
-        return executable_->readFromStdOut();
-    }
-    [[nodiscard]] std::optional<std::string> readFromStdErr() const override {
-        return executable_->readFromStdErr();
-    }
+
+    [[nodiscard]] Output output() && { return std::move(output_); }
 
   private:
-    std::shared_ptr<Executable> executable_;
+    int pipe_;
+    Output output_;
+    std::size_t bytes_ = 0;
 };
-
-std::string bounded(std::string text, bool& cut) {
-    if (text.size() > Programs::kMostOutput) {
-        text.resize(Programs::kMostOutput);
-        cut = true;
-    }
-    return text;
-}
-
-ProgramEnd endOf(const Uuid& uuid, const Executable& executable) {
-    ProgramEnd end;
-    end.uuid = uuid;
-    end.timedOut = executable.getStatus() == Executable::TimedOut;
-    end.exitCode = executable.getExitCode();
-    end.output = bounded(executable.readFromStdOut().value_or(""), end.cut);
-    end.errors = bounded(executable.readFromStdErr().value_or(""), end.cut);
-    return end;
-}
 
 }  // namespace
 
-Programs::Programs(unsigned most, std::function<void(const ProgramEnd&)> onEnd)
-    : onEnd_(std::move(onEnd)), readers_(most), manager_(most) {}
+/// A program's process. The thread that follows it is the only one that signals and reaps it.
+class Programs::Running {
+  public:
+    explicit Running(const ExecRequest& request)
+        : uuid(request.uuid), deadline_(Clock::now() + request.timeout) {
+        Executable::Params params;
+        params.environment = request.environment;
+        params.ownProcessGroup = true;
+        process_ = Executable::prepareEnvAndExec(request.program, pipes_, params);
+        pipes_->closeWriting();
+        descriptor_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process_, 0)));
+    }
+
+    /// Wakes `waitForEnd`. From any thread.
+    void stop() { stop_.set(); }
+
+    /// Takes the outputs until the process has ended, must end, or is asked to; a process that has
+    /// not ended by then is killed with its group. Does not reap it.
+    JobEnd waitForEnd() {
+        Capture out(pipes_->out[0]);
+        Capture err(pipes_->err[0]);
+        JobEnd end;
+        end.uuid = uuid;
+        while (!hasEnded()) {
+            if (stop_.clear() != 0) {
+                end.how = JobEnd::How::Cancelled;
+            } else if (Clock::now() >= deadline_) {
+                end.how = JobEnd::How::TimedOut;
+            } else {
+                takeOnce(out, err, deadline_);
+                continue;
+            }
+            kill();
+            const auto latest = Clock::now() + kKillTime;
+            while (!hasEnded() && Clock::now() < latest) {
+                takeOnce(out, err, latest);
+            }
+            break;
+        }
+        out.takeRest();
+        err.takeRest();
+        if (end.how == JobEnd::How::Exited && killed_) {
+            end.how = JobEnd::How::Killed;
+        } else if (end.how == JobEnd::How::Exited) {
+            end.exitCode = exitCode_;
+        }
+        end.output = std::move(out).output();
+        end.errors = std::move(err).output();
+        return end;
+    }
+
+    /// Kills it with its group, whatever holds.
+    void kill() const { ::kill(-process_, SIGKILL); }
+
+    /// Gives its number back to the system. Waits for a process that has been killed.
+    void reap() {
+        while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+
+    const Uuid uuid;
+
+  private:
+    // WNOWAIT: as long as it is not reaped, its number cannot become that of another process.
+    bool hasEnded() {
+        siginfo_t info{};
+        if (::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) != 0) {
+            return errno != EINTR;
+        }
+        exitCode_ = info.si_status;
+        killed_ = info.si_code != CLD_EXITED;
+        return info.si_pid == process_;
+    }
+
+    void takeOnce(Capture& out, Capture& err, Clock::time_point latest) const {
+        pollfd polled[] = {
+            out.polled(), err.polled(), {stop_.get(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}};
+        auto wait = std::chrono::ceil<std::chrono::milliseconds>(latest - Clock::now());
+        wait = std::clamp(wait, std::chrono::milliseconds(0),
+                          descriptor_ ? std::chrono::milliseconds(std::chrono::hours(1)) : kLook);
+        if (::poll(polled, 4, static_cast<int>(wait.count())) > 0) {
+            if (polled[0].revents != 0) {
+                out.take();
+            }
+            if (polled[1].revents != 0) {
+                err.take();
+            }
+        }
+    }
+
+    const Clock::time_point deadline_;
+    EventDescriptor stop_;
+    std::shared_ptr<Executable::Pipes> pipes_ = std::make_shared<Executable::Pipes>();
+    pid_t process_ = -1;
+    FileDescriptor descriptor_;  // readable when the process has ended; none on an old kernel
+    int exitCode_ = 0;
+    bool killed_ = false;
+};
+
+Programs::Programs(unsigned most, std::function<void(JobEnd)> onEnd,
+                   std::function<void(const Uuid&)> onFree)
+    : onEnd_(std::move(onEnd)), onFree_(std::move(onFree)), followers_(most) {}
+
+Programs::~Programs() {
+    std::unique_lock lock(followers_.mutex());
+    followers_.stateChanged().wait(lock, [&] { return followers_._isIdle(lock); });
+}
 
 void Programs::start(const ExecRequest& request) {
-    Executable::Params params;
-    params.environment = request.environment;
-    params.timeout = request.timeout;
-    params.ownProcessGroup = true;
-    const auto executable = std::make_shared<Executable>(request.program, params);
-    ExecutableHolder holder;
-    holder.executable = std::make_unique<SharedExecutable>(executable);
+    const std::string name = request.uuid.to_string();
+    const auto running = std::make_shared<Running>(request);
     try {
-        manager_.execAsync(
-            std::move(holder), request.uuid, request.description,
-            [this, executable](const IExecutable&, const Uuid& uuid, const std::string&) {
-                readers_._emplaceTask(
-                    [this, executable, uuid] { onEnd_(endOf(uuid, *executable)); });
-            });
+        {
+            const std::lock_guard lock(mutex_);
+            running_[name] = running;
+        }
+        followers_._emplaceTask([this, running] { follow(*running); });
     } catch (const std::exception&) {
-        // One that could not be started keeps its place until it is taken out.
-        manager_.abort(request.uuid);
+        running->kill();
+        running->reap();
+        const std::lock_guard lock(mutex_);
+        running_.erase(name);
         throw;
     }
+}
+
+void Programs::stop(const Uuid& uuid) {
+    const std::lock_guard lock(mutex_);
+    if (const auto found = running_.find(uuid.to_string()); found != running_.end()) {
+        found->second->stop();
+    }
+}
+
+// An exception would end the process.
+void Programs::follow(Running& running) {
+    try {
+        onEnd_(running.waitForEnd());
+    } catch (const std::exception&) {
+        running.kill();
+        onEnd_({running.uuid, JobEnd::How::Killed});
+    }
+    running.reap();
+    {
+        const std::lock_guard lock(mutex_);
+        running_.erase(running.uuid.to_string());
+    }
+    onFree_(running.uuid);
 }
 
 }  // namespace gateway

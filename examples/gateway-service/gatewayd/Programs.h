@@ -1,49 +1,52 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vorn/common/ThreadPool.h>
-#include <vorn/common/executable/ExecutableManager.h>
 #include <functional>
-#include <optional>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <string>
 
+#include <vorn/common/ThreadPool.h>
+
+#include "Jobs.h"
 #include "Request.h"
 
 namespace gateway {
 
-/// How a program ended, with what it wrote.
-struct ProgramEnd {
-    vorn::common::Uuid uuid;
-    bool timedOut = false;
-    std::optional<int> exitCode;  ///< empty when a signal killed it or it timed out
-    std::string output;           ///< at most `Programs::kMostOutput` bytes
-    std::string errors;           ///< likewise
-    bool cut = false;             ///< one of them was longer
-};
-
-/// Runs programs in the background and tells how each ended, once.
+/// Runs programs in the background, takes both of their outputs while they run, and tells how each
+/// ended, once.
 ///
-/// A program writes into pipes that are read after its end: one that writes more than a pipe holds
-/// (64 KiB) to either stream waits for a reader in vain and runs into its time-out. Each program
-/// leads a process group of its own, which a time-out ends as a whole. A process that leaves the
-/// group and keeps the streams open delays the result until it ends.
+/// However much a program writes, `kMostOutput` bytes of each output are kept and the rest is read
+/// and thrown away. A program has ended when its process has: what it left behind may hold its
+/// outputs open, and goes on without a reader. It leads a process group, which a time-out or `stop`
+/// kills as a whole.
 ///
-/// Threads: `onEnd` is called on a thread of this object's own.
+/// Threads: `onEnd` and `onFree` are called on a thread of this object's own.
 class Programs {
   public:
-    static constexpr std::size_t kMostOutput = 32768;
-
-    /// At most `most` programs may run at once; whoever starts them counts.
-    Programs(unsigned most, std::function<void(const ProgramEnd&)> onEnd);
+    /// At most `most` programs run at once, each on a thread; whoever starts them counts. `onEnd`
+    /// is called when a program has ended or was told to, `onFree` when its process is gone.
+    Programs(unsigned most, std::function<void(JobEnd)> onEnd,
+             std::function<void(const vorn::common::Uuid&)> onFree);
+    /// Waits for every running program.
+    ~Programs();
 
     /// Throws `std::exception` when it cannot be started.
     void start(const ExecRequest& request);
+    /// Kills the program and its group; its end is told as `Cancelled`.
+    void stop(const vorn::common::Uuid& uuid);
 
   private:
-    std::function<void(const ProgramEnd&)> onEnd_;
-    // Reading waits for the pipes' last writer. In the manager's own callback it would hold up the
-    // ends of all other programs.
-    vorn::common::ThreadPool readers_;
-    vorn::common::executable::ExecutableManager manager_;
+    class Running;
+
+    void follow(Running& running);
+
+    std::function<void(JobEnd)> onEnd_;
+    std::function<void(const vorn::common::Uuid&)> onFree_;
+    std::mutex mutex_;
+    std::map<std::string, std::shared_ptr<Running>> running_;  // guarded by mutex_
+    vorn::common::ThreadPool followers_;
 };
 
 }  // namespace gateway

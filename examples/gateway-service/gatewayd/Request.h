@@ -1,11 +1,13 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vorn/common/ScriptExecutor.h>
-#include <vorn/common/time/SecondsDuration.h>
 #include <chrono>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include <vorn/common/ScriptExecutor.h>
+#include <vorn/common/time/SecondsDuration.h>
 
 namespace gateway {
 
@@ -48,6 +50,16 @@ struct BindRequest {
 /// "unbind": the end of that.
 struct UnbindRequest {};
 
+/// "cancel": the end of a running job.
+struct CancelRequest {
+    std::string uuid;
+};
+
+/// "result": how a job ended, asked for after its end.
+struct ResultRequest {
+    std::string uuid;
+};
+
 /// What bounds the numbers in a request.
 struct RequestLimits {
     unsigned longestTimeout;  ///< seconds
@@ -55,9 +67,9 @@ struct RequestLimits {
 };
 
 using Request = std::variant<RunRequest, ExecRequest, StatusRequest, SettingsRequest, SetRequest,
-                             BindRequest, UnbindRequest>;
+                             BindRequest, UnbindRequest, CancelRequest, ResultRequest>;
 
-/// Reads one line. Throws `RequestError` (see RequestFields.h) naming what is wrong with it.
+/// Reads one line. Throws `FieldError` (see JsonFields.h) naming what is wrong with it.
 [[nodiscard]] Request parseRequest(const std::string& line, const RequestLimits& limits);
 
 }  // namespace gateway

@@ -1,10 +1,12 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vorn/common/BinderClient.h>
-#include <vorn/common/settings/JsonSettings.h>
 #include <cstdint>
 #include <string>
 #include <utility>
+
+#include <vorn/common/BinderClient.h>
+#include <vorn/common/settings/JsonSettings.h>
 
 namespace gateway {
 
@@ -29,14 +31,17 @@ struct Counters {
 ///      "starts": 3, "scripts": 120, "programs": 7,
 ///      "secret": "...", "boundClients": [{"uuid": "...", "interface": "gwctl"}]}}
 ///
-/// A member that is missing or makes no sense keeps the value that it had: a service must start
-/// whatever happened to its file.
+/// A member that is missing keeps the value that it had, as does one that makes no sense, whose
+/// name is noted: a service must start whatever happened to its file. A document of another
+/// version, or without an object of settings, throws `std::runtime_error` and changes nothing.
 class Settings : public vorn::common::settings::JsonSettings {
   public:
     AdjustableValues adjustable;
     Counters counters;
     std::string secret;                            ///< enciphered; empty: none
     vorn::common::BinderClientsList boundClients;  ///< who is bound, or was when it was killed
+
+    std::string misread;  ///< the names of the members that made no sense, separated by blanks
 
     bool loadSettings(const std::string& version,
                       const vorn::common::lwjson::Deserializer& settings) override;

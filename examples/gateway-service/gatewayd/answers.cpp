@@ -1,10 +1,68 @@
+// SPDX-License-Identifier: MIT
 #include "answers.h"
 
-#include "JsonLine.h"
+#include <vector>
+
+#include "json.h"
 
 namespace gateway {
 
 using vorn::common::Uuid;
+
+namespace {
+
+std::int64_t number(std::uint64_t value) {
+    return static_cast<std::int64_t>(value);
+}
+
+std::string communicationJson(const vorn::common::communication::CommunicationStatus& status) {
+    return JsonLine()
+        .text("state", toString(status.state()))
+        .text("since", status.since().toIso8601())
+        .text("reason", toString(status.reason()))
+        .take();
+}
+
+std::string jobsJson(const State& state) {
+    std::vector<std::string> running;
+    for (const auto& [uuid, job] : state.jobs) {
+        running.push_back(
+            JsonLine().text("uuid", uuid).text("description", job.description).take());
+    }
+    return JsonLine()
+        .number("limit", state.jobLimit)
+        .jsons("running", running)
+        .number("scripts", number(state.scripts))
+        .number("programs", number(state.programs))
+        .take();
+}
+
+std::string heartbeatJson(const State& state) {
+    return JsonLine()
+        .number("period", state.heartbeatPeriod)
+        .number("count", number(state.heartbeats))
+        .text("last", state.lastHeartbeat.toIso8601())
+        .take();
+}
+
+void addEnd(JsonLine& line, const JobEnd& end) {
+    line.text("result", toString(end.how)).uuid("uuid", end.uuid);
+    if (end.exitCode) {
+        line.number("exitCode", *end.exitCode);
+    }
+    if (end.output && end.errors) {
+        line.text("output", end.output->text)
+            .text("errors", end.errors->text)
+            .flag("cut", end.output->cut || end.errors->cut);
+    }
+}
+
+}  // namespace
+
+const char* toString(JobEnd::How how) {
+    constexpr const char* names[] = {"exited", "killed", "timeout", "cancelled"};
+    return names[static_cast<int>(how)];
+}
 
 std::string refusal(const std::string& reason) {
     return JsonLine().text("answer", "refused").text("reason", reason).take();
@@ -18,27 +76,25 @@ std::string accepted(const Uuid& uuid) {
     return JsonLine().text("answer", "accepted").uuid("uuid", uuid).take();
 }
 
-std::string scriptResult(const Uuid& uuid, std::optional<int> exitCode) {
+std::string resultLine(const JobEnd& end) {
     JsonLine line;
-    line.text("result", exitCode ? "exited" : "killed").uuid("uuid", uuid);
-    if (exitCode) {
-        line.number("exitCode", *exitCode);
-    }
+    addEnd(line, end);
     return line.take();
 }
 
-std::string scriptTimeout(const Uuid& uuid) {
-    return JsonLine().text("result", "timeout").uuid("uuid", uuid).take();
+std::string runningAnswer(const std::string& uuid) {
+    return JsonLine().text("answer", "result").text("result", "running").text("uuid", uuid).take();
 }
 
-std::string programResult(const ProgramEnd& end) {
+std::string endedAnswer(const JobEnd& end) {
     JsonLine line;
-    line.text("result", end.timedOut ? "timeout" : end.exitCode ? "exited" : "killed");
-    line.uuid("uuid", end.uuid);
-    if (end.exitCode) {
-        line.number("exitCode", *end.exitCode);
-    }
-    return line.text("output", end.output).text("errors", end.errors).flag("cut", end.cut).take();
+    line.text("answer", "result");
+    addEnd(line, end);
+    return line.take();
+}
+
+std::string cancelAnswer(const std::string& uuid) {
+    return JsonLine().text("answer", "cancel").text("uuid", uuid).take();
 }
 
 std::string bindingAnswer(const std::string& kind, vorn::common::Binder::Error result,
@@ -54,8 +110,11 @@ std::string unboundNotice() {
     return JsonLine().text("notice", "unbound").take();
 }
 
+std::string idleNotice() {
+    return JsonLine().text("notice", "idle").take();
+}
+
 std::string settingsLine(const Settings& settings) {
-    const auto number = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
     return JsonLine()
         .text("answer", "settings")
         .json("settings", JsonLine()
@@ -69,6 +128,27 @@ std::string settingsLine(const Settings& settings) {
                               .number("programs", number(settings.counters.programs))
                               .take())
         .take();
+}
+
+std::string statusLine(const State& state) {
+    return JsonLine()
+        .text("answer", "status")
+        .uuid("uuid", state.uuid)
+        .json("service", state.service.getJson())
+        .json("communication", communicationJson(state.communication))
+        .json("jobs", jobsJson(state))
+        .json("heartbeat", heartbeatJson(state))
+        .number("clients", number(state.clients))
+        .number("boundClients", number(state.boundClients))
+        .number("plugins", number(state.plugins))
+        .text("settings", state.settingsTrouble.empty() ? "ok" : state.settingsTrouble)
+        .take();
+}
+
+std::string reportText(const State& state) {
+    return toString(state.service.operating) + ", health " + toString(state.service.health) + ", " +
+           std::to_string(state.scripts) + " scripts and " + std::to_string(state.programs) +
+           " programs started, " + std::to_string(state.jobs.size()) + " running";
 }
 
 }  // namespace gateway

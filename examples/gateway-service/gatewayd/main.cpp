@@ -1,30 +1,126 @@
+// SPDX-License-Identifier: MIT
 #include <fcntl.h>
+#include <sys/capability.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cerrno>
+#include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include <vorn/common/service/ProcessAttributes.h>
 
 #include "Configuration.h"
+#include "Log.h"
 #include "Service.h"
-#include "identity.h"
-#include "signals.h"
+#include "process.h"
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: gatewayd CONFIG.json\n"
-    "\n"
-    "Runs shell scripts on request over a Unix-domain socket until SIGTERM or SIGINT; running\n"
-    "scripts are then waited for. Stays in the foreground and reports on the standard error\n"
-    "stream; its scripts write to its standard output.\n"
-    "\n"
-    "exit status: 0 after a signal, 1 when it cannot start, 2 for wrong usage\n";
+constexpr const char* kUsage = R"(usage: gatewayd CONFIG.json
 
-// Descriptors beside those of the clients: a few for the service, some for each script.
-constexpr rlim_t kReservedDescriptors = 64;
+Runs shell scripts and programs on request over a Unix-domain socket until SIGTERM or SIGINT. Jobs
+that run then have the configured time to end; a second signal ends them at once. SIGHUP reads the
+configuration again. Stays in the foreground and logs on the standard error stream; its scripts
+write to its standard output.
+
+  -h, --help     show this text
+  -V, --version  show the version
+
+exit status: 0 after a signal, 1 when it cannot start or end in good order, 2 for wrong usage
+)";
+
+// For the service itself, and for each job: two pipes, its process and a way to wake its thread.
+constexpr rlim_t kReservedDescriptors = 32;
+constexpr rlim_t kDescriptorsOfAJob = 6;
+constexpr mode_t kDirectoryMode = 0750;
+
+std::vector<cap_value_t> capabilitiesOf(const std::string& names) {
+    std::vector<cap_value_t> capabilities;
+    std::istringstream words(names);
+    for (std::string name; words >> name;) {
+        cap_value_t capability = 0;
+        if (::cap_from_name(name.c_str(), &capability) != 0) {
+            throw std::runtime_error("there is no capability \"" + name + "\"");
+        }
+        capabilities.push_back(capability);
+    }
+    return capabilities;
+}
+
+// Returns the directory when it was made here, else nothing.
+std::string makeDirectoryOf(const std::string& socket) {
+    const std::string directory = std::filesystem::path(socket).parent_path().string();
+    if (directory.empty()) {
+        return "";
+    }
+    if (::mkdir(directory.c_str(), kDirectoryMode) == 0) {
+        ::chmod(directory.c_str(), kDirectoryMode);  // whatever the umask
+        return directory;
+    }
+    if (errno != EEXIST) {
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot make the directory \"" + directory + "\"");
+    }
+    return "";
+}
+
+void keepForWritingOnly(int stream) {
+    const std::string name = "/proc/self/fd/" + std::to_string(stream);
+    const gateway::FileDescriptor opened(::open(name.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC));
+    if (opened) {
+        ::dup2(opened.get(), stream);
+    }
+}
+
+void giveUpTerminal() {
+    const gateway::FileDescriptor terminal(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (terminal) {
+        ::ioctl(terminal.get(), TIOCNOTTY);
+    }
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (::isatty(stream) != 0) {
+            keepForWritingOnly(stream);
+        }
+    }
+}
+
+// Makes the directory of the socket (permissions 0750) when it is missing and, as root, hands a
+// directory that was made here to the configured user, then becomes that user, keeping the
+// configured capabilities. An existing directory keeps its owner and permissions. Without root, or
+// without a configured identity, the process stays who it is; the log says so.
+//
+// Who becomes another user gives up the controlling terminal, and keeps its standard output and
+// errors for writing only: the scripts of that user could else put characters into root's shell,
+// or read what root types.
+//
+// Call it before any thread exists: an identity belongs to a thread. Throws
+// `vorn::common::service::ServiceError`, `std::runtime_error` or `std::system_error`; the process
+// must then end, because the change may be half made.
+void takeIdentity(const gateway::Configuration& configuration) {
+    const std::string made = makeDirectoryOf(configuration.socket);
+    const std::string stays = ", stays user " + std::to_string(::geteuid());
+    if (configuration.user.empty()) {
+        gateway::log::info("no identity is configured" + stays);
+    } else if (::geteuid() != 0) {
+        gateway::log::info("not started as root" + stays);
+    } else {
+        vorn::common::service::ProcessAttrs identity;
+        identity.user = configuration.user;
+        identity.group = configuration.group;
+        identity.capabilities = capabilitiesOf(configuration.capabilities);
+        giveUpTerminal();
+        vorn::common::service::setProcessAttributes(identity, made);
+        gateway::log::info("now user " + configuration.user + ", group " + configuration.group);
+    }
+}
 
 // Scripts inherit the standard input: a terminal's would be read by all of them at once.
 void closeStandardInput() {
@@ -37,10 +133,12 @@ void closeStandardInput() {
 void checkDescriptors(const gateway::Configuration& configuration) {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t jobs = configuration.jobLimit * kDescriptorsOfAJob;
     if (limit.rlim_cur != RLIM_INFINITY &&
-        limit.rlim_cur < kReservedDescriptors + configuration.clientLimit) {
-        throw std::runtime_error(std::to_string(configuration.clientLimit) +
-                                 " clients are too many for a limit of " +
+        limit.rlim_cur < kReservedDescriptors + jobs + configuration.clientLimit) {
+        throw std::runtime_error(std::to_string(configuration.clientLimit) + " clients and " +
+                                 std::to_string(configuration.jobLimit) +
+                                 " jobs are too many for a limit of " +
                                  std::to_string(limit.rlim_cur) + " descriptors");
     }
 }
@@ -57,43 +155,63 @@ bool anyMissing(const std::string& path, const gateway::Plugins& plugins) {
     }
 }
 
-void serve(const gateway::Configuration& configuration) {
-    checkDescriptors(configuration);
-    gateway::takeIdentity(configuration);
-    closeStandardInput();
-    const gateway::EventDescriptor& stopSignal = gateway::catchStopSignals();
-
+int serve(const std::string& file) {
     gateway::Service::Parts parts;
-    parts.configuration = configuration;
-    parts.checkedFiles = {"/proc/self/exe"};
-    if (!configuration.plugins.empty()) {
-        parts.plugins = vorn::common::loadDynamicLibraries(configuration.plugins);
-        parts.pluginsMissing = anyMissing(configuration.plugins, parts.plugins);
-        parts.checkedFiles.push_back(configuration.plugins);
+    parts.configurationFile = file;
+    parts.configuration = gateway::loadConfiguration(file);
+    gateway::log::setLevel(parts.configuration.log);
+    checkDescriptors(parts.configuration);
+    const gateway::EventDescriptor& stopSignal = gateway::catchStopSignals();
+    const gateway::EventDescriptor& reloadSignal = gateway::catchReloadSignal();
+    takeIdentity(parts.configuration);
+    // The one that losing a terminal may have sent, and one that came before there was a service.
+    reloadSignal.clear();
+    closeStandardInput();
+
+    if (!parts.configuration.plugins.empty()) {
+        parts.plugins = vorn::common::loadDynamicLibraries(parts.configuration.plugins);
+        parts.pluginsMissing = anyMissing(parts.configuration.plugins, parts.plugins);
     }
-    const gateway::ListeningSocket socket(configuration.socket);
-    gateway::Service service(std::move(parts), socket, stopSignal);
-    std::cerr << "gatewayd: in service at " << socket.path() << std::endl;
-    service.run();
-    std::cerr << "gatewayd: ended" << std::endl;
+    const gateway::ListeningSocket socket(parts.configuration.socket);
+    gateway::Service service(std::move(parts), {socket, stopSignal, reloadSignal});
+    gateway::log::info("in service at " + socket.path());
+    const bool clean = service.run();
+    gateway::log::info(clean ? "ended" : "ends without a job that cannot be killed");
+    gateway::log::flush(200);
+    if (!clean) {
+        socket.remove();
+        ::_exit(1);  // the service's end would wait for that job
+    }
+    return 0;
+}
+
+int print(const std::string& text) {
+    std::cout << text << std::flush;
+    return std::cout.good() ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-        std::cout << kUsage;
-        return 0;
+    gateway::openStandardDescriptors();
+    gateway::surviveBrokenPipes();
+    const std::string argument = argc == 2 ? argv[1] : "";
+    if (argument == "-h" || argument == "--help") {
+        return print(kUsage);
     }
-    if (argc != 2) {
+    if (argument == "-V" || argument == "--version") {
+        return print("gatewayd " GATEWAY_VERSION "\n");
+    }
+    if (argument.empty() || argument[0] == '-') {
         std::cerr << kUsage;
         return 2;
     }
+    gateway::log::open();
     try {
-        serve(gateway::loadConfiguration(argv[1]));
+        return serve(argument);
     } catch (const std::exception& error) {
-        std::cerr << "gatewayd: " << error.what() << std::endl;
+        gateway::log::error(error.what());
+        gateway::log::flush(200);
         return 1;
     }
-    return 0;
 }

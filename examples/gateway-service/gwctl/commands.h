@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include "Arguments.h"
@@ -5,18 +6,34 @@
 
 namespace gateway {
 
-/// Seconds that a script or program may take when `--timeout` is not given.
-inline constexpr unsigned kDefaultTimeout = 60;
+// What gwctl returns. `run --wait` and `exec` return the exit code of what they ran, so their own
+// codes keep to the numbers that <sysexits.h> and timeout(1) made customary.
+constexpr int kDone = 0;
+constexpr int kUsage = 64;          ///< wrong usage
+constexpr int kNoConnection = 69;   ///< no service there, or the connection broke
+constexpr int kNotWritten = 74;     ///< the standard output does not take what is to be shown
+constexpr int kRefused = 75;        ///< the service cannot do it now
+constexpr int kNotUnderstood = 76;  ///< one side does not understand the other
+constexpr int kTimedOut = 124;      ///< the job outlived its time-out
+constexpr int kKilled = 125;        ///< a signal killed the job, or it was cancelled
+
+/// What every command is given.
+struct Call {
+    std::string socket;
+    bool json;
+    Arguments& arguments;
+};
 
 // Each command takes its own options and operands, speaks to the service and returns gwctl's exit
 // code. They throw `UsageError` before they connect, and what `Session` throws.
 
-[[nodiscard]] int bindCommand(const std::string& socket, bool json, Arguments& arguments);
-[[nodiscard]] int runCommand(const std::string& socket, bool json, Arguments& arguments);
-[[nodiscard]] int execCommand(const std::string& socket, bool json, Arguments& arguments);
-[[nodiscard]] int setCommand(const std::string& socket, bool json, Arguments& arguments);
-[[nodiscard]] int settingsCommand(const std::string& socket, bool json, Arguments& arguments);
-[[nodiscard]] int statusCommand(const std::string& socket, bool json, Arguments& arguments);
-[[nodiscard]] int watchCommand(const std::string& socket, bool json, Arguments& arguments);
+[[nodiscard]] int bindCommand(const Call& call);
+[[nodiscard]] int cancelCommand(const Call& call);
+[[nodiscard]] int execCommand(const Call& call);
+[[nodiscard]] int resultCommand(const Call& call);
+[[nodiscard]] int runCommand(const Call& call);
+[[nodiscard]] int setCommand(const Call& call);
+[[nodiscard]] int settingsCommand(const Call& call);
+[[nodiscard]] int statusCommand(const Call& call);
 
 }  // namespace gateway

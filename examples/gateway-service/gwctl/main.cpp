@@ -1,65 +1,76 @@
+// SPDX-License-Identifier: MIT
 #include <iostream>
 #include <map>
+#include <string>
+#include <utility>
 
 #include "commands.h"
-#include "exitCodes.h"
+#include "process.h"
+#include "sockets.h"
 
 namespace {
 
-constexpr const char* kHelp =
-    "usage: gwctl [--json] SOCKET COMMAND [OPTION...] [OPERAND...]\n"
-    "\n"
-    "Speaks to the gatewayd that listens at SOCKET.\n"
-    "\n"
-    "  run [OPTION...] SCRIPT   run a shell script (\"-\": read it from the standard input)\n"
-    "      --wait               wait for its end\n"
-    "      --timeout SECONDS    kill it after so long (60)\n"
-    "      --description TEXT   what to call it in the status\n"
-    "      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated\n"
-    "      --secret             the service's secret as GATEWAY_SECRET in its environment\n"
-    "      --chroot DIRECTORY   its root directory\n"
-    "      --cgroup GROUP       a control group, as cgexec takes it; may be repeated\n"
-    "  exec [OPTION...] PATH [ARGUMENT...]\n"
-    "                           run a program and print what it wrote; an absolute path, options\n"
-    "                           of its own after \"--\"\n"
-    "      --timeout, --description, --env    as for run\n"
-    "  settings                 show what may be set, and what is counted since the first start\n"
-    "  set NAME VALUE           change a setting; it is on disk when this returns. The name\n"
-    "                           secret stores a text enciphered; the value \"-\" reads it from\n"
-    "                           the standard input, where nobody else can see it\n"
-    "  status                   show how the service is\n"
-    "  watch [OPTION...]        show it again and again, until q or Ctrl-C is pressed\n"
-    "      --interval SECONDS   how often (2)\n"
-    "      --count NUMBER       end after so many times\n"
-    "  bind                     bind to the service and stay bound, also when it is started\n"
-    "                           again, until Ctrl-C is pressed; show what happens to the binding\n"
-    "\n"
-    "  --json                   print the service's lines as they are, one JSON object each\n"
-    "  --                       what follows is no option\n"
-    "\n"
-    "exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 75 "
-    "refused\n"
-    "for now; 76 not understood; run --wait and exec: the exit code of what ran, 124 it timed "
-    "out,\n"
-    "125 a signal killed it\n";
+constexpr const char* kHelp = R"(usage: gwctl [--json] [SOCKET] COMMAND [OPTION...] [OPERAND...]
 
-using Command = int (*)(const std::string& socket, bool json, gateway::Arguments& arguments);
+Speaks to the gatewayd that listens at SOCKET. Without it, that is what GATEWAYD_SOCKET says, else
+the user's own ($XDG_RUNTIME_DIR/gatewayd/gatewayd.sock) where there is one, else the system's
+(/run/gatewayd/gatewayd.sock).
+
+  run [OPTION...] SCRIPT   run a shell script ("-": read it from the standard input)
+      --wait               wait for its end
+      --timeout SECONDS    kill its shell after so long (60)
+      --description TEXT   what to call it in the status
+      --env NAME=VALUE     its environment, instead of a plain PATH; may be repeated
+      --secret             the service's secret as GATEWAY_SECRET in its environment
+      --chroot DIRECTORY   its root directory
+      --cgroup GROUP       a control group, as cgexec takes it; may be repeated
+  exec [OPTION...] [--] PATH [ARGUMENT...]
+                           run a program and print what it wrote; an absolute path, options
+                           of its own after "--": exec -- /bin/sh -c 'echo hello'
+      --timeout SECONDS    kill its process group after so long (60)
+      --description, --env as for run
+  result UUID              how a job ended, and what it wrote, asked for later
+  cancel UUID              kill a job that runs
+  settings                 show what may be set, and what is counted since the first start
+  set NAME VALUE           change a setting; it is on disk when this returns. The name
+                           secret stores a text enciphered; the value "-" reads it from
+                           the standard input, where nobody else can see it
+  status                   show how the service is
+  bind                     bind to the service and stay bound, also when it is started
+                           again, until Ctrl-C is pressed; show what happens to the binding
+
+  --json                   print the service's lines as they are, one JSON object each
+  --                       what follows is no option
+  -h, --help               show this text
+  -V, --version            show the version
+
+exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 74 the standard
+output takes nothing; 75 refused for now, or still running; 76 not understood; run --wait, exec and
+result: the exit code of what ran, 124 it timed out, 125 a signal killed it, or it was cancelled
+)";
+
+using Command = int (*)(const gateway::Call& call);
 
 int execute(gateway::Arguments& arguments) {
     const std::map<std::string, Command> commands = {
-        {"bind", gateway::bindCommand},         {"exec", gateway::execCommand},
+        {"bind", gateway::bindCommand},         {"cancel", gateway::cancelCommand},
+        {"exec", gateway::execCommand},         {"result", gateway::resultCommand},
         {"run", gateway::runCommand},           {"set", gateway::setCommand},
         {"settings", gateway::settingsCommand}, {"status", gateway::statusCommand},
-        {"watch", gateway::watchCommand},
     };
     const bool json = arguments.flag("--json");
-    const std::string socket = arguments.operand("the socket");
-    const std::string name = arguments.operand("the command");
+    std::string name = arguments.operand("the command");
+    std::string socket;
+    if (commands.count(name) == 0) {
+        socket = std::exchange(name, arguments.operand("the command"));
+    } else {
+        socket = gateway::defaultSocketForClient();
+    }
     const auto command = commands.find(name);
     if (command == commands.end()) {
         throw gateway::UsageError("there is no command \"" + name + "\"");
     }
-    return command->second(socket, json, arguments);
+    return command->second({socket, json, arguments});
 }
 
 int fail(int code, const std::exception& error) {
@@ -67,15 +78,19 @@ int fail(int code, const std::exception& error) {
     return code;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    gateway::Arguments arguments(argc, argv);
-    if (arguments.flag("--help")) {
+int run(int argc, char** argv) {
+    // First alone: further on they may be the options of a program to run.
+    const std::string first = argc > 1 ? argv[1] : "";
+    if (first == "-h" || first == "--help") {
         std::cout << kHelp;
         return gateway::kDone;
     }
+    if (first == "-V" || first == "--version") {
+        std::cout << "gwctl " GATEWAY_VERSION "\n";
+        return gateway::kDone;
+    }
     try {
+        gateway::Arguments arguments(argc, argv);
         return execute(arguments);
     } catch (const gateway::UsageError& error) {
         std::cerr << "gwctl: " << error.what() << "\nTry gwctl --help." << std::endl;
@@ -87,4 +102,18 @@ int main(int argc, char** argv) {
     } catch (const std::exception& error) {
         return fail(gateway::kNotUnderstood, error);
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    gateway::openStandardDescriptors();
+    gateway::surviveBrokenPipes();
+    const int code = run(argc, argv);
+    std::cout << std::flush;
+    if (!std::cout.good()) {
+        std::cerr << "gwctl: the standard output takes nothing" << std::endl;
+        return gateway::kNotWritten;
+    }
+    return code;
 }

@@ -1,11 +1,17 @@
+// SPDX-License-Identifier: MIT
+
 // Bindings, by hand and with gwctl bind.
+
+#include <sys/socket.h>
+
+#include <csignal>
+#include <memory>
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 #include "helpers/wait_until.h"
 #include "programs.h"
+#include "sockets.h"
 
 namespace gateway_tests {
 
@@ -80,12 +86,12 @@ TEST(Bind, TheServicesEndIsTold) {
 }
 
 TEST(Bind, TheDatabaseKeepsEveryClient) {
-    RunningService service;
+    RunningService service(R"(, "settingsDelay": 1)");
     RawClient first = service.connect();
     RawClient second = service.connect();
     EXPECT_EQ(bind(first, kFirst), "\"BINDER_SUCCESS\"");
     EXPECT_EQ(bind(second, kSecond), "\"BINDER_SUCCESS\"");
-    const std::string file = service.directory().file("run/settings.json");
+    const std::string file = service.settingsFile();
     EXPECT_TRUE(helpers::waitUntil([&] {
         const std::string text = helpers::contentOf(file);
         return text.find(kFirst) != std::string::npos && text.find(kSecond) != std::string::npos;
@@ -123,6 +129,71 @@ TEST(Bind, GwctlStaysBoundThroughARestart) {
     EXPECT_EQ(client.wait(), 0) << client.errors();
     EXPECT_EQ(occurrences(client.output(), "unbound "), 3U);
     EXPECT_TRUE(bound(other, "0"));
+}
+
+TEST(Bind, GwctlGoesOnThroughRefusalsAndShowsEachOnce) {
+    RunningService service(R"(, "bindings": {"limit": 1}, "log": "debug")");
+    auto first = std::make_unique<RawClient>(service.connect());
+    EXPECT_EQ(bind(*first, kFirst), "\"BINDER_SUCCESS\"");
+    Process client(
+        {service.directory().path().string(), controlProgram(), {service.socket(), "bind"}});
+    const std::string refused = "bind: BINDER_ERROR_TOO_MANY_CLIENTS";
+    EXPECT_TRUE(
+        helpers::waitUntil([&] { return occurrences(service.process().errors(), refused) >= 3; }));
+    EXPECT_EQ(occurrences(client.output(), "(BINDER_ERROR_TOO_MANY_CLIENTS)"), 1U)
+        << client.output();
+    first.reset();
+    EXPECT_TRUE(helpers::waitUntil([&] { return occurrences(client.output(), "\nbound ") == 1; }))
+        << client.output();
+    client.signal(SIGINT);
+    EXPECT_EQ(client.wait(), 0);
+}
+
+TEST(Bind, GwctlGoesOnWhenItsConnectionIsRefused) {
+    RunningService service(R"(, "clients": {"limit": 1})");
+    auto first = std::make_unique<RawClient>(service.connect());
+    first->ask(kStatus);
+    Process client(
+        {service.directory().path().string(), controlProgram(), {service.socket(), "bind"}});
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        return !client.running() ||
+               occurrences(client.output(), "not bound: too many clients are connected\n") == 1;
+    }));
+    EXPECT_TRUE(client.running()) << client.errors();
+    first.reset();
+    EXPECT_TRUE(helpers::waitUntil([&] { return occurrences(client.output(), "\nbound ") == 1; }))
+        << client.output();
+    client.signal(SIGINT);
+    EXPECT_EQ(client.wait(), 0);
+}
+
+TEST(Bind, GwctlGoesOnWhenTheEndOfItsBindingCrossesARequest) {
+    const helpers::TempDir directory;
+    const std::string socket = directory.file("s");
+    const gateway::FileDescriptor listening = gateway::listenAt(socket);
+    Process client({directory.path().string(), controlProgram(), {socket, "bind"}});
+    const std::string status =
+        R"({"answer":"status","uuid":"0b9f2c55-7a06-5c0b-b9a4-5a0b2b1f0d11"})";
+    // Twice: the notice comes before the answer, which says that it is bound.
+    for (int round = 0; round < 2; ++round) {
+        int accepted = -1;
+        ASSERT_TRUE(helpers::waitUntil([&] {
+            accepted = ::accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC);
+            return accepted >= 0 || !client.running();
+        }));
+        ASSERT_TRUE(client.running()) << client.errors();
+        RawClient service{gateway::FileDescriptor(accepted)};
+        EXPECT_EQ(service.line(), kStatus);
+        service.send(status + "\n");
+        EXPECT_EQ(member(service.line(), {"request"}), "\"bind\"");
+        service.send(
+            "{\"notice\":\"unbound\"}\n"
+            R"({"answer":"bind","result":"BINDER_SUCCESS","time":1})"
+            "\n");
+        EXPECT_EQ(service.line(), "") << "it leaves, to come again";
+    }
+    client.signal(SIGINT);
+    EXPECT_EQ(client.wait(), 0) << client.errors();
 }
 
 }  // namespace gateway_tests

@@ -1,13 +1,20 @@
+// SPDX-License-Identifier: MIT
+
 // Clients that misbehave harm nobody else.
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
+#include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "programs.h"
+#include "sockets.h"
 
 namespace gateway_tests {
 
@@ -137,6 +144,79 @@ TEST(Clients, OneTooManyIsToldSo) {
         const std::string answer = again.ask(kStatus);
         return member(answer, {"answer"}) == "\"status\"";
     }));
+}
+
+TEST(Clients, OneThatConnectsInALoopHoldsUpNobody) {
+    RunningService service(R"(, "clients": {"limit": 16, "perUser": 16})");
+    RawClient other = service.connect();
+    std::atomic<bool> done{false};
+    std::vector<std::thread> crowd;
+    for (int i = 0; i < 4; ++i) {
+        crowd.emplace_back([&] {
+            while (!done) {
+                try {
+                    const gateway::FileDescriptor connection = gateway::connectTo(service.socket());
+                } catch (const std::system_error&) {
+                    // Too fast for the service: again.
+                }
+            }
+        });
+    }
+    auto worst = std::chrono::steady_clock::duration::zero();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    while (std::chrono::steady_clock::now() < end) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(member(other.ask(kStatus), {"answer"}), "\"status\"");
+        worst = std::max(worst, std::chrono::steady_clock::now() - start);
+    }
+    done = true;
+    for (std::thread& thread : crowd) {
+        thread.join();
+    }
+    EXPECT_LT(worst, std::chrono::milliseconds(helpers::kSlow ? 10000 : 1000));
+}
+
+TEST(Clients, SilentOnesAreClosedSaveThoseThatWaitOrAreBound) {
+    RunningService service(R"(, "clients": {"idle": 1})");
+    RawClient silent = service.connect();
+    RawClient half = service.connect();
+    half.send("{\"request\":");
+    RawClient waits = service.connect();
+    EXPECT_EQ(member(waits.ask(waiting("go", "exit 5")), {"answer"}), "\"accepted\"");
+    EXPECT_EQ(member(waits.line(), {"error"}), "\"not JSON: Empty value (\\\"\\\")\"");
+    RawClient bound = service.connect();
+    bound.ask(
+        R"({"request":"bind","client":"11111111-1111-4111-a111-111111111111","interface":"test"})");
+    for (RawClient* client : {&silent, &half}) {
+        EXPECT_EQ(client->line(), "{\"notice\":\"idle\"}");
+        EXPECT_EQ(client->line(), "");
+    }
+    service.directory().write("go", "");
+    EXPECT_EQ(member(waits.line(), {"exitCode"}), "5");
+    EXPECT_EQ(waits.line(), "{\"notice\":\"idle\"}");
+    EXPECT_EQ(member(bound.ask(kStatus), {"boundClients"}), "1");
+    EXPECT_EQ(member(bound.ask("{\"request\":\"unbind\"}"), {"answer"}), "\"unbind\"");
+    EXPECT_EQ(bound.line(), "{\"notice\":\"idle\"}");
+}
+
+TEST(Clients, OneUserCannotTakeEveryPlace) {
+    RunningService service(R"(, "clients": {"limit": 5, "perUser": 2})");
+    RawClient first = service.connect();
+    RawClient second = service.connect();
+    RawClient third = service.connect();
+    EXPECT_EQ(member(third.line(), {"reason"}), "\"too many clients of this user are connected\"");
+    EXPECT_EQ(third.line(), "");
+    EXPECT_EQ(member(first.ask(kStatus), {"answer"}), "\"status\"");
+}
+
+TEST(Clients, GwctlTellsWhyItIsRefused) {
+    RunningService service(R"(, "clients": {"limit": 1})");
+    RawClient first = service.connect();
+    for (int round = 0; round < 20; ++round) {
+        const Outcome outcome = service.control({"status"});
+        EXPECT_EQ(outcome.exitCode, 75);
+        EXPECT_EQ(outcome.errors, "gwctl: too many clients are connected\n");
+    }
 }
 
 }  // namespace gateway_tests

@@ -1,4 +1,11 @@
+// SPDX-License-Identifier: MIT
+
 // The flow of the demo and of the README, through both programs.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
@@ -25,7 +32,9 @@ TEST(Flow, ThreeScriptsAndTheStatus) {
     EXPECT_EQ(service.control({"run", "--wait", "exit 3"}).exitCode, 3);
     const Outcome late = service.control({"run", "--wait", "--timeout", "1", "exec sleep 600"});
     EXPECT_EQ(late.exitCode, 124) << late.errors;
-    EXPECT_NE(late.output.find("timed out"), std::string::npos);
+    EXPECT_NE(late.output.find("timed out: its shell was killed, what it had started goes on\n"),
+              std::string::npos)
+        << late.output;
     const Outcome status = service.control({"status"});
     EXPECT_EQ(status.exitCode, 0);
     EXPECT_NE(status.output.find("service        in service, health ok\n"), std::string::npos)
@@ -77,6 +86,53 @@ TEST(Flow, JsonModePrintsTheServicesLines) {
     const Outcome status = service.control({"--json", "status"});
     EXPECT_EQ(member(status.output, {"service", "health"}), "\"ok\"");
     EXPECT_EQ(member(status.output, {"communication", "state"}), "\"ok\"");
+}
+
+TEST(Flow, ATimeOutOfAScriptKillsItsShellAndSaysSo) {
+    RunningService service;
+    const Outcome late =
+        service.control({"run", "--wait", "--timeout", "1", "(sleep 4; echo alive > left) & wait"});
+    EXPECT_EQ(late.exitCode, 124);
+    EXPECT_NE(late.output.find("what it had started goes on"), std::string::npos) << late.output;
+    EXPECT_TRUE(helpers::waitUntil(
+        [&] { return helpers::contentOf(service.directory().file("left")) == "alive\n"; }));
+}
+
+TEST(Flow, TheSocketHasADefault) {
+    RunningService service;
+    Launch launch{service.directory().path().string(), controlProgram(), {"status"}};
+    launch.prepare = [&service] { ::setenv("GATEWAYD_SOCKET", service.socket().c_str(), 1); };
+    EXPECT_EQ(runProgram(launch).exitCode, 0);
+    launch.prepare = [] { ::setenv("GATEWAYD_SOCKET", "/no/such/socket", 1); };
+    const Outcome none = runProgram(launch);
+    EXPECT_EQ(none.exitCode, 69);
+    EXPECT_NE(none.errors.find("cannot connect to \"/no/such/socket\""), std::string::npos);
+}
+
+TEST(Flow, TheUsualOptionsAndHints) {
+    for (const char* option : {"-h", "--help", "-V", "--version"}) {
+        const Outcome outcome = runControl({option});
+        EXPECT_EQ(outcome.exitCode, 0) << option;
+        EXPECT_NE(outcome.output.find("gwctl "), std::string::npos) << option;
+    }
+    const Outcome dashes = runControl({"socket", "exec", "/bin/sh", "-c", "x"});
+    EXPECT_EQ(dashes.exitCode, 64);
+    EXPECT_NE(dashes.errors.find("exec -- /bin/sh -c"), std::string::npos) << dashes.errors;
+}
+
+TEST(Flow, AnOutputThatTakesNothingIsAnError) {
+    RunningService service;
+    for (const char* command : {"status", "settings", "--help"}) {
+        Launch launch{service.directory().path().string(), controlProgram(), {command}};
+        launch.prepare = [&service] {
+            ::setenv("GATEWAYD_SOCKET", service.socket().c_str(), 1);
+            const int full = ::open("/dev/full", O_WRONLY);
+            ::dup2(full, STDOUT_FILENO);
+        };
+        const Outcome outcome = runProgram(launch);
+        EXPECT_EQ(outcome.exitCode, 74) << command;
+        EXPECT_NE(outcome.errors.find("takes nothing"), std::string::npos) << outcome.errors;
+    }
 }
 
 TEST(Flow, ExitCodesTellWhatWentWrong) {

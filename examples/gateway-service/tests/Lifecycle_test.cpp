@@ -1,16 +1,20 @@
+// SPDX-License-Identifier: MIT
+
 // Starting and ending the service.
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "programs.h"
-#include "unixSocket.h"
+#include "sockets.h"
 
 namespace gateway_tests {
 
@@ -53,8 +57,6 @@ TEST(Lifecycle, RunningScriptsAreWaitedForAndReported) {
     const std::string refused =
         client.ask("{\"request\":\"run\",\"timeout\":1,\"script\":\"true\"}");
     EXPECT_EQ(member(refused, {"reason"}), "\"the service is stopping\"");
-    service.process().signal(SIGTERM);
-    EXPECT_TRUE(service.process().running());
     service.directory().write("go", "");
     EXPECT_EQ(member(client.line(), {"exitCode"}), "6");
     EXPECT_EQ(service.process().wait(), 0) << service.process().errors();
@@ -68,6 +70,52 @@ TEST(Lifecycle, TimeOutsStillHoldWhileItStops) {
     service.process().signal(SIGTERM);
     EXPECT_EQ(member(client.line(), {"result"}), "\"timeout\"");
     EXPECT_EQ(service.process().wait(), 0);
+}
+
+TEST(Lifecycle, StoppingHasABound) {
+    RunningService service(R"(, "jobs": {"stopTime": 1})");
+    RawClient client = service.connect();
+    client.ask(R"({"request":"run","timeout":600,"script":"exec sleep 600"})");
+    service.process().signal(SIGTERM);
+    EXPECT_EQ(member(client.line(), {"result"}), "\"cancelled\"");
+    EXPECT_EQ(service.process().wait(), 0) << service.process().errors();
+}
+
+TEST(Lifecycle, WhatAProgramHasLeftBehindDoesNotDelayTheEnd) {
+    RunningService service;
+    RawClient client = service.connect();
+    client.ask(
+        R"({"request":"exec","timeout":600,"program":["/bin/sh","-c","sleep 100 & exec sleep 600"]})");
+    client.ask(
+        R"({"request":"exec","timeout":600,"program":["/bin/sh","-c","sleep 100 & exit 7"]})");
+    EXPECT_EQ(member(client.line(), {"exitCode"}), "7");
+    service.process().signal(SIGTERM);
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        return member(client.ask(kStatus), {"service", "operating"}) == "\"stopping\"";
+    }));
+    service.process().signal(SIGINT);
+    EXPECT_EQ(member(client.line(), {"result"}), "\"cancelled\"")
+        << "the second signal ends the jobs at once";
+    EXPECT_EQ(service.process().wait(), 0) << service.process().errors();
+}
+
+TEST(Lifecycle, TheConfigurationIsReadAgainOnSighup) {
+    RunningService service(R"(, "jobs": {"longestTimeout": 5})");
+    RawClient client = service.connect();
+    const std::string request = R"({"request":"run","timeout":6,"script":"true"})";
+    EXPECT_EQ(member(client.ask(request), {"answer"}), "\"error\"");
+    service.configure(R"(, "jobs": {"longestTimeout": 6, "limit": 1}, "log": "error")");
+    service.process().signal(SIGHUP);
+    EXPECT_TRUE(helpers::waitUntil(
+        [&] { return member(client.ask(request), {"answer"}) == "\"accepted\""; }));
+    EXPECT_EQ(member(client.line(), {"exitCode"}), "0");
+    EXPECT_EQ(service.process().errors().find("needs another start"), std::string::npos)
+        << "the level is already that of errors";
+    service.configure(R"(, "jobs": {"longestTimeout": 7.5}, "log": "info")");
+    service.process().signal(SIGHUP);
+    EXPECT_TRUE(service.logs("goes on with the old configuration: "));
+    EXPECT_TRUE(service.logs("\"jobs.longestTimeout\": a whole number"));
+    EXPECT_EQ(member(client.ask(request), {"answer"}), "\"accepted\"");
 }
 
 TEST(Lifecycle, ASecondInstanceOnALiveSocketIsAnError) {
@@ -132,10 +180,33 @@ TEST(Lifecycle, WithoutRootItStaysWhoItIs) {
     if (!process.running() && process.wait() == 126) {
         GTEST_SKIP() << "the build directory is closed to other users";
     }
-    EXPECT_NE(process.errors().find("not started as root, staying user"), std::string::npos)
+    EXPECT_NE(process.errors().find("not started as root, stays user"), std::string::npos)
         << process.errors();
     process.signal(SIGTERM);
     EXPECT_EQ(process.wait(), 0);
+}
+
+TEST(Lifecycle, TheShippedConfigurationServesAsItIs) {
+    const helpers::TempDir directory;
+    std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
+    const std::string where = directory.path().string();
+    const auto prepare = [&directory] {
+        ::setenv("GATEWAYD_SOCKET", directory.file("run/g.sock").c_str(), 1);
+    };
+    Launch launch{where, gatewaydProgram(), {GATEWAYD_CONFIGURATION}};
+    launch.prepare = prepare;
+    Process service(launch);
+    Launch ask{where, controlProgram(), {"status"}};
+    ask.prepare = prepare;
+    std::string status;
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        status = runProgram(ask).output;
+        return !service.running() || !status.empty();
+    }));
+    EXPECT_NE(status.find("in service, health ok\n"), std::string::npos) << service.errors();
+    EXPECT_NE(status.find("\nsettings       ok\n"), std::string::npos) << status;
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.wait(), 0);
 }
 
 TEST(Lifecycle, AnUnknownUserIsAnError) {
@@ -151,10 +222,17 @@ TEST(Lifecycle, WrongUsage) {
     const helpers::TempDir directory;
     const std::string where = directory.path().string();
     EXPECT_EQ(runProgram({where, gatewaydProgram(), {}}).exitCode, 2);
-    EXPECT_EQ(runProgram({where, gatewaydProgram(), {"--help"}}).exitCode, 0);
+    for (const char* option : {"-h", "--help", "-V", "--version"}) {
+        const Outcome outcome = runProgram({where, gatewaydProgram(), {option}});
+        EXPECT_EQ(outcome.exitCode, 0) << option;
+        EXPECT_NE(outcome.output.find("gatewayd "), std::string::npos) << option;
+    }
+    const Outcome wrong = runProgram({where, gatewaydProgram(), {"--verbose"}});
+    EXPECT_EQ(wrong.exitCode, 2);
+    EXPECT_NE(wrong.errors.find("usage: gatewayd"), std::string::npos);
     const Outcome missing = runProgram({where, gatewaydProgram(), {"missing.json"}});
     EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_NE(missing.errors.find("configuration \"missing.json\": cannot be read"),
+    EXPECT_NE(missing.errors.find("configuration \"missing.json\": cannot be read: No such"),
               std::string::npos);
 }
 

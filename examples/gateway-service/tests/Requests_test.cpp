@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
+
 // Requests that are wrong, on a service that goes on.
 
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "programs.h"
 
@@ -21,7 +23,7 @@ const Row kRows[] = {
     {"[1]", "a JSON object is expected"},
     {"{\"request\":\"status\"", "not JSON: Missing end token"},
     {"{\"request\":\"status\"} {}", "not JSON: something follows the first value"},
-    {std::string("{\"request\":\"sta\0tus\"}", 22), "not JSON: the line holds a NUL"},
+    {std::string("{\"request\":\"sta\0tus\"}", 22), "not JSON: there is a NUL character"},
     {"{\"request\":\"dance\"}", "\\\"request\\\": there is no request \\\"dance\\\""},
     {"{\"request\":7}", "\\\"request\\\": a string is expected"},
     {"{}", "\\\"request\\\": missing"},
@@ -59,6 +61,45 @@ TEST(Requests, AWrongOneIsToldWhatIsWrong) {
             << answer;
     }
     EXPECT_EQ(member(client.ask("{\"request\":\"status\"}"), {"answer"}), "\"status\"");
+}
+
+TEST(Requests, WhateverACipherThrowsIsARefusal) {
+    const helpers::TempDir plugins;
+    RunningService service(
+        R"(, "plugins": ")" +
+        plugins.write("plugins.json", R"({"plugins": [{"path": ")" THROWING_PLUGIN R"("}]})") +
+        R"(")");
+    RawClient client = service.connect();
+    const auto set = [&client](const std::string& value) {
+        return client.ask(R"({"request":"set","name":"secret","value":")" + value + "\"}");
+    };
+    EXPECT_EQ(member(set("logic"), {"reason"}), "\"a logic error\"");
+    EXPECT_EQ(member(set("memory"), {"answer"}), "\"refused\"");
+    EXPECT_EQ(member(set("number"), {"reason"}), "\"the request failed\"");
+    EXPECT_EQ(member(set("other"), {"answer"}), "\"settings\"");
+    EXPECT_EQ(member(client.ask(R"({"request":"run","script":"true","timeout":5,"secret":true})"),
+                     {"reason"}),
+              "\"the request failed\"");
+    EXPECT_EQ(service.stop(), 0);
+}
+
+TEST(Requests, TextsThatAreKeptHaveABound) {
+    RunningService service;
+    RawClient client = service.connect();
+    const auto with = [&client](const std::string& begin, std::size_t size) {
+        return member(client.ask(begin + std::string(size, 'x') + "\"}"), {"answer"});
+    };
+    const std::string run =
+        R"({"request":"run","script":"while ! test -e go; do sleep 0.05; done","timeout":60,"description":")";
+    const std::string bind =
+        R"({"request":"bind","client":"11111111-1111-4111-a111-111111111111","interface":")";
+    EXPECT_EQ(with(run, 257), "\"error\"");
+    EXPECT_EQ(with(bind, 257), "\"error\"");
+    EXPECT_EQ(with(R"({"request":"set","name":"secret","value":")", 4097), "\"error\"");
+    EXPECT_EQ(with(run, 256), "\"accepted\"");
+    EXPECT_EQ(with(bind, 256), "\"bind\"");
+    service.directory().write("go", "");
+    EXPECT_EQ(member(client.line(), {"exitCode"}), "0");
 }
 
 TEST(Requests, AnswersComeInTheirOrder) {

@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
+
 // The secret setting, enciphered by a plug-in.
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "programs.h"
 
@@ -33,7 +35,7 @@ class Keys {
 };
 
 std::string stored(const RunningService& service) {
-    return helpers::contentOf(service.directory().file("run/settings.json"));
+    return helpers::contentOf(service.settingsFile());
 }
 
 Outcome useSecret(const RunningService& service) {
@@ -84,13 +86,13 @@ TEST(Secret, AChangedTextIsToldSo) {
     ASSERT_NE(start, std::string::npos) << text;
     const std::size_t place = start + 20;
     text[place] = text[place] == 'A' ? 'B' : 'A';
-    service.directory().write("run/settings.json", text);
+    service.directory().write("run/gatewayd.settings.json", text);
     service.start();
     EXPECT_NE(useSecret(service).errors.find("the key is wrong or the text was changed"),
               std::string::npos);
     EXPECT_EQ(service.stop(), 0);
     text.replace(place, 1, "!");
-    service.directory().write("run/settings.json", text);
+    service.directory().write("run/gatewayd.settings.json", text);
     service.start();
     EXPECT_NE(useSecret(service).errors.find("this is no enciphered text"), std::string::npos);
 }

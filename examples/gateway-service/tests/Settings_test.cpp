@@ -1,15 +1,26 @@
+// SPDX-License-Identifier: MIT
+
 // Settings and counters that survive whatever happens to the service.
+
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
+#include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "programs.h"
 
 namespace gateway_tests {
 
 namespace {
+
+const std::string kStatus = "{\"request\":\"status\"}";
 
 std::string settings(const RunningService& service) {
     return service.control({"--json", "settings"}).output;
@@ -88,9 +99,9 @@ TEST(Settings, SurviveAKillRightAfterTheAnswer) {
 }
 
 TEST(Settings, CountersReachTheDiskByThemselves) {
-    RunningService service;
+    RunningService service(R"(, "settingsDelay": 1)");
     EXPECT_EQ(service.control({"run", "--wait", "true"}).exitCode, 0);
-    const std::string file = service.directory().file("run/settings.json");
+    const std::string file = service.settingsFile();
     EXPECT_TRUE(helpers::waitUntil([&] {
         return helpers::contentOf(file).find("\"scripts\": 1") != std::string::npos;
     })) << helpers::contentOf(file);
@@ -105,15 +116,181 @@ TEST(Settings, ADamagedFileIsReplacedByItsBackup) {
     EXPECT_EQ(service.control({"set", "heartbeat", "55"}).exitCode, 0);
     EXPECT_EQ(service.control({"set", "heartbeat", "56"}).exitCode, 0);
     EXPECT_EQ(service.stop(), 0);
-    service.directory().write("run/settings.json", "{\"version\": \"1\", \"sett");
+    service.directory().write("run/gatewayd.settings.json", "{\"version\": \"1\", \"sett");
     service.start();
     EXPECT_EQ(member(settings(service), {"settings", "heartbeat"}), "55");
+}
+
+TEST(Settings, NothingIsAcknowledgedThatIsNotStored) {
+    RunningService service;
+    EXPECT_EQ(service.control({"set", "heartbeat", "20"}).exitCode, 0);
+    const std::string directory = service.directory().file("run");
+    const std::string aside = service.directory().file("aside");
+    RawClient client = service.connect();
+    std::filesystem::rename(directory, aside);
+    const std::string refused = client.ask(R"({"request":"set","name":"heartbeat","value":30})");
+    EXPECT_EQ(member(refused, {"answer"}), "\"refused\"");
+    EXPECT_NE(member(refused, {"reason"}).find("the settings cannot be stored: cannot create"),
+              std::string::npos)
+        << refused;
+    const std::string status = client.ask(kStatus);
+    EXPECT_EQ(member(status, {"service", "health"}), "\"minor failure\"");
+    EXPECT_NE(member(status, {"settings"}), "\"ok\"");
+    EXPECT_EQ(member(status, {"heartbeat", "period"}), "20");
+    std::filesystem::rename(aside, directory);
+    EXPECT_EQ(member(settings(service), {"settings", "heartbeat"}), "20");
+    EXPECT_EQ(service.control({"set", "heartbeat", "40"}).exitCode, 0);
+    EXPECT_EQ(member(client.ask(kStatus), {"service", "health"}), "\"ok\"");
+    service.process().signal(SIGKILL);
+    service.process().wait();
+    service.start();
+    EXPECT_EQ(member(settings(service), {"settings", "heartbeat"}), "40");
+}
+
+TEST(Settings, AMissingDirectoryIsToldAndHoldsUpNothingElse) {
+    RunningService service(R"(, "settings": "none/s.json")");
+    const Outcome outcome = service.control({"set", "heartbeat", "20"});
+    EXPECT_EQ(outcome.exitCode, 75);
+    EXPECT_NE(outcome.errors.find("No such file or directory"), std::string::npos);
+    EXPECT_TRUE(service.shows({"service", "health"}, "\"minor failure\""));
+    EXPECT_EQ(service.control({"exec", "/bin/true"}).exitCode, 0);
+    EXPECT_EQ(service.stop(), 0);
+}
+
+TEST(Settings, NothingIsAcknowledgedWithoutDescriptors) {
+    if (helpers::kAddressSanitizer) {
+        GTEST_SKIP() << "the sanitizer looks at memory through descriptors of its own";
+    }
+    RunningService service;
+    EXPECT_TRUE(service.shows({"clients"}, "1")) << "the connection of the start is gone";
+    RawClient client = service.connect();
+    EXPECT_EQ(member(client.ask(kStatus), {"answer"}), "\"status\"");
+    rlimit before{};
+    ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_NOFILE, nullptr, &before), 0);
+    rlimit none = before;
+    const std::string opened = "/proc/" + std::to_string(service.process().id()) + "/fd";
+    none.rlim_cur = 0;  // becomes the lowest number that is free
+    while (std::filesystem::is_symlink(opened + "/" + std::to_string(none.rlim_cur))) {
+        ++none.rlim_cur;
+    }
+    ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_NOFILE, &none, nullptr), 0);
+    const std::string refused = client.ask(R"({"request":"set","name":"heartbeat","value":30})");
+    EXPECT_EQ(member(refused, {"answer"}), "\"refused\"");
+    EXPECT_NE(member(refused, {"reason"}).find("Too many open files"), std::string::npos)
+        << refused;
+    ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_EQ(member(client.ask(R"({"request":"set","name":"heartbeat","value":30})"),
+                     {"settings", "heartbeat"}),
+              "30");
+}
+
+TEST(Settings, AFullDiskCostsNothingThatWasStored) {
+    VORN_REQUIRE_ROOT();
+    RunningService service;
+    EXPECT_EQ(service.stop(), 0);
+    const std::string directory = service.directory().file("run");
+    if (::mount("none", directory.c_str(), "tmpfs", 0, "size=64k,mode=755") != 0) {
+        GTEST_SKIP() << "no file system can be mounted here";
+    }
+    service.start();
+    EXPECT_EQ(service.control({"set", "heartbeat", "20"}).exitCode, 0);
+    EXPECT_EQ(service.control({"set", "heartbeat", "21"}).exitCode, 0);
+    {
+        std::ofstream filler(directory + "/filler");
+        filler << std::string(65536, 'x');
+    }
+    for (const char* value : {"30", "31", "32"}) {
+        const Outcome outcome = service.control({"set", "heartbeat", value});
+        EXPECT_EQ(outcome.exitCode, 75) << value;
+        EXPECT_NE(outcome.errors.find("No space left on device"), std::string::npos)
+            << outcome.errors;
+    }
+    service.process().signal(SIGKILL);
+    service.process().wait();
+    service.start();
+    EXPECT_EQ(member(settings(service), {"settings", "heartbeat"}), "21");
+    EXPECT_EQ(service.stop(), 0);
+    EXPECT_EQ(::umount2(directory.c_str(), MNT_DETACH), 0);
+}
+
+TEST(Settings, AnotherVersionWipesNothing) {
+    RunningService service;
+    EXPECT_EQ(service.control({"set", "heartbeat", "55"}).exitCode, 0);
+    EXPECT_EQ(service.stop(), 0);
+    const std::string newer = R"({"version": "2", "settings": {"pulse": 7}})";
+    std::filesystem::copy_file(service.settingsFile(), service.settingsFile() + ".bak",
+                               std::filesystem::copy_options::overwrite_existing);
+    service.directory().write("run/gatewayd.settings.json", newer);
+    service.start();
+    EXPECT_EQ(member(settings(service), {"settings", "heartbeat"}), "55");
+    EXPECT_EQ(helpers::contentOf(service.settingsFile() + ".unreadable"), newer);
+    EXPECT_TRUE(service.logs("version \"2\" is not known, kept as "));
+    EXPECT_TRUE(service.shows({"service", "health"}, "\"minor failure\""));
+}
+
+TEST(Settings, AreSharedWithNobody) {
+    RunningService service;
+    const std::string where = service.directory().path().string();
+    const Outcome second = runProgram(
+        {where,
+         gatewaydProgram(),
+         {service.directory().write(
+             "second.json",
+             R"({"socket": "run/second.sock", "settings": "run/gatewayd.settings.json"})")}});
+    EXPECT_EQ(second.exitCode, 1);
+    EXPECT_NE(second.errors.find("another service holds"), std::string::npos) << second.errors;
+    Process third({where,
+                   gatewaydProgram(),
+                   {service.directory().write("third.json", R"({"socket": "run/third.sock"})")}});
+    EXPECT_TRUE(helpers::waitUntil([&] {
+        return std::filesystem::exists(service.directory().file("run/third.settings.json"));
+    })) << third.errors();
+    third.signal(SIGTERM);
+    EXPECT_EQ(third.wait(), 0);
+}
+
+TEST(Settings, WhatIsNoFileIsLeftAlone) {
+    const helpers::TempDir directory;
+    std::filesystem::create_directories(directory.file("data/precious"));
+    const Outcome outcome =
+        runProgram({directory.path().string(),
+                    gatewaydProgram(),
+                    {directory.write("c.json", R"({"socket": "s", "settings": "data"})")}});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.errors.find("\"data\" is no regular file"), std::string::npos)
+        << outcome.errors;
+    EXPECT_TRUE(std::filesystem::is_directory(directory.file("data/precious")));
+}
+
+TEST(Settings, OthersLeaveTheHeartbeatAlone) {
+    RunningService service;
+    EXPECT_EQ(service.control({"set", "heartbeat", "2"}).exitCode, 0);
+    RawClient client = service.connect();
+    EXPECT_TRUE(helpers::waitUntil(
+        [&] {
+            client.ask(R"({"request":"set","name":"jobLimit","value":3})");
+            client.ask(R"({"request":"set","name":"heartbeat","value":2})");
+            return std::stoi(member(client.ask(kStatus), {"heartbeat", "count"})) >= 1;
+        },
+        std::chrono::seconds(20)));
+}
+
+TEST(Settings, CountersReachTheDiskLazilyAndAtTheEnd) {
+    RunningService service;
+    const std::string before = helpers::contentOf(service.settingsFile());
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(service.control({"run", "--wait", "sleep 0.1"}).exitCode, 0);
+    }
+    EXPECT_EQ(helpers::contentOf(service.settingsFile()), before);
+    EXPECT_EQ(service.stop(), 0);
+    EXPECT_NE(helpers::contentOf(service.settingsFile()).find("\"scripts\": 20"),
+              std::string::npos);
 }
 
 TEST(Settings, ValuesThatMakeNoSenseAreLeftOut) {
     RunningService service;
     EXPECT_EQ(service.stop(), 0);
-    service.directory().write("run/settings.json",
+    service.directory().write("run/gatewayd.settings.json",
                               R"({"version": "1", "settings": {"heartbeat": 0, "jobLimit": 99,)"
                               R"("starts": -1, "scripts": 41, "unknown": true}})");
     service.start();
@@ -124,6 +301,9 @@ TEST(Settings, ValuesThatMakeNoSenseAreLeftOut) {
     RawClient client = service.connect();
     EXPECT_EQ(member(client.ask("{\"request\":\"status\"}"), {"jobs", "limit"}), "4")
         << "the configuration bounds the setting";
+    EXPECT_NE(helpers::contentOf(service.settingsFile() + ".unreadable").find("\"starts\": -1"),
+              std::string::npos)
+        << "a copy is kept";
 }
 
 }  // namespace gateway_tests

@@ -1,7 +1,7 @@
+// SPDX-License-Identifier: MIT
 #include "programs.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -13,8 +13,10 @@
 #include <filesystem>
 #include <system_error>
 
+#include <gtest/gtest.h>
+
 #include "helpers/wait_until.h"
-#include "unixSocket.h"
+#include "sockets.h"
 
 namespace gateway_tests {
 
@@ -56,10 +58,12 @@ Process::Process(const Launch& launch) {
 
     pid_ = ::fork();
     if (pid_ == 0) {
-        const bool onTerminal = !launch.terminal.empty();
-        redirect(onTerminal ? launch.terminal : inputFile, O_RDONLY, STDIN_FILENO);
-        redirect(onTerminal ? launch.terminal : outputFile_, O_WRONLY | O_CREAT, STDOUT_FILENO);
+        redirect(inputFile, O_RDONLY, STDIN_FILENO);
+        redirect(outputFile_, O_WRONLY | O_CREAT, STDOUT_FILENO);
         redirect(errorFile_, O_WRONLY | O_CREAT, STDERR_FILENO);
+        if (launch.prepare) {
+            launch.prepare();
+        }
         if (::chdir(launch.directory.c_str()) == 0 &&
             (launch.user == ::getuid() ||
              (::setuid(launch.user) == 0 && ::access(launch.program.c_str(), R_OK | X_OK) == 0))) {
@@ -154,12 +158,27 @@ std::string RawClient::ask(const std::string& request) {
     return line();
 }
 
-RunningService::RunningService(const std::string& members) {
+RunningService::RunningService(const std::string& members, const std::function<void()>& prepare)
+    : prepare_(prepare) {
     // The service may run as a user of its own.
     std::filesystem::permissions(directory_.path(), std::filesystem::perms(0755));
+    configure(members);
+    start();
+}
+
+void RunningService::configure(const std::string& members) {
     configuration_ =
         directory_.write("gatewayd.json", R"({"socket": "run/gatewayd.sock")" + members + "}");
-    start();
+}
+
+bool RunningService::logs(const std::string& text) const {
+    return helpers::waitUntil([&] { return process_->errors().find(text) != std::string::npos; });
+}
+
+bool RunningService::shows(const std::vector<const char*>& path, const std::string& value) const {
+    RawClient client = connect();
+    return helpers::waitUntil(
+        [&] { return member(client.ask("{\"request\":\"status\"}"), path) == value; });
 }
 
 RunningService::~RunningService() {
@@ -169,10 +188,16 @@ RunningService::~RunningService() {
 }
 
 void RunningService::start() {
-    process_.emplace(Launch{directory_.path().string(), gatewaydProgram(), {configuration_}});
+    Launch launch{directory_.path().string(), gatewaydProgram(), {configuration_}};
+    launch.prepare = prepare_;
+    process_.emplace(launch);
+    // Not by its log, which a test may send elsewhere.
     const bool ready = helpers::waitUntil([this] {
-        return !process_->running() ||
-               process_->errors().find("in service at") != std::string::npos;
+        try {
+            return !process_->running() || !connect().ask("{\"request\":\"status\"}").empty();
+        } catch (const std::system_error&) {
+            return false;
+        }
     });
     EXPECT_TRUE(ready && process_->running()) << process_->errors();
 }

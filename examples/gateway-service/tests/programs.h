@@ -1,14 +1,18 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <sys/types.h>
 
-#include <vorn/common/lwjson/Deserializer.h>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "FileDescriptor.h"
+#include <vorn/common/lwjson/Deserializer.h>
+
 #include "LineBuffer.h"
+#include "descriptors.h"
 #include "helpers/TempDir.h"
 
 namespace gateway_tests {
@@ -18,9 +22,9 @@ struct Launch {
     std::string directory;  ///< where it starts; its streams are files there
     std::string program;
     std::vector<std::string> arguments;
-    std::string input{};      ///< what it reads from its standard input
-    std::string terminal{};   ///< when given, what its standard input and output are instead
-    uid_t user = ::getuid();  ///< whom it runs as; its exit code is 126 when it cannot
+    std::string input{};              ///< what it reads from its standard input
+    uid_t user = ::getuid();          ///< whom it runs as; its exit code is 126 when it cannot
+    std::function<void()> prepare{};  ///< called in the child last of all
 };
 
 /// A started program (through the emulator where there is one). Killed with the object if it still
@@ -32,6 +36,7 @@ class Process {
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
+    [[nodiscard]] pid_t id() const { return pid_; }
     void signal(int number) const;
     /// The exit code, or 1000 plus the signal that ended it. Waits up to 60 seconds.
     int wait();
@@ -52,6 +57,7 @@ class Process {
 class RawClient {
   public:
     explicit RawClient(const std::string& socket);
+    explicit RawClient(gateway::FileDescriptor socket) : socket_(std::move(socket)) {}
 
     void send(const std::string& bytes);
     /// Sends as much as goes without waiting; returns how much went.
@@ -77,12 +83,22 @@ class RunningService {
   public:
     /// `members`: more members of the configuration, each beginning with a comma. Returns when the
     /// service answers.
-    explicit RunningService(const std::string& members = "");
+    explicit RunningService(const std::string& members = "",
+                            const std::function<void()>& prepare = {});
     ~RunningService();
 
     [[nodiscard]] std::string socket() const { return directory_.file("run/gatewayd.sock"); }
     [[nodiscard]] const helpers::TempDir& directory() const { return directory_; }
     [[nodiscard]] Process& process() { return *process_; }
+    [[nodiscard]] std::string settingsFile() const {
+        return directory_.file("run/gatewayd.settings.json");
+    }
+    /// Waits until the log holds the text.
+    [[nodiscard]] bool logs(const std::string& text) const;
+    /// Waits until a status has that value in that place.
+    [[nodiscard]] bool shows(const std::vector<const char*>& path, const std::string& value) const;
+    /// Replaces the configuration; see the constructor.
+    void configure(const std::string& members);
     /// Starts it again, after it ended.
     void start();
     /// Sends SIGTERM and returns the exit code.
@@ -96,6 +112,7 @@ class RunningService {
   private:
     helpers::TempDir directory_;
     std::string configuration_;
+    std::function<void()> prepare_;
     std::optional<Process> process_;
 };
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vorn/common/encoding/utf/BOM.h"
 
 #include <array>

@@ -1,6 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -10,6 +9,9 @@
 #include <chrono>
 #include <filesystem>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "RunningService.h"
 #include "helpers/environment.h"

@@ -1,13 +1,15 @@
+// SPDX-License-Identifier: MIT
 #include "RunningService.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "helpers/wait_until.h"
 

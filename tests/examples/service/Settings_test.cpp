@@ -1,5 +1,4 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// SPDX-License-Identifier: MIT
 #include <signal.h>
 #include <sys/stat.h>
 #include <sysexits.h>
@@ -7,6 +6,9 @@
 
 #include <filesystem>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "RunningService.h"
 #include "helpers/wait_until.h"

@@ -1,6 +1,5 @@
+// SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <sysexits.h>
@@ -8,6 +7,9 @@
 
 #include <filesystem>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "RunningService.h"
 #include "helpers/environment.h"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # The first-day service, started as somebody starts it.
 set(service_tests "${CMAKE_CURRENT_LIST_DIR}")
 vorn_add_test_program(service_tests vorn::gw-common

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "helpers/faults/calls.h"
 
 #include <pthread.h>

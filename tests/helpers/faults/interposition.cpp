@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "helpers/faults/interposition.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <sys/types.h>
@@ -60,9 +61,10 @@ namespace vorn::common::executable {
 /// child. Read while it runs: execAsync, then readFromStdOut.
 /// Deliberate: a read lasts until every holder of the pipe has closed it, background processes of
 /// the child too, and holds the object's lock: status queries and the time limit wait for it.
-/// Deliberate: only descriptors 3 to 4095 are closed in the child, and it inherits all four ends of
-/// its own two pipes, so that closing its standard output does not end a read.
-/// Deliberate: destruction kills the process, not its group.
+/// The way out, for both outputs at once with a time limit, is prepareEnvAndExec with a poll of
+/// one's own: examples/processes/stream_output.cpp. Deliberate: only descriptors 3 to 4095 are
+/// closed in the child, and it inherits all four ends of its own two pipes, so that closing its
+/// standard output does not end a read. Deliberate: destruction kills the process, not its group.
 /// Deliberate: a callback that destroys its own object joins itself, which ends the process.
 class VORN_GW_COMMON_EXPORT Executable
     : public IExecutable,
