@@ -21,7 +21,8 @@
 namespace faults {
 
 /// The calls that can be watched; with the 64-bit forms of those that have one.
-// clang-format off: a table, which the formatter takes for an expression
+// A table, which the formatter takes for an expression.
+// clang-format off
 #define VORN_FAULTS_CALLS(CALL)                                                                  \
     /* files */                                                                                  \
     CALL(open) CALL(openat) CALL(mkostemp) CALL(mkdtemp) CALL(mkdir) CALL(read) CALL(write)      \
