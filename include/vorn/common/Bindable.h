@@ -16,6 +16,7 @@ class VORN_GW_COMMON_EXPORT Bindable {
   public:
     virtual ~Bindable() = default;
 
+    /// The identity under which the party is bound, stored and looked for.
     [[nodiscard]] virtual const Uuid& uuid() const = 0;
     /// The name of the interface; without '|' where it is stored by BinderDb's two-string form.
     [[nodiscard]] virtual const std::string& interface() const = 0;

@@ -6,6 +6,7 @@
 
 #include <vorn/common/export.h>
 
+/// Ciphers that plug-ins provide.
 namespace vorn::common::cipher {
 
 class CipherProxy;
@@ -37,11 +38,14 @@ class VORN_GW_COMMON_EXPORT ICipher {
     [[nodiscard]] virtual CipherProxy clone() const = 0;
 
   protected:
+    /// Only as a part of a deriving object; clone() is what copies a cipher.
+    /// @{
     ICipher() = default;
     ICipher(const ICipher&) = default;
     ICipher(ICipher&&) = default;
     ICipher& operator=(const ICipher&) = default;
     ICipher& operator=(ICipher&&) = default;
+    /// @}
 };
 
 }  // namespace vorn::common::cipher

@@ -16,9 +16,9 @@ namespace vorn::common::command {
 
 /// How urgent a command is.
 enum class CommandSeverity : std::uint32_t {
-    Normal = 0,
-    Critical = 1,
-    Emergency = 2,
+    Normal = 0,     ///< in its turn
+    Critical = 1,   ///< before the normal ones
+    Emergency = 2,  ///< before everything else
 };
 
 /// What the receiver of a command answered.
@@ -32,12 +32,12 @@ enum class CommandStatus : std::uint32_t {
 
 /// How far the execution of a command has come.
 enum class CommandExecutionState : std::uint32_t {
-    Unknown = 0,
-    None = 1,
-    Planned = 2,
-    InProgress = 3,
-    Succeed = 4,
-    Aborted = 5,
+    Unknown = 0,     ///< it is not known
+    None = 1,        ///< it is not to be executed
+    Planned = 2,     ///< it will begin
+    InProgress = 3,  ///< it has begun
+    Succeed = 4,     ///< it ended as wanted
+    Aborted = 5,     ///< it ended before that
 };
 
 /// Returns "normal", "critical" or "emergency"; "undefined" for any other value.
