@@ -20,13 +20,13 @@ namespace conv {
 /// Deliberate: `Ema51520` and its text lack the N of their neighbours.
 enum class ConnectorType : std::uint32_t {
     None = 1,       ///< an outlet without a connector; the text is "none"
-    IecC13 = 2,     ///< IEC 60320, 10 A
-    IecC19 = 3,     ///< IEC 60320, 16 A
+    IecC13 = 2,     ///< IEC 60320 C13
+    IecC19 = 3,     ///< IEC 60320 C19
     UK = 4,         ///< the plug of the United Kingdom
     French = 5,     ///< the plug of France
     Schuko = 6,     ///< the plug of Germany
     Nema515 = 7,    ///< NEMA 5-15
-    Ema51520 = 8,   ///< NEMA 5-15 and 5-20
+    Ema51520 = 8,   ///< NEMA 5-15/20
     Nema520 = 9,    ///< NEMA 5-20
     NemaL520 = 10,  ///< NEMA L5-20
     NemaL530 = 11,  ///< NEMA L5-30

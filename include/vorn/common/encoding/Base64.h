@@ -80,7 +80,9 @@ class VORN_GW_COMMON_EXPORT Base64 {
     [[nodiscard]] static bool checkBase64(const std::string& text);
 };
 
+/// @cond
 extern template VORN_GW_COMMON_EXPORT void Base64::decodeFromBase64Any<std::string>(
     const std::string& input, std::string& out, bool skipCheck);
+/// @endcond
 
 }  // namespace vorn::common::encoding

@@ -33,8 +33,8 @@ struct ExecutableHolder {
 struct ExecutionResult {
     Executable::Status status = Executable::Idle;  ///< Exited or TimedOut
     std::optional<std::int32_t> exitCode{};        ///< when the status is Exited
-    std::optional<std::string> stdOut{};           ///< the whole standard output
-    std::optional<std::string> stdErr{};           ///< the whole standard error
+    std::optional<std::string> stdOut{};           ///< what readFromStdOut() gave
+    std::optional<std::string> stdErr{};           ///< what readFromStdErr() gave
 };
 
 /// Runs executables under identifiers chosen by the caller, up to a fixed number at once.

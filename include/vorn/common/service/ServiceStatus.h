@@ -60,11 +60,13 @@ template <class Status, std::enable_if_t<std::is_same_v<Status, OperatingStatus>
                                              std::is_same_v<Status, HealthStatus>,
                                          int> = 0>
 [[nodiscard]] Status fromString(const std::string& text);
+/// @cond
 template <>
 [[nodiscard]] VORN_GW_COMMON_EXPORT OperatingStatus
 fromString<OperatingStatus>(const std::string& text);
 template <>
 [[nodiscard]] VORN_GW_COMMON_EXPORT HealthStatus fromString<HealthStatus>(const std::string& text);
+/// @endcond
 
 /// What a service reports about itself: two independent values.
 ///

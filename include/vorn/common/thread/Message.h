@@ -16,7 +16,7 @@ namespace vorn::common::thread {
 /// Threads: as any value.
 class VORN_GW_COMMON_EXPORT Message {
   public:
-    /// Any pair but (0, 0xDEADBEEF), which ends a MessageThread.
+    /// No pair is reserved, and none means anything to the library.
     Message(unsigned int msgClass, unsigned int msgType) noexcept
         : msgClass_(msgClass), msgType_(msgType) {}
     /// Class and type.

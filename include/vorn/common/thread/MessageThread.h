@@ -61,7 +61,7 @@ class VORN_GW_COMMON_EXPORT MessageThread {
     /// Deliberate: while a former thread has not been joined, the process ends.
     void start();
 
-    /// True from start() until the thread has taken what ends it.
+    /// True from start() to terminate(), although the thread may still run after that.
     [[nodiscard]] bool isStarted() const noexcept;
 
     /// Queues the message's class and type, in any state.
