@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "vorn/common/fs/LockedFile.h"
 
-#include <fcntl.h>
-
 #include <system_error>
 
 #include "posix/openFile.h"
@@ -72,7 +70,7 @@ bool LockedFile::remove() {
 void LockedFile::createDataFile(std::filesystem::perms perms) const {
     // Created with the permissions, so that nobody can open it before they are set; set again,
     // because the umask has had its share.
-    const auto file = internal::openFile(path_, O_WRONLY | O_CREAT | O_CLOEXEC, perms);
+    const auto file = internal::openOrCreate(path_, perms);
     if (file) {
         // Ignored when it is refused: some file systems know no permissions.
         static_cast<void>(internal::setPermissions(file.get(), perms));

@@ -2,10 +2,8 @@
 #include "vorn/common/fs/tools.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -113,7 +111,7 @@ std::string createTemporaryFolder(const std::string& prefix) {
 }
 
 std::string readFile(const std::filesystem::path& path) {
-    const auto file = internal::openFile(path.native(), O_RDONLY | O_CLOEXEC);
+    const auto file = internal::openForReading(path.native());
     if (!file) {
         throw std::invalid_argument("Could not open file: " + path.string());
     }
@@ -130,7 +128,7 @@ std::string readFile(const std::filesystem::path& path) {
     const auto read = internal::readFully(file.get(), content.data(), content.size());
     // Fewer bytes without an error are no failure: the file has been cut meanwhile, or promises
     // more than it has (sysfs).
-    if (read.error == EISDIR) {
+    if (read.error == static_cast<int>(std::errc::is_a_directory)) {
         throwNoSize(path);
     }
     if (read.error != 0) {
@@ -159,7 +157,7 @@ std::vector<std::string> listFilesFromDirPath(const std::string& dirPath, bool w
 
 std::vector<std::string> readFileLinesToArray(const std::string& path,
                                               const std::set<ReadFileOptions>& options) {
-    const auto file = internal::openFile(path, O_RDONLY | O_CLOEXEC);
+    const auto file = internal::openForReading(path);
     if (!file) {
         return {};
     }

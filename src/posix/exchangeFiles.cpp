@@ -44,7 +44,7 @@ bool exchangeNames(const std::string& oldFile, const std::string& newFile) noexc
 // Whether the file was missing and is there now, empty.
 bool createMissing(const std::string& path) noexcept {
     struct stat status {};
-    return ::stat(path.c_str(), &status) != 0 && openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC);
+    return ::stat(path.c_str(), &status) != 0 && openOrCreate(path);
 }
 
 }  // namespace

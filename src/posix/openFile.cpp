@@ -54,6 +54,14 @@ Descriptor openFile(const std::string& path, int flags,
         retryOnEintr([&] { return ::open(path.c_str(), flags, modeBits(permissions)); }));
 }
 
+Descriptor openForReading(const std::string& path) noexcept {
+    return openFile(path, O_RDONLY | O_CLOEXEC);
+}
+
+Descriptor openOrCreate(const std::string& path, std::filesystem::perms permissions) noexcept {
+    return openFile(path, O_WRONLY | O_CREAT | O_CLOEXEC, permissions);
+}
+
 bool setPermissions(int fd, std::filesystem::perms permissions) noexcept {
     return ::fchmod(fd, modeBits(permissions)) == 0;
 }

@@ -31,6 +31,11 @@ inline constexpr std::filesystem::perms kDefaultFilePermissions{0666};
     const std::string& path, int flags,
     std::filesystem::perms permissions = kDefaultFilePermissions) noexcept;
 
+/// The same for the two usual ways: reading, and creating what is missing (or opening it) to write.
+[[nodiscard]] Descriptor openForReading(const std::string& path) noexcept;
+[[nodiscard]] Descriptor openOrCreate(
+    const std::string& path, std::filesystem::perms permissions = kDefaultFilePermissions) noexcept;
+
 /// Gives an open file exactly these permissions. False, with errno set, when that is refused.
 [[nodiscard]] bool setPermissions(int fd, std::filesystem::perms permissions) noexcept;
 

@@ -13,6 +13,7 @@
 
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 #include "helpers/processes.h"
 #include "processes/ScriptObserver.h"
 
@@ -109,6 +110,24 @@ TEST(DefaultScriptRoutine, StaysInTheGroupOfTheServiceWithItsSignalMask) {
     EXPECT_EQ(resultOf("(cut -d ' ' -f 5 /proc/$$/stat; grep SigBlk /proc/$$/status) >" + file), 0);
     EXPECT_EQ(helpers::contentOf(file),
               std::to_string(::getpgrp()) + "\nSigBlk:\t0000000000000000\n");
+}
+
+TEST(DefaultScriptRoutine, WaitsWithAllSignalsBlocked) {
+    bool blocked = true;
+    int waits = 0;
+    faults::Calls calls;
+    calls.hook(faults::Call::waitid, [&](const auto& /*call*/) {
+        sigset_t mask;
+        ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGCHLD, SIGUSR1, SIGRTMIN}) {
+            blocked = blocked && sigismember(&mask, signal) == 1;
+        }
+        ++waits;
+        return 0;
+    });
+    EXPECT_EQ(resultOf("exit 3"), 3);
+    EXPECT_TRUE(blocked);
+    EXPECT_GT(waits, 0);
 }
 
 TEST(DefaultScriptRoutine, AFailedForkGivesMinusOneAtOnce) {

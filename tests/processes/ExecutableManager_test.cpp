@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -36,10 +37,16 @@ class Scripted : public IExecutable {
         std::atomic<bool> failStart = false;
         std::atomic<int> starts = 0;
         std::atomic<bool> hadCallback = false;
+        std::function<void()> whileDestroyed{};
     };
 
     explicit Scripted(Log& log) : log_(log) {}
-    ~Scripted() override { log_.destroyed = true; }
+    ~Scripted() override {
+        if (log_.whileDestroyed) {
+            log_.whileDestroyed();
+        }
+        log_.destroyed = true;
+    }
     void execAsync(const std::function<void(const IExecutable&)>& onDone) override {
         ++log_.starts;
         log_.hadCallback = static_cast<bool>(onDone);
@@ -373,6 +380,29 @@ TEST(ExecutableManager, CallbacksComeInTheOrderOfSubmissionAndMayUseTheManager) 
     done.get_future().wait();
     EXPECT_EQ(manager.getDescription(uuids[0]), "nested");
     EXPECT_EQ(order, (std::vector<std::size_t>{0, 1, 2, 3, 4}));
+}
+
+TEST(ExecutableManager, WhatHasBeenToldOfIsDestroyedWithoutItsLockAndBeforeItsEnd) {
+    Scripted::Log log;
+    std::future<bool> look;
+    std::atomic<bool> answered = false;
+    {
+        ExecutableManager manager(1);
+        log.whileDestroyed = [&] {
+            look = std::async(std::launch::async, [&] { return manager.isRunning(Uuid(0ULL)); });
+            answered = look.wait_for(10s) == std::future_status::ready;
+        };
+        std::promise<void> told;
+        manager.execAsync(holderOf(log), Uuid(0ULL), "",
+                          [&](const IExecutable&, const Uuid&, const std::string&) {
+                              EXPECT_FALSE(log.destroyed);
+                              told.set_value();
+                          });
+        log.status = Executable::Exited;
+        told.get_future().wait();
+    }
+    EXPECT_TRUE(log.destroyed);
+    EXPECT_TRUE(answered);
 }
 
 TEST(ExecutableManager, DestructionKillsEverythingWithoutCallbacks) {

@@ -62,6 +62,49 @@ TEST(RecursiveSharedMutex, WaitersEnterWhenWhatKeptThemOutIsReleased) {
     }
 }
 
+bool isDone(const std::future<void>& result) {
+    return result.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+}
+
+TEST(RecursiveSharedMutex, AWriterEntersWhenAnOwnersSharedLockEndsAfterItsExclusiveOne) {
+    RecursiveSharedMutex mutex;
+    Actor writer;
+    mutex.lock();
+    mutex.lock_shared();
+    auto entered = writer.post([&] { mutex.lock(); });
+    ASSERT_TRUE(waitUntilAsleep(writer.tid()));
+    mutex.unlock();
+    ASSERT_TRUE(waitUntilAsleep(writer.tid()));
+    EXPECT_TRUE(isPending(entered));
+    mutex.unlock_shared();
+    EXPECT_TRUE(isDone(entered));
+    writer.run([&] { mutex.unlock(); });
+}
+
+TEST(RecursiveSharedMutex, AWriterEntersWhenAReaderThatCameLaterLeavesLast) {
+    // As many readers as make some of them overflow into the map.
+    for (const std::size_t count : {1u, 12u}) {
+        SCOPED_TRACE(count);
+        RecursiveSharedMutex mutex;
+        Actor writer;
+        std::vector<Actor> later(count);
+        mutex.lock_shared();
+        auto entered = writer.post([&] { mutex.lock(); });
+        ASSERT_TRUE(waitUntilAsleep(writer.tid()));
+        for (auto& reader : later) {
+            reader.run([&] { mutex.lock_shared(); });
+        }
+        mutex.unlock_shared();
+        for (auto& reader : later) {
+            ASSERT_TRUE(waitUntilAsleep(writer.tid()));
+            EXPECT_TRUE(isPending(entered));
+            reader.run([&] { mutex.unlock_shared(); });
+        }
+        EXPECT_TRUE(isDone(entered));
+        writer.run([&] { mutex.unlock(); });
+    }
+}
+
 TEST(RecursiveSharedMutex, AllWaitingReadersEnterWhenTheExclusiveLockEnds) {
     for (const bool ownerShares : {false, true}) {
         SCOPED_TRACE(ownerShares);
