@@ -9,7 +9,8 @@
 namespace vorn::common {
 
 /// A party of the binding protocol: who it is, and which interface it speaks. Servers hold their
-/// clients through it, services derive from it what they know about a peer.
+/// clients through it, services derive from it what they know about a peer: two members and the two
+/// functions below (docs/binding.md shows it).
 ///
 /// Lifetime: the references stay valid for as long as the party lives and does not change.
 class VORN_GW_COMMON_EXPORT Bindable {

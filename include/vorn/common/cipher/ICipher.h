@@ -22,6 +22,9 @@ class CipherProxy;
 ///         }
 ///     };
 ///
+/// A plug-in with a cipher links the library: clone() needs the constructor of CipherProxy shown
+/// here, its move constructor and its destructor. The interface itself needs nothing.
+///
 /// The order of the virtual functions is part of the interface between programs and plug-ins.
 /// Threads: one thread at a time; an implementation that allows more says so.
 /// Lifetime: code of the plug-in, so its library stays loaded for as long as the object exists.

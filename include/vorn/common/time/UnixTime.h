@@ -25,6 +25,9 @@ namespace vorn::common::time {
 ///     deadline += SecondsDuration(90);
 ///     log << deadline.toIso8601();                    // "2023-11-14T22:14:50Z"
 ///
+/// For std::chrono: `fromSeconds` of a `duration<double>` since the system clock's epoch, and back
+/// by seconds() (docs/time.md shows both).
+///
 /// Nothing here throws for bad data: arithmetic saturates, and parsing reports by its result.
 /// A plain value without resources; whatever is constexpr below works in constant expressions, and
 /// the two constants can be used from the static initialisers of other files.
