@@ -157,8 +157,7 @@ class VORN_GW_COMMON_EXPORT Serializer {
 
     /// After finalize(), and for a text that was found complete.
     [[nodiscard]] bool isFinalized() const noexcept { return finalized_; }
-    /// The text so far. Before finalize() it is a part: an object lacks its '}', a member may have
-    /// a
+    /// The text so far. Before finalize() it is a part: an object lacks its '}', a value may have a
     /// ',' behind it, and an empty serializer has no text. Reading it changes nothing, and the
     /// writing goes on.
     [[nodiscard]] const std::string& json() const noexcept { return *output_; }
