@@ -22,7 +22,7 @@ struct BOM {
         utf7,   ///< the mark 2B 2F 76
         utf8,   ///< EF BB BF
         utf16,  ///< FF FE or FE FF
-        utf32,  ///< FF FE 00 00 or 00 00 FE FF
+        utf32   ///< FF FE 00 00 or 00 00 FE FF
     };
 
     Encoding encoding;  ///< of the text behind the mark
