@@ -70,7 +70,6 @@ endif()
 
 # The service's classes alone.
 vorn_add_test_program(gateway-service_unit_tests gateway-service
-    "${gateway_root}/tests/Configuration_test.cpp"
     "${gateway_root}/tests/SettingsFile_test.cpp"
     "${gateway_root}/tests/Texts_test.cpp"
 )
@@ -79,12 +78,11 @@ target_link_libraries(gateway-service_unit_tests PRIVATE gateway-service gateway
 # The real programs, started as a user starts them.
 vorn_add_test_program(gateway-service_tests gateway-common
     "${gateway_root}/tests/Bind_test.cpp"
-    "${gateway_root}/tests/Cancel_test.cpp"
     "${gateway_root}/tests/Clients_test.cpp"
     "${gateway_root}/tests/Flow_test.cpp"
     "${gateway_root}/tests/Hygiene_test.cpp"
+    "${gateway_root}/tests/Jobs_test.cpp"
     "${gateway_root}/tests/Lifecycle_test.cpp"
-    "${gateway_root}/tests/Programs_test.cpp"
     "${gateway_root}/tests/Requests_test.cpp"
     "${gateway_root}/tests/Settings_test.cpp"
     "${gateway_root}/tests/programs.cpp"
@@ -118,7 +116,10 @@ add_test(NAME gateway-service.unit
 set_tests_properties(gateway-service.unit PROPERTIES SKIP_RETURN_CODE 77)
 
 # The short form of the load; the long ones are started by hand (see the README).
-add_executable(gateway-load "${gateway_root}/tests/load.cpp")
+add_executable(gateway-load
+    "${gateway_root}/tests/load.cpp"
+    "${gateway_root}/tests/load_clients.cpp"
+)
 target_link_libraries(gateway-load PRIVATE gateway-control)
 vorn_warnings(gateway-load)
 add_dependencies(gateway-load gatewayd)

@@ -14,8 +14,10 @@
 namespace vorn::common::lwjson {
 namespace {
 
+// A list that grows would copy whole subtrees if moving could throw.
 static_assert(std::is_nothrow_move_constructible_v<Deserializer>);
 static_assert(std::is_nothrow_move_assignable_v<Deserializer>);
+// Programs have been compiled with this size.
 static_assert(sizeof(Deserializer) == 13 * sizeof(void*));
 
 /// A text that a reader owns, holding on to the one of the import before it while nodes still point
@@ -43,6 +45,7 @@ struct OwnedText : std::string {
                               std::less<>()(text.data() + text.size(), span.data));
 }
 
+/// What `strtol` reads completely; out of range is no matter, so no conversion is needed.
 [[nodiscard]] bool isInteger(std::string_view text) {
     const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
     if (start == std::string_view::npos) {
@@ -57,6 +60,7 @@ struct OwnedText : std::string {
 
 /// `text` is NUL-terminated behind `size` characters.
 [[nodiscard]] bool isFloat(const char* text, std::size_t size) {
+    // A query leaves the caller's errno alone; the conversion reports a range error there.
     const int savedErrno = errno;
     char* stop = nullptr;
     static_cast<void>(::strtof_l(text, &stop, internal::cLocale()));
@@ -89,11 +93,13 @@ Deserializer::Deserializer(const char* begin, const char* end, unsigned depth, c
 }
 
 Deserializer& Deserializer::operator=(const Deserializer& other) {
+    // By way of a copy, since `other` may be a member of this node.
     *this = Deserializer(other);
     return *this;
 }
 
 void Deserializer::borrow(std::string_view json) {
+    // Spans count in 32 bits.
     if (json.size() > 0xFFFFFFFFU) {
         throw std::length_error("lwjson::deserializer text of 4 GiB or more");
     }
@@ -112,10 +118,12 @@ void Deserializer::importJson(const char* json) {
 void Deserializer::importJson(std::string&& json) {
     auto owned = std::make_shared<OwnedText>();
     static_cast<std::string&>(*owned) = std::move(json);
+    // Members and, until there is a new one, the value point into the text before.
     const bool appends = !members_.empty();
     if (textOwner_ && (appends || value.size != 0)) {
         owned->earlier = textOwner_;
     }
+    // Before it is read: what a failed import leaves points into it.
     textOwner_ = owned;
     importJson(std::string_view(*owned));
     if (!appends && !isOutside(value, *owned)) {
@@ -147,6 +155,7 @@ const Deserializer& Deserializer::operator[](std::string_view key) const {
         throw std::invalid_argument(
             "lwjson::deserializer operator[member] called on non-object type \"" + name() + "\"");
     }
+    // A view of nothing has no NUL to read to.
     return getMember(key.data() == nullptr ? "" : key.data());
 }
 
@@ -181,6 +190,7 @@ Deserializer::ValueType Deserializer::getValueType() const {
     if (text.front() == '{' || text.front() == '[') {
         return ValueType::None;
     }
+    // The conversion needs a NUL behind the text; for most values the stack has room for the copy.
     std::array<char, 64> shortCopy;
     if (text.size() < shortCopy.size()) {
         text.copy(shortCopy.data(), text.size());

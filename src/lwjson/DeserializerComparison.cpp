@@ -111,6 +111,7 @@ void Deserializer::Comparison::appendPath(std::string& path, const Frame* frame)
 
 void Deserializer::Comparison::differs(const Frame* frame, const char* shortText,
                                        const std::string& longText) {
+    // Counted first: the exception below must not go before it.
     ++*context_.differences_;
     if (context_.reportDifferences_ && context_.report_ != nullptr) {
         std::string line;
@@ -120,6 +121,7 @@ void Deserializer::Comparison::differs(const Frame* frame, const char* shortText
         }
         line += longText;
         line += '\n';
+        // Unformatted: the width and flags of the caller's stream do not apply.
         context_.report_->write(line.data(), static_cast<std::streamsize>(line.size()));
     }
     if (context_.throwOnDifference_) {
@@ -182,6 +184,7 @@ void Deserializer::Comparison::objects(const Deserializer& expected, const Deser
         }
         return;
     }
+    // In few names a search from the front is quicker than sorting them.
     const bool wide = std::min(expectedCount, foundCount) > kWide;
     std::vector<std::uint32_t> matches;
     std::vector<bool> known;
@@ -274,6 +277,8 @@ std::vector<Deserializer::Comparison::NameEntry> Deserializer::Comparison::sorte
         const std::size_t hash = std::hash<std::string_view>()(node.members_[i].name_.view());
         names[i] = {static_cast<std::uint32_t>(hash), static_cast<std::uint32_t>(i)};
     }
+    // By hash first: the names of one object often begin alike. The place decides last, so that the
+    // first of equal names comes first.
     std::sort(names.begin(), names.end(), [&](const NameEntry& left, const NameEntry& right) {
         if (left.hash != right.hash) {
             return left.hash < right.hash;
@@ -328,6 +333,7 @@ bool Deserializer::compare(const Deserializer& other) const {
     try {
         compare(other, context);
     } catch (const CompareContext::Exception&) {
+        // Only the way out at the first difference, which has been counted.
     }
     return context.differences() == 0;
 }

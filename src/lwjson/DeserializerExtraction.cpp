@@ -54,6 +54,7 @@ template <class Number>
 template <class Number>
 [[nodiscard]] Number readNumber(const char* text, const char* conversion,
                                 Number (*convert)(const char*, char**, locale_t)) {
+    // The value of a node without text.
     if (text == nullptr) {
         throw std::invalid_argument(conversion);
     }
@@ -63,6 +64,7 @@ template <class Number>
             return number;
         }
     }
+    // Only errno tells a result out of range from an infinity that was written; it is the caller's.
     const int savedErrno = errno;
     errno = 0;
     char* stop = nullptr;
@@ -100,6 +102,7 @@ struct Decimal {
     }
     decimal.hasDigits = isDigit(*text);
     constexpr auto kLargest = std::numeric_limits<std::uint64_t>::max();
+    // Tested before the step, since unsigned numbers wrap silently.
     for (; isDigit(*text) && !decimal.overflows; ++text) {
         const auto digit = static_cast<std::uint64_t>(*text - '0');
         decimal.overflows = decimal.magnitude > (kLargest - digit) / 10;
@@ -115,6 +118,7 @@ void extractInteger(const char* text, Integer& out, const char* name) {
         throw std::invalid_argument(about(name, "is not an integer"));
     }
     constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<Integer>::max());
+    // There is one more negative number than positive ones.
     const std::uint64_t limit =
         decimal.negative ? (std::is_signed_v<Integer> ? kLargest + 1 : 0) : kLargest;
     if (decimal.overflows || decimal.magnitude > limit) {
@@ -210,6 +214,7 @@ void Deserializer::extractValue(const char* text, unsigned size, std::string& ou
         out.assign(begin, end);
         return;
     }
+    // Not in `out`: it may hold the text, and stays as it was when memory is short.
     std::string result(begin, end);
     char* const written = unescape(first, end, result.data() + (first - begin));
     result.resize(static_cast<std::size_t>(written - result.data()));
@@ -217,6 +222,7 @@ void Deserializer::extractValue(const char* text, unsigned size, std::string& ou
 }
 
 void Deserializer::extractValue(const char* text, unsigned size, Uuid& out, const char* name) {
+    // Both steps may throw; `out` changes behind them.
     std::string uuid;
     extractValue(text, size, uuid, name);
     out = Uuid(uuid);
@@ -231,11 +237,13 @@ void Deserializer::extractValue(const char* text, unsigned size, time::UnixTime&
         out = time::UnixTime::UNDEFINED;
         return;
     }
+    // Written so that it holds for NaN too.
     if (!(seconds >= 0)) {
         out = time::UnixTime::UNDEFINED;
     } else if (seconds >= time::UnixTime::INFINITE.seconds()) {
         out = time::UnixTime::INFINITE;
     } else {
+        // -0 counts as 0.
         out = time::UnixTime::fromSeconds(std::abs(seconds));
     }
 }

@@ -16,6 +16,8 @@ namespace scan = internal::scan;
 
 constexpr std::string_view kStructural = ",[]{}:";
 
+// What throws is kept out of line, so that the loops of the reader stay small.
+
 [[nodiscard]] std::string excerpt(const char* begin, const char* end) {
     return std::string(begin, static_cast<std::size_t>(std::min<std::ptrdiff_t>(end - begin, 32)));
 }
@@ -54,9 +56,11 @@ constexpr std::string_view kStructural = ",[]{}:";
         return behindClosingQuote(first + 1, end, '"');
     }
     const char* next = scan::tokenEnd(first, end);
+    // A closing bracket or a colon: empty whatever the options allow.
     if (next == first) {
         throwEmptyValue(begin, end);
     }
+    // `nullable` is refused, lest it be taken for a null; other words are the caller's affair.
     if (*first == 'n' && next - first > 4 && std::memcmp(first, "null", 4) == 0) {
         throwInvalidValue(first, end);
     }
@@ -223,6 +227,7 @@ const char* Deserializer::Reader::container(const char* opening, unsigned depth)
         next = members(first, endToken, isObject, depth);
         appendNodes(list, open, isObject);
     }
+    // Behind the end of `open`, which has taken away what belonged to the members.
     memberLists_.push(std::move(list));
     return next;
 }
@@ -237,6 +242,7 @@ const char* Deserializer::Reader::memberList(const char* p, char endToken, unsig
             record.key = offset(key.data);
         }
         p = value(record, p, depth - 1);
+        // Only complete members are recorded: these are what an error leaves.
         records_.push(std::move(record));
         if (p == end_) {
             throwMalformed("Missing end token");
@@ -321,6 +327,7 @@ void Deserializer::Reader::appendNodes(std::vector<Deserializer>& list, const Op
 
 const char* Deserializer::parseJson(const char* begin, const char* end, unsigned depth) {
     const char* next = parseValue(begin, end, depth);
+    // Structure may follow: the value may stand in a text of the caller's.
     if (next != end && kStructural.find(*next) == std::string_view::npos) {
         throw std::runtime_error(std::string("Unexpected character '") + *next +
                                  "' found after value '" + std::string(value.view()) + "'");
@@ -335,6 +342,7 @@ const char* Deserializer::parseValue(const char* begin, const char* end, unsigne
         requireEmptyValues(begin, end, options_);
         return first;
     }
+    // Set before the value: a failed import shows what it was reading.
     type_ = typeOf(*first);
     const char* next = type_ == MemberType::Value
                            ? behindScalar(begin, first, end)

@@ -66,6 +66,7 @@ void Serializer::init(unsigned reserve, Format format) {
     finalized_ = false;
     inArray_ = false;
     continued_ = false;
+    // The text is all that is known of what was written before.
     if (output_->empty()) {
         output_->reserve(reserve);
     } else if (output_->front() != '{') {
@@ -99,6 +100,7 @@ unsigned Serializer::indentedUp() const {
 }
 
 void Serializer::indentDown() {
+    // Both are unsigned: below the minimum the difference would wrap.
     indentation_ = std::max(indentation_, layout_->minimum + layout_->step) - layout_->step;
 }
 
@@ -114,6 +116,7 @@ void Serializer::removeLast(char character) {
 
 void Serializer::startOwnLine() {
     if (!output_->empty() && !inArray_) {
+        // The space behind the key would stand at the end of its line.
         removeLast(' ');
         appendIndentation();
     }
@@ -183,9 +186,11 @@ void Serializer::addNull(const char* key) {
 void Serializer::addValue(const Serializer& other) {
     requireFinalized(other);
     requireOpen();
+    // The own text moves while it grows.
     const bool isOwnText = other.output_ == output_;
     const std::string copy = isOwnText ? *output_ : std::string();
     std::string_view text = isOwnText ? copy : *other.output_;
+    // Compact texts are taken as they are, Pretty ones inside them too.
     if (format_ != Pretty) {
         append(text);
         return;
@@ -196,6 +201,7 @@ void Serializer::addValue(const Serializer& other) {
     if (!other.plain_) {
         startOwnLine();
     }
+    // A line feed at the end begins no further line.
     if (text.back() == '\n') {
         text.remove_suffix(1);
     }

@@ -68,6 +68,7 @@ void Serializer::TreeCopy::writeArray(const Deserializer& node, Frame& frame) {
         for (const Deserializer& member : node.members()) {
             newLine(frame);
             Frame element = inside(frame, true);
+            // So is that of an element without a value.
             if (!write(member, element)) {
                 output_.put("null,");
             }
@@ -80,6 +81,7 @@ void Serializer::TreeCopy::writeArray(const Deserializer& node, Frame& frame) {
 }
 
 void Serializer::TreeCopy::writeObject(const Deserializer& node, const Frame& frame) {
+    // The serializer of an object without members would have nothing written, which is null.
     if (node.members().empty()) {
         output_.put("null,");
         return;
@@ -104,6 +106,7 @@ void Serializer::TreeCopy::writeObject(const Deserializer& node, const Frame& fr
 }
 
 void Serializer::TreeCopy::text(std::string_view text, std::size_t shift) {
+    // Adding a nested text goes line by line, and a raw line feed in a string looks like any other.
     if (shift != 0) {
         const char* const end = text.data() + text.size();
         for (const char* lineEnd = internal::scan::lineFeed(text.data(), end); lineEnd != end;
@@ -135,6 +138,7 @@ void Serializer::TreeCopy::newLine(const Frame& frame) {
 }
 
 void Serializer::TreeCopy::startOwnLine(const Frame& frame) {
+    // As the serializer that the frame stands for would: its first value and elements stay in line.
     if (!frame.empty && !frame.inArray) {
         output_.removeLast(' ');
         newLine(frame);
@@ -146,6 +150,7 @@ void Serializer::addValue(const Deserializer& node) {
     const bool pretty = format_ == Pretty;
     TreeCopy::Frame frame{0, pretty ? indentation_ - 1 : 0, pretty, output_->empty(), inArray_};
     TreeCopy(*output_).write(node, frame);
+    // An array at the limit of the indentation comes back with two spaces less.
     if (pretty) {
         indentation_ = static_cast<unsigned>(frame.indent) + 1;
     }

@@ -20,6 +20,7 @@ namespace {
 using NumberText = std::array<char, std::numeric_limits<double>::max_exponent10 + 3 + 256>;
 
 [[nodiscard]] std::string_view scientific(long double value, NumberText& text) {
+    // The C library writes the decimal point of the thread's locale.
     const locale_t before = ::uselocale(internal::cLocale());
     const int length = std::snprintf(text.data(), text.size(), "%.16Le", value);
     ::uselocale(before);
@@ -41,6 +42,8 @@ void Serializer::addValue(std::string_view value) {
     internal::Tail text(*output_, value.size() + 3);
     const char* from = value.data();
     const char* const end = from + value.size();
+    // One pass equals the seven, one for each kind: only the first makes backslashes of
+    // backslashes, and what the others put in is replaced by none behind them.
     text.put('"');
     for (;;) {
         const char* found = internal::scan::escapable(from, end);
@@ -91,6 +94,7 @@ void Serializer::addValue(const double& value, std::optional<unsigned char> prec
 }
 
 void Serializer::addValue(const long double& value) {
+    // On ARM a long double is a double.
     if constexpr (std::numeric_limits<long double>::digits == std::numeric_limits<double>::digits) {
         appendNumber(static_cast<double>(value), std::nullopt, internal::kScientificDecimals);
     } else {

@@ -41,24 +41,21 @@ bool exchangeNames(const std::string& oldFile, const std::string& newFile) noexc
     return ::renameat2(AT_FDCWD, oldFile.c_str(), AT_FDCWD, newFile.c_str(), RENAME_EXCHANGE) == 0;
 }
 
-// Whether the file was missing and is there now, empty.
-bool createMissing(const std::string& path) noexcept {
+// Through a link too, whose target is then created: an exchange alone would leave it missing.
+void createIfMissing(const std::string& path) noexcept {
     struct stat status {};
-    return ::stat(path.c_str(), &status) != 0 && openOrCreate(path);
+    if (::stat(path.c_str(), &status) != 0) {
+        static_cast<void>(openOrCreate(path));
+    }
 }
 
 }  // namespace
 
 void exchangeFiles(const std::string& oldFile, const std::string& newFile, ReplaceFirst first) {
-    // The exchange itself tells whether both are there, so nothing is looked at before it: only a
-    // failure asks for the missing file.
-    if (exchangeNames(oldFile, newFile)) {
-        return;
+    createIfMissing(newFile);
+    if (!exchangeNames(oldFile, newFile)) {
+        exchangeByCopying(oldFile, newFile, first);
     }
-    if (createMissing(newFile) && exchangeNames(oldFile, newFile)) {
-        return;
-    }
-    exchangeByCopying(oldFile, newFile, first);
 }
 
 }  // namespace vorn::common::internal

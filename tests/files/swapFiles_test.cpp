@@ -305,16 +305,18 @@ TEST(SwapFiles, DoesWhatThePlainStepsDo) {
     }
 }
 
-TEST(SwapFiles, ALinkToNothingChangesPlacesAsItIs) {
+TEST(SwapFiles, WhatALinkToNothingNamesIsCreatedFirst) {
     const TempDir dir;
     const auto a = dir.write("a", "content of a");
     std::filesystem::create_symlink("nowhere", dir.file("b"));
     swapFiles(a, dir.file("b"));
     EXPECT_EQ(contentOf(dir.file("b")), "content of a");
     EXPECT_EQ(std::filesystem::read_symlink(a), "nowhere");
+    EXPECT_TRUE(std::filesystem::is_regular_file(dir.file("nowhere")));
+    EXPECT_TRUE(std::filesystem::is_empty(dir.file("nowhere")));
 }
 
-TEST(SwapFiles, LooksAtNothingBeforeAnExchangeThatSucceeds) {
+TEST(SwapFiles, AnExchangeThatSucceedsOpensNothing) {
     const TempDir dir;
     const auto a = dir.write("a", "content of a");
     const auto b = dir.write("b", "content of b");

@@ -120,6 +120,21 @@ TYPED_TEST(Scan, BackslashesAndQuotesAtRandom) {
     }
 }
 
+/// Runs across the borders of 16 and of 64 characters; nearly all quotes are escaped, so that the
+/// search goes on behind them.
+TYPED_TEST(Scan, LongStringsOfEscapedQuotes) {
+    std::mt19937 random(29);
+    for (int round = 0; round < 4000; ++round) {
+        std::string text(random() % 70, 'x');
+        while (text.size() < 300) {
+            const bool closes = random() % 20 == 0;
+            const auto run = 2 * (random() % (round % 2 == 0 ? 3 : 40)) + (closes ? 0 : 1);
+            text += std::string(run, '\\') + '"' + std::string(random() % 9, 'y');
+        }
+        expectSearches<TypeParam>(text);
+    }
+}
+
 TEST(ScanText, ClosingQuotes) {
     const struct {
         std::string_view text;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -18,6 +19,7 @@
 
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
+#include "helpers/faults/calls.h"
 #include "ladders/Ladder.h"
 
 namespace {
@@ -143,6 +145,15 @@ void swapping(Trial& trial) {
     dir.write("b", kNew);
     tools::swapFiles(a, b);
     trial.require(contentOf(a) == kNew && contentOf(b) == kOld, "the next use");
+}
+
+/// On a file system that cannot exchange two names, where files are copied instead.
+std::function<void(Trial&)> withoutExchange(void (*run)(Trial&)) {
+    return [run](Trial& trial) {
+        faults::Calls calls(Threads::All);
+        calls.fail(faults::Call::renameat2, EINVAL);
+        run(trial);
+    };
 }
 
 template <class Create>
@@ -403,12 +414,14 @@ std::vector<Row> rows() {
         {"removeFolder", removingAFolder},
         {"createFile", creating},
         {"swapFiles", swapping},
+        {"swapFiles without exchange", withoutExchange(swapping)},
         {"createTemporaryFile", makingATemporaryName},
         {"FileMutex: lock and unlock", locking},
         {"LockedFile: create and remove", creatingALockedFile},
         {"LockedFile: wait", waitingForALockedFile},
         {"CachedFileManager: load", loading, Answer::Hides},
         {"CachedFileManager: write", changing, Answer::Hides},
+        {"CachedFileManager: write without exchange", withoutExchange(changing), Answer::Hides},
         {"CachedFileManager: write later", changingLater, Answer::Hides, Threads::All},
         {"JsonSettings: write", writingSettings, Answer::Hides},
     };

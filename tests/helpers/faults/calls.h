@@ -21,22 +21,23 @@
 namespace faults {
 
 /// The calls that can be watched; with the 64-bit forms of those that have one.
-#define VORN_FAULTS_CALLS(CALL)                                                                   \
-    /* files */                                                                                   \
-    CALL(open)                                                                                    \
-    CALL(openat)                                                                                  \
-    CALL(mkostemp)                                                                                \
-    CALL(mkdtemp)                                                                                 \
-    CALL(mkdir)                                                                                   \
-    CALL(read)                                                                                    \
-    CALL(write) CALL(writev) CALL(fsync) CALL(fdatasync) CALL(ftruncate) CALL(lseek) CALL(fstat)  \
-        CALL(fchmod) CALL(fchown) CALL(rename) CALL(renameat2) CALL(unlink) CALL(rmdir)           \
-            CALL(close) CALL(fcntl) CALL(dup2) CALL(pipe2) CALL(poll) /* processes and threads */ \
-        CALL(fork) CALL(clone) CALL(execve) CALL(waitid) CALL(waitpid) CALL(kill) CALL(dlopen)    \
-            CALL(pthread_create) CALL(pthread_self) CALL(pthread_rwlock_rdlock)                   \
-                CALL(pthread_rwlock_tryrdlock) CALL(pthread_rwlock_wrlock)                        \
-                    CALL(pthread_rwlock_trywrlock) CALL(sched_yield) /* clocks */                 \
-        CALL(times) CALL(nanosleep) /* what is called by its number */                            \
+#define VORN_FAULTS_CALLS(CALL)                                                                    \
+    /* files */                                                                                    \
+    CALL(open)                                                                                     \
+    CALL(openat)                                                                                   \
+    CALL(mkostemp)                                                                                 \
+    CALL(mkdtemp)                                                                                  \
+    CALL(mkdir)                                                                                    \
+    CALL(read)                                                                                     \
+    CALL(write)                                                                                    \
+    CALL(writev) CALL(fsync) CALL(fdatasync) CALL(ftruncate) CALL(lseek) CALL(fstat) CALL(fchmod)  \
+        CALL(fchown) CALL(rename) CALL(renameat2) CALL(unlink) CALL(rmdir) CALL(close) CALL(fcntl) \
+            CALL(dup2) CALL(pipe2) CALL(poll) /* processes and threads */                          \
+        CALL(fork) CALL(clone) CALL(execve) CALL(waitid) CALL(waitpid) CALL(kill) CALL(dlopen)     \
+            CALL(pthread_create) CALL(pthread_self) CALL(pthread_rwlock_rdlock)                    \
+                CALL(pthread_rwlock_tryrdlock) CALL(pthread_rwlock_wrlock)                         \
+                    CALL(pthread_rwlock_trywrlock) CALL(sched_yield) /* clocks */                  \
+        CALL(times) CALL(nanosleep) /* what is called by its number */                             \
         CALL(syscall)
 
 #define VORN_FAULTS_ENUMERATOR(name) name,

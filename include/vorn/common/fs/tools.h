@@ -82,8 +82,8 @@ VORN_GW_COMMON_EXPORT std::string createTemporaryFolder(const std::string& prefi
     const std::set<ReadFileOptions>& options);
 
 /// Exchanges two files: the names change places in one step, so that everybody sees either the one
-/// state or the other. A `newFile` that does not exist is created empty first. A link changes
-/// places as it is, wherever it leads.
+/// state or the other. A `newFile` that does not exist is created empty first, through a link to
+/// nothing too. A link changes places as it is, wherever it leads.
 ///
 /// Where the system cannot exchange (two file systems, a file system without support) the contents
 /// are copied to files beside the two, named like them with ".side~" behind, and those are renamed
