@@ -26,6 +26,7 @@ namespace vorn::common {
 /// Threads: one at a time per object and source.
 class VORN_GW_COMMON_EXPORT BinaryDeserializer {
   public:
+    /// Fills all `size` bytes at `data`, or throws.
     using ReadFunction = std::function<void(char* data, unsigned size)>;
 
     /// Reads with `istream::read`. A read that gets fewer bytes than it asks for throws
@@ -43,6 +44,7 @@ class VORN_GW_COMMON_EXPORT BinaryDeserializer {
     /// The seconds as they were written, with high precision whatever the writer had; the bytes of
     /// a NaN give an undefined time.
     BinaryDeserializer& operator>>(UnixTime& value);
+    /// Up to 65535 bytes of any value, NUL among them.
     BinaryDeserializer& operator>>(std::string& value);
 
   private:

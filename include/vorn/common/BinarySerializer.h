@@ -37,6 +37,7 @@ namespace vorn::common {
 /// Not guaranteed: that a stream took the bytes; look at the stream's state.
 class VORN_GW_COMMON_EXPORT BinarySerializer {
   public:
+    /// Takes all `size` bytes at `data`, which are valid during the call only, or throws.
     using WriteFunction = std::function<void(const char* data, unsigned size)>;
 
     /// Writes with `ostream::write`.
@@ -47,11 +48,14 @@ class VORN_GW_COMMON_EXPORT BinarySerializer {
     /// "Write function cannot be null" when it is empty.
     explicit BinarySerializer(WriteFunction write);
 
+    /// Appends the bytes of the table above.
+    /// @{
     BinarySerializer& operator<<(const bool& value);
     BinarySerializer& operator<<(const std::nullopt_t& value);
     BinarySerializer& operator<<(const UnixTime& value);
     BinarySerializer& operator<<(const std::string& value);
     BinarySerializer& operator<<(const std::string_view& value);
+    /// @}
     /// A text up to its NUL; a null pointer is written as an empty text.
     BinarySerializer& operator<<(const char* value);
 

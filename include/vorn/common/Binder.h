@@ -26,16 +26,16 @@ class VORN_GW_COMMON_EXPORT Binder {
   public:
     /// How a step of the protocol ended; sent between services by value, logged by name.
     enum Error : unsigned {
-        BINDER_SUCCESS = 0,
-        BINDER_ERROR_UNKNOWN = 1,
-        BINDER_ERROR_BUSY = 2,
-        BINDER_ERROR_TIMEOUT = 3,
-        BINDER_ERROR_REJECTED = 4,
-        BINDER_ERROR_ALREADY_BOUND = 5,
-        BINDER_ERROR_TOO_MANY_CLIENTS = 6,
-        BINDER_ERROR_NOT_BOUND = 7,
-        BINDER_ERROR_BOUND_BUT_NOT_SYNC = 8,
-        BINDER_ERROR_ABORTED = 9,
+        BINDER_SUCCESS = 0,                   ///< the step was made, or the request accepted
+        BINDER_ERROR_UNKNOWN = 1,             ///< for services; never made here
+        BINDER_ERROR_BUSY = 2,                ///< another step is under way
+        BINDER_ERROR_TIMEOUT = 3,             ///< for a transport: no answer came
+        BINDER_ERROR_REJECTED = 4,            ///< for a listener that refuses a client
+        BINDER_ERROR_ALREADY_BOUND = 5,       ///< the binding exists
+        BINDER_ERROR_TOO_MANY_CLIENTS = 6,    ///< the server has as many as it may
+        BINDER_ERROR_NOT_BOUND = 7,           ///< there is no binding to end
+        BINDER_ERROR_BOUND_BUT_NOT_SYNC = 8,  ///< for services; never made here
+        BINDER_ERROR_ABORTED = 9,             ///< for services; never made here
     };
 
     virtual ~Binder() = default;

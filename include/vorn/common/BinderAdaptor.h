@@ -89,11 +89,15 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
 
     /// Call the listener's operation of that name. Without a listener every bind request is
     /// accepted, and the others do nothing.
+    /// @{
     Binder::Error notifyBindRequest(Bindable& client);
     void notifyUnbindRequest(Bindable& client);
     virtual void notifyClientsListChange(const BinderClientsList& list);
+    /// @}
 
+    /// Whether a client of that uuid is bound.
     [[nodiscard]] bool isRegistered(const Uuid& client) const;
+    /// Null when none is registered.
     [[nodiscard]] Listener* listener() const;
 
   private:

@@ -17,9 +17,12 @@ class VORN_GW_COMMON_EXPORT BinderClient : private Bindable {
   public:
     /// Copies the party's uuid and interface; the party may go away.
     explicit BinderClient(const Bindable& party);
+    /// From the two parts, as a stored list has them.
     BinderClient(Uuid uuid, std::string interface);
 
+    /// Of the party, at the time of the copy.
     [[nodiscard]] const Uuid& uuid() const override { return uuid_; }
+    /// Of the party, at the time of the copy.
     [[nodiscard]] const std::string& interface() const override { return interface_; }
 
   private:

@@ -23,6 +23,7 @@ namespace vorn::common {
 /// it without holding any lock.
 class VORN_GW_COMMON_EXPORT BinderDb : public Db {
   public:
+    /// Copies the owner's uuid.
     explicit BinderDb(const Uuid& owner);
     ~BinderDb() override;
 

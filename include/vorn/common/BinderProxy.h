@@ -80,18 +80,22 @@ class VORN_GW_COMMON_EXPORT BinderProxy : public virtual Binder {
     void terminate() override;
 
     /// The transport's operations, for the service to call; this class calls none of them.
+    /// @{
     virtual Binder::Error sendBindRequest(const Uuid& server) = 0;
     virtual Binder::Error sendUnbindRequest(const Uuid& server) = 0;
     virtual void cancelRequest() = 0;
     virtual void connect() = 0;
     virtual void disconnect() = 0;
     [[nodiscard]] virtual bool isConnected() const = 0;
+    /// @}
 
     /// The steps, as in the table above.
+    /// @{
     Binder::Error startBinding(const Uuid& server);
     void endBinding(Binder::Error result);
     Binder::Error startUnbinding();
     void endUnbinding(Binder::Error result);
+    /// @}
 
     /// Changes the communication state. When it is a change, and a server is bound, `lock` is
     /// released and onCommunicationStatus called; else `lock` stays held.
@@ -107,18 +111,22 @@ class VORN_GW_COMMON_EXPORT BinderProxy : public virtual Binder {
     void registerListener(Listener* listener);
 
     /// Call the listener's operation of that name with these arguments; nothing without a listener.
+    /// @{
     void notifyBound(const Uuid& server, bool bound, Binder::Error error);
     void notifyUnbound(const Uuid& server, bool stillBound, Binder::Error error);
     void notifyCommunicationStatus(const Uuid& server, communication::CommunicationStatus status);
+    /// @}
 
     /// This client.
     [[nodiscard]] const Uuid& uuid() const noexcept { return uuid_; }
     /// The server to which the binding is established; nil while not bound.
     [[nodiscard]] Uuid getBoundUuid() const;
+    /// A copy of the link's state, as the last step or setCommunicationState left it.
     [[nodiscard]] communication::CommunicationStatus communicationStatus() const;
     /// The server being bound or bound to, nil when none. Deliberate: takes no lock. Read it with
     /// mutex() held, or while no other thread makes a step.
     [[nodiscard]] const Uuid& serverUuid() const noexcept { return serverUuid_; }
+    /// Null when none is registered.
     [[nodiscard]] Listener* listener() const;
 
     /// The mutex that guards the state.

@@ -15,6 +15,7 @@ namespace vorn::common {
 /// Empty at first. Threads: one at a time.
 class VORN_GW_COMMON_EXPORT BinderStubDb : public BinderDb {
   public:
+    /// Copies the owner's uuid.
     explicit BinderStubDb(const Uuid& owner);
     ~BinderStubDb() override;
 

@@ -26,6 +26,7 @@ class VORN_GW_COMMON_EXPORT Crc16Computer {
     void update4bits(unsigned char nibble) noexcept;
     /// Takes eight bits, the high half first.
     void update(unsigned char byte) noexcept;
+    /// Takes the bytes in their order; the same as a call for each, and faster.
     void update(const std::vector<unsigned char>& bytes) noexcept;
 
     /// The CRC of what was taken since init(); 0xFFFF for nothing.

@@ -35,11 +35,14 @@ class VORN_GW_COMMON_EXPORT IPlugin {
         const std::string_view& cipherName) = 0;
 
   protected:
+    /// Only as a part of a deriving object.
+    /// @{
     IPlugin() = default;
     IPlugin(const IPlugin&) = default;
     IPlugin(IPlugin&&) = default;
     IPlugin& operator=(const IPlugin&) = default;
     IPlugin& operator=(IPlugin&&) = default;
+    /// @}
 };
 
 /// The type of the entry point, which a library exports under the name "loadLibrary". It returns

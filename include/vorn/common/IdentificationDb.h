@@ -30,10 +30,13 @@ class VORN_GW_COMMON_EXPORT IdentificationDb : protected Db {
     /// Stores `record` in place of what was stored.
     virtual void store(const conv::Identification& record) = 0;
     /// Two more identifiers of the device; the deriving class says which.
+    /// @{
     [[nodiscard]] virtual Uuid firstUuid() const = 0;
     [[nodiscard]] virtual Uuid secondUuid() const = 0;
+    /// @}
 
   protected:
+    /// Copies the owner's uuid.
     explicit IdentificationDb(const Uuid& owner);
 };
 

@@ -10,6 +10,7 @@ namespace vorn::common {
 /// record are empty at first, its `uuid` included. Threads: one at a time.
 class VORN_GW_COMMON_EXPORT IdentificationStubDb : public IdentificationDb {
   public:
+    /// Copies the owner's uuid; the record stays without one until it is stored.
     explicit IdentificationStubDb(const Uuid& owner);
     ~IdentificationStubDb() override;
 

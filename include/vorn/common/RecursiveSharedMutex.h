@@ -66,13 +66,18 @@ class VORN_GW_COMMON_EXPORT RecursiveSharedMutex {
     RecursiveSharedMutex(const RecursiveSharedMutex&) = delete;
     RecursiveSharedMutex& operator=(const RecursiveSharedMutex&) = delete;
 
+    /// As the table says for T, the calling thread.
+    /// @{
     void lock();
     [[nodiscard]] bool try_lock();
     void unlock();
+    /// @}
 
     /// This and try_lock_shared() throw std::bad_alloc when out of memory, the lock not taken.
     void lock_shared();
+    /// As lock_shared(), without waiting.
     [[nodiscard]] bool try_lock_shared();
+    /// As the table says for T, the calling thread.
     void unlock_shared();
 
   private:

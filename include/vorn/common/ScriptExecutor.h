@@ -104,7 +104,9 @@ class VORN_GW_COMMON_EXPORT ScriptExecutor {
     /// Runs one script and returns its result. Called on a thread of its own.
     using Routine = std::function<int(ScriptContext*)>;
 
+    /// One entry of the queue.
     struct ScriptExecutionRequest {
+        /// A copy; the observer is told of this one.
         Script script{};
         /// Told how the script went; may be empty.
         std::shared_ptr<IScriptExecutorObserver> observer{};
@@ -126,6 +128,7 @@ class VORN_GW_COMMON_EXPORT ScriptExecutor {
     /// Queues a request. False, doing nothing, when the executor is stopped or `maxConcurrent`
     /// scripts run. Throws std::bad_alloc, having queued nothing.
     bool execute(ScriptExecutionRequest request);
+    /// The same, from the parts of a request.
     bool execute(const Script& script, std::shared_ptr<IScriptExecutorObserver> observer,
                  time::SecondsDuration timeout);
     /// The observer stays the caller's and must live until it has been told of the end.
@@ -168,12 +171,12 @@ class VORN_GW_COMMON_EXPORT ScriptExecutor {
 /// belongs to the executor.
 struct ScriptContext {
     int state = 0;  ///< 1 while the routine runs, 0 before and once its result was collected
-    ScriptExecutor::ScriptExecutionRequest request{};
-    std::future<int> result{};  ///< of the routine
+    ScriptExecutor::ScriptExecutionRequest request{};  ///< as it was queued
+    std::future<int> result{};                         ///< of the routine
     bool notified = false;  ///< true: onScriptFinished is not called, and the result not looked at
     /// The process that is killed past the deadline. Starts at 0; negative means none.
     std::atomic<pid_t> pid = 0;
-    std::chrono::steady_clock::time_point started{};
+    std::chrono::steady_clock::time_point started{};   ///< the time limit counts from here
     std::chrono::steady_clock::time_point deadline{};  ///< the greatest instant means none
     /// False while `pid` must not be signalled: the default routine clears it before it starts its
     /// process and once it has reaped it, so that no process with a reused id is hit.

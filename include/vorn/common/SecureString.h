@@ -39,8 +39,10 @@ class VORN_GW_COMMON_EXPORT SecureString {
     /// Copies first: when cloning throws, this object is as it was. Assigning to itself has no
     /// effect.
     SecureString& operator=(const SecureString& other);
+    /// Wipes what it held; leaves `other` as the move constructor does.
     SecureString& operator=(SecureString&& other) noexcept;
 
+    /// Enciphers `plain`, which stays the caller's to wipe.
     [[nodiscard]] static SecureString fromPlainText(cipher::CipherProxy cipher,
                                                     std::string_view plain);
     /// For a text that was enciphered before, such as one from a settings file. It is not checked.

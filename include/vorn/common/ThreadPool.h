@@ -58,9 +58,11 @@ class VORN_GW_COMMON_EXPORT ThreadPool {
     [[nodiscard]] bool hasFreeWorker() const;
 
     /// The same for a caller that holds mutex().
+    /// @{
     [[nodiscard]] bool _isIdle(std::unique_lock<std::mutex>& lock) const;
     [[nodiscard]] bool _isBusy(std::unique_lock<std::mutex>& lock) const;
     [[nodiscard]] bool _hasFreeWorker(std::unique_lock<std::mutex>& lock) const;
+    /// @}
 
     /// Whether `id` is one of the pool's workers. Takes no lock.
     [[nodiscard]] bool isWorkerThread(std::thread::id id) const noexcept;

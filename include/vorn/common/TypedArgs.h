@@ -71,11 +71,14 @@ concept TypedArg =
 /// Threads: safe from all of them; the process's locale does not matter.
 template <TypedArg T>
 struct VORN_GW_COMMON_EXPORT GetTypedArgHelper {
+    /// `text` is one value of `Args`.
     [[nodiscard]] static T get(std::string_view text);
 };
 
+/// Case matters, and nothing may stand around the word.
 template <>
 struct VORN_GW_COMMON_EXPORT GetTypedArgHelper<bool> {
+    /// Throws as the table says.
     [[nodiscard]] static bool get(std::string_view text);
 };
 
@@ -83,12 +86,14 @@ struct VORN_GW_COMMON_EXPORT GetTypedArgHelper<bool> {
 /// are. Lifetime: the result is a view into `text`.
 template <>
 struct VORN_GW_COMMON_EXPORT GetTypedArgHelper<std::string_view> {
+    /// Throws as the table says.
     [[nodiscard]] static std::string_view get(std::string_view text);
 };
 
 /// The same characters, copied.
 template <>
 struct VORN_GW_COMMON_EXPORT GetTypedArgHelper<std::string> {
+    /// Throws as the table says.
     [[nodiscard]] static std::string get(std::string_view text);
 };
 

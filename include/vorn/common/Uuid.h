@@ -13,6 +13,7 @@
 #include <vorn/common/StronglyTyped.h>
 #include <vorn/common/export.h>
 
+/// The common library of the services of a gateway.
 namespace vorn::common {
 
 /// A 128-bit identifier in the layout of RFC 4122, with its four texts.
@@ -36,6 +37,7 @@ namespace vorn::common {
 /// variant() of each of them is 5. The system has always marked its identifiers so.
 class VORN_GW_COMMON_EXPORT Uuid {
   public:
+    /// In the order of the text: byte 0 is its first pair of digits.
     using Bytes = std::array<unsigned char, 16>;
 
     static const Uuid& NIL;      ///< 16 zero bytes
@@ -57,8 +59,10 @@ class VORN_GW_COMMON_EXPORT Uuid {
     /// Throws std::invalid_argument with the reason and the offending text or character (the first
     /// of several; hyphens are looked at before digits). A null pointer is read as an empty text.
     /// Deliberate: the low four bits of the last of 22 characters are ignored.
+    /// @{
     explicit Uuid(const std::string& text);
     explicit Uuid(const char* text);
+    /// @}
 
     /// A random identifier (version 4) from the platform's random source, of which the first
     /// `discard` values are thrown away. Throws what std::random_device throws.
@@ -67,9 +71,11 @@ class VORN_GW_COMMON_EXPORT Uuid {
     /// A name-based identifier (version 5): SHA-1 over the bytes of `ns` and those of `name`. The
     /// same on every run and platform. A `Uuid` as a name stands for its canonical text; a null
     /// pointer for the empty name.
+    /// @{
     Uuid(const Uuid& ns, const std::string& name);
     Uuid(const Uuid& ns, const char* name);
     Uuid(const Uuid& ns, const Uuid& name);
+    /// @}
 
     /// The identifier of a device: name-based in VORN_NAMESPACE.
     /// Deliberate: the name is the three texts joined without a separator, so that ("a", "bc", "1")
@@ -88,10 +94,14 @@ class VORN_GW_COMMON_EXPORT Uuid {
     /// Not guaranteed: that different words give different identifiers, when they are cut.
     [[nodiscard]] static Uuid fromBase64String(const std::string& prefix, const std::string& name);
 
+    /// Shares bytes and texts.
+    /// @{
     Uuid(const Uuid&) noexcept = default;
     Uuid& operator=(const Uuid&) noexcept = default;
+    /// @}
     ~Uuid() = default;
 
+    /// The only form that comparing and hashing look at.
     [[nodiscard]] const Bytes& bytes() const noexcept;
     /// 32 lower-case hex digits.
     [[nodiscard]] const std::string& to_hex() const;
@@ -106,16 +116,20 @@ class VORN_GW_COMMON_EXPORT Uuid {
     [[nodiscard]] unsigned int version() const noexcept { return bytes()[6] >> 4U; }
     /// The high three bits of byte 8.
     [[nodiscard]] unsigned int variant() const noexcept { return bytes()[8] >> 5U; }
+    /// Whether all 16 bytes are 0.
     [[nodiscard]] bool isNil() const noexcept { return *this == NIL; }
+    /// Whether all 16 bytes are 0xFF.
     [[nodiscard]] bool isUnknown() const noexcept { return *this == UNKNOWN; }
 
     /// Compare the 16 bytes in order.
+    /// @{
     friend bool operator==(const Uuid& left, const Uuid& right) noexcept {
         return left.bytes() == right.bytes();
     }
     friend std::strong_ordering operator<=>(const Uuid& left, const Uuid& right) noexcept {
         return left.bytes() <=> right.bytes();
     }
+    /// @}
 
   private:
     struct Values;
@@ -146,6 +160,7 @@ namespace std {
 /// Not guaranteed: the same value on another platform or in another release.
 template <>
 struct hash<vorn::common::Uuid> {
+    /// Allocates and throws nothing.
     VORN_GW_COMMON_EXPORT std::size_t operator()(const vorn::common::Uuid& uuid) const noexcept;
 };
 }  // namespace std

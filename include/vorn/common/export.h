@@ -5,6 +5,9 @@
 #error "vorn-gw-common needs C++20 or newer: compile with -std=c++20"
 #endif
 
+/// @file
+/// The mark of exported names.
+
 /// Marks what the library exports. The library is compiled with hidden visibility, so that only
 /// marked classes and functions can be linked against; exception types and polymorphic interfaces
 /// are marked as a whole, so that they can be caught and cast on both sides of the boundary.

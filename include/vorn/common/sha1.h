@@ -5,6 +5,7 @@
 
 #include <vorn/common/export.h>
 
+/// @file
 /// SHA-1 with the interface of RFC 3174 (algorithm: FIPS 180). These names are global.
 ///
 ///     SHA1Context context;
@@ -18,7 +19,7 @@
 
 /// The results of the routines.
 enum {
-    shaSuccess = 0,
+    shaSuccess = 0,   ///< nothing went wrong
     shaNull,          ///< a pointer was null
     shaInputTooLong,  ///< more than 2^64 - 1 bits in one message
     shaStateError     ///< input after the result
@@ -27,7 +28,7 @@ enum {
 /// The state of one computation. A plain value: a copy goes on independently. Its members are the
 /// routines' own; read nothing but the results.
 struct SHA1Context {
-    std::uint32_t state[5];
+    std::uint32_t state[5];  ///< the chaining value
     std::uint64_t length;    ///< bytes taken so far
     std::uint8_t block[64];  ///< the bytes that do not fill a block yet
     bool computed;           ///< the result has been made; `state` holds it

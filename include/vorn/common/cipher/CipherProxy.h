@@ -34,6 +34,7 @@ class VORN_GW_COMMON_EXPORT CipherProxy : public ICipher {
     ///
     /// Deliberate: assigning a proxy to itself is a programming error and fails an assertion.
     CipherProxy& operator=(const CipherProxy& other);
+    /// Gives up the former cipher and leaves `other` empty.
     CipherProxy& operator=(CipherProxy&& other) noexcept;
 
     [[nodiscard]] std::string encrypt(const std::string_view& plain) const override;

@@ -6,6 +6,7 @@
 
 #include <vorn/common/export.h>
 
+/// Ciphers that plug-ins provide.
 namespace vorn::common::cipher {
 
 class CipherProxy;
@@ -20,6 +21,9 @@ class CipherProxy;
 ///             return cipher::CipherProxy(std::make_unique<Rot13>(*this));
 ///         }
 ///     };
+///
+/// A plug-in with a cipher links the library: clone() needs the constructor of CipherProxy shown
+/// here, its move constructor and its destructor. The interface itself needs nothing.
 ///
 /// The order of the virtual functions is part of the interface between programs and plug-ins.
 /// Threads: one thread at a time; an implementation that allows more says so.
@@ -37,11 +41,14 @@ class VORN_GW_COMMON_EXPORT ICipher {
     [[nodiscard]] virtual CipherProxy clone() const = 0;
 
   protected:
+    /// Only as a part of a deriving object; clone() is what copies a cipher.
+    /// @{
     ICipher() = default;
     ICipher(const ICipher&) = default;
     ICipher(ICipher&&) = default;
     ICipher& operator=(const ICipher&) = default;
     ICipher& operator=(ICipher&&) = default;
+    /// @}
 };
 
 }  // namespace vorn::common::cipher

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+/// Mixins that say what a class is not.
 namespace vorn::common::classattributes {
 
 /// Mixin that forbids copying and moving: `class A : NonCopiable<A> {}`. The parameters only make

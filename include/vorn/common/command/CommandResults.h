@@ -14,11 +14,11 @@
 /// be called from any thread.
 namespace vorn::common::command {
 
-/// How urgent a command is.
+/// How urgent a command is; beside each enumerator its text.
 enum class CommandSeverity : std::uint32_t {
-    Normal = 0,
-    Critical = 1,
-    Emergency = 2,
+    Normal = 0,     ///< "normal"
+    Critical = 1,   ///< "critical"
+    Emergency = 2,  ///< "emergency"
 };
 
 /// What the receiver of a command answered.
@@ -30,14 +30,14 @@ enum class CommandStatus : std::uint32_t {
     Rejected = 4,      ///< it will not
 };
 
-/// How far the execution of a command has come.
+/// How far the execution of a command has come; beside each enumerator its text.
 enum class CommandExecutionState : std::uint32_t {
-    Unknown = 0,
-    None = 1,
-    Planned = 2,
-    InProgress = 3,
-    Succeed = 4,
-    Aborted = 5,
+    Unknown = 0,     ///< "unknown"
+    None = 1,        ///< "none"
+    Planned = 2,     ///< "planned"
+    InProgress = 3,  ///< "in progress"
+    Succeed = 4,     ///< "succeed"
+    Aborted = 5,     ///< "aborted"
 };
 
 /// Returns "normal", "critical" or "emergency"; "undefined" for any other value.

@@ -23,40 +23,40 @@ enum class ComState : std::uint32_t {
     Establishing = 7,      ///< it is being made
 };
 
-/// Why a link is in its state; each enumerator is its text, as in toString. Deliberate: 0 is "none"
+/// Why a link is in its state; beside each enumerator its text. Deliberate: 0 is "none"
 /// and 1 is "unknown" here, the reverse of ComState.
 enum class Reason : std::uint32_t {
-    None = 0,
-    Unknown = 1,
-    ServiceIsDisabled = 2,
-    ConnectionInProgress = 3,
-    ConnectionInterrupted = 4,
-    PendingApproval = 5,
-    NoNetworkLink = 6,
-    PingFailed = 7,
-    PacketLoss = 8,
-    DnsServerUnreachable = 9,
-    HostnameUnresolved = 10,
-    HostUnreachable = 11,
-    ServiceUnavailable = 12,
-    ProxyPingFailed = 13,
-    ProxyHostnameUnresolved = 14,
-    ProxyUnreachable = 15,
-    TlsConnectionError = 16,
-    TlsCertificateVerificationFailed = 17,
-    TlsCertificateFileError = 18,
-    TlsLocalCertificateError = 19,
-    TlsCertificateIssuerError = 20,
-    TlsClientCertificateRequired = 21,
-    TlsCipherMismatch = 22,
-    AuthenticationError = 23,
-    DefaultCredentialsRefused = 24,
-    ProxyAuthenticationError = 25,
-    ProxyAuthenticationRequired = 26,
-    UpgradeToWebsocketFailed = 27,
-    UnexpectedHttpResponseCode = 28,
-    SenderNotSpecified = 29,
-    RecipientNotSpecified = 30,
+    None = 0,                               ///< "none"
+    Unknown = 1,                            ///< "unknown"
+    ServiceIsDisabled = 2,                  ///< "service is disabled"
+    ConnectionInProgress = 3,               ///< "connection in progress"
+    ConnectionInterrupted = 4,              ///< "connection interrupted"
+    PendingApproval = 5,                    ///< "pending approval"
+    NoNetworkLink = 6,                      ///< "no network link"
+    PingFailed = 7,                         ///< "ping failed"
+    PacketLoss = 8,                         ///< "packet loss"
+    DnsServerUnreachable = 9,               ///< "DNS server unreachable"
+    HostnameUnresolved = 10,                ///< "hostname unresolved"
+    HostUnreachable = 11,                   ///< "host unreachable"
+    ServiceUnavailable = 12,                ///< "service unavailable"
+    ProxyPingFailed = 13,                   ///< "proxy ping failed"
+    ProxyHostnameUnresolved = 14,           ///< "proxy hostname unresolved"
+    ProxyUnreachable = 15,                  ///< "proxy unreachable"
+    TlsConnectionError = 16,                ///< "tls connection error"
+    TlsCertificateVerificationFailed = 17,  ///< "tls certificate verification failed"
+    TlsCertificateFileError = 18,           ///< "tls certificate file error"
+    TlsLocalCertificateError = 19,          ///< "tls local certificate error"
+    TlsCertificateIssuerError = 20,         ///< "tls certificate issuer error"
+    TlsClientCertificateRequired = 21,      ///< "tls client certificate required"
+    TlsCipherMismatch = 22,                 ///< "tls cipher mismatch"
+    AuthenticationError = 23,               ///< "authentication error"
+    DefaultCredentialsRefused = 24,         ///< "default credentials refused"
+    ProxyAuthenticationError = 25,          ///< "proxy authentication error"
+    ProxyAuthenticationRequired = 26,       ///< "proxy authentication required"
+    UpgradeToWebsocketFailed = 27,          ///< "upgrade to websocket failed"
+    UnexpectedHttpResponseCode = 28,        ///< "unexpected HTTP response code"
+    SenderNotSpecified = 29,                ///< "sender not specified"
+    RecipientNotSpecified = 30,             ///< "recipient not specified"
 };
 
 /// Returns the state in words, as in "no contact" or "connection failed"; "undefined" for a value
@@ -96,16 +96,21 @@ class VORN_GW_COMMON_EXPORT CommunicationStatus {
   public:
     /// Holds since now (with high precision), for Reason::None.
     explicit CommunicationStatus(ComState state);
+    /// All three as given, for a status that was stored or received.
     CommunicationStatus(ComState state, const time::UnixTime& since, Reason reason);
 
     /// Stores a new value, sets since() to now (with high precision) and returns true. A value that
     /// is already there changes nothing, since() included, and returns false.
+    /// @{
     bool set(ComState state);
     bool set(Reason reason);
+    /// @}
 
+    /// In force since since().
     [[nodiscard]] ComState state() const noexcept { return state_; }
     /// When the state or the reason last changed.
     [[nodiscard]] const time::UnixTime& since() const noexcept { return since_; }
+    /// Reason::None until one is set.
     [[nodiscard]] Reason reason() const noexcept { return reason_; }
 
   private:

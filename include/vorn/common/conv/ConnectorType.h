@@ -19,21 +19,21 @@ namespace conv {
 /// Threads: everything here may be called from any thread.
 /// Deliberate: `Ema51520` and its text lack the N of their neighbours.
 enum class ConnectorType : std::uint32_t {
-    None = 1,
-    IecC13 = 2,
-    IecC19 = 3,
-    UK = 4,
-    French = 5,
-    Schuko = 6,
-    Nema515 = 7,
-    Ema51520 = 8,
-    Nema520 = 9,
-    NemaL520 = 10,
-    NemaL530 = 11,
-    Nema615 = 12,
-    Nema620 = 13,
-    NemaL620 = 14,
-    NemaL630 = 15,
+    None = 1,       ///< an outlet without a connector; the text is "none"
+    IecC13 = 2,     ///< IEC 60320 C13
+    IecC19 = 3,     ///< IEC 60320 C19
+    UK = 4,         ///< the plug of the United Kingdom
+    French = 5,     ///< the plug of France
+    Schuko = 6,     ///< the plug of Germany
+    Nema515 = 7,    ///< NEMA 5-15
+    Ema51520 = 8,   ///< NEMA 5-15/20
+    Nema520 = 9,    ///< NEMA 5-20
+    NemaL520 = 10,  ///< NEMA L5-20
+    NemaL530 = 11,  ///< NEMA L5-30
+    Nema615 = 12,   ///< NEMA 6-15
+    Nema620 = 13,   ///< NEMA 6-20
+    NemaL620 = 14,  ///< NEMA L6-20
+    NemaL630 = 15,  ///< NEMA L6-30
 };
 
 /// Returns the enumerator's name, except that `None` is "none"; "unknown" for any other value.

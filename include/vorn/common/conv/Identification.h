@@ -13,6 +13,7 @@ namespace conv {
 struct VORN_GW_COMMON_EXPORT Identification {
     /// All fields are empty.
     Identification() = default;
+    /// In the order of the fields below.
     Identification(std::string uuid, std::string vendor, std::string model, std::string serial,
                    std::string physicalName, std::string name, std::string interface,
                    std::string version, std::string location, std::string contact);

@@ -7,6 +7,7 @@
 
 #include <vorn/common/export.h>
 
+/// Texts for bytes.
 namespace vorn::common::encoding {
 
 /// Base64 and Base64URL of RFC 4648.
@@ -25,34 +26,42 @@ class VORN_GW_COMMON_EXPORT Base64 {
 
     /// Replaces `out` by the text of the bytes. `alphabet` is 64 characters and a NUL; `data` must
     /// not lie in `out`.
+    /// @{
     static void encodeTobase64(const unsigned char* data, unsigned size, const char (&alphabet)[65],
                                std::string& out);
     static void encodeTobase64(const std::string& data, const char (&alphabet)[65],
                                std::string& out);
     static void encodeTobase64(const std::vector<unsigned char>& data, const char (&alphabet)[65],
                                std::string& out);
+    /// @}
 
     /// The text in the standard alphabet ('+' and '/'), padded.
+    /// @{
     [[nodiscard]] static std::string encodeToString(const std::string& data);
     [[nodiscard]] static std::string encodeToString(const std::string_view& data);
     [[nodiscard]] static std::string encodeToString(const std::vector<unsigned char>& data);
     [[nodiscard]] static std::string encodeToString(const char* data);
+    /// @}
 
     /// The text in the URL alphabet ('-' and '_'), padded too.
+    /// @{
     [[nodiscard]] static std::string encodeUrlToString(const std::string& data);
     [[nodiscard]] static std::string encodeUrlToString(const std::string_view& data);
     [[nodiscard]] static std::string encodeUrlToString(const std::vector<unsigned char>& data);
     [[nodiscard]] static std::string encodeUrlToString(const char* data);
+    /// @}
 
     /// Decodes without any check, as decodeFromBase64Any does with `skipCheck`.
     [[nodiscard]] static std::vector<unsigned char> decodeToByte(const std::string& text);
 
     /// The decoded bytes; see decodeFromBase64Any.
+    /// @{
     [[nodiscard]] static std::string decodeToString(const std::string& text,
                                                     bool skipCheck = false);
     [[nodiscard]] static std::string decodeToString(const std::string_view& text,
                                                     bool skipCheck = false);
     [[nodiscard]] static std::string decodeToString(const char* text, bool skipCheck = false);
+    /// @}
 
     /// Replaces `out` by the decoded bytes. Exists for `std::string`.
     ///
@@ -71,7 +80,9 @@ class VORN_GW_COMMON_EXPORT Base64 {
     [[nodiscard]] static bool checkBase64(const std::string& text);
 };
 
+/// @cond
 extern template VORN_GW_COMMON_EXPORT void Base64::decodeFromBase64Any<std::string>(
     const std::string& input, std::string& out, bool skipCheck);
+/// @endcond
 
 }  // namespace vorn::common::encoding

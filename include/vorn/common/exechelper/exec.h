@@ -8,6 +8,7 @@
 
 namespace vorn::common {
 
+/// Becoming another program.
 namespace exechelper {
 
 /// Replaces the image of the calling process.

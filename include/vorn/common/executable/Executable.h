@@ -15,6 +15,7 @@
 #include <vorn/common/executable/IExecutable.h>
 #include <vorn/common/export.h>
 
+/// Programs and shell texts as child processes.
 namespace vorn::common::executable {
 
 /// Runs one external program as a child process, captures its output, and kills it when it outlives

@@ -31,10 +31,10 @@ struct ExecutableHolder {
 
 /// How a synchronous run went: what the executable answered after it.
 struct ExecutionResult {
-    Executable::Status status = Executable::Idle;
-    std::optional<std::int32_t> exitCode{};
-    std::optional<std::string> stdOut{};
-    std::optional<std::string> stdErr{};
+    Executable::Status status = Executable::Idle;  ///< Exited or TimedOut
+    std::optional<std::int32_t> exitCode{};        ///< when the status is Exited
+    std::optional<std::string> stdOut{};           ///< what readFromStdOut() gave
+    std::optional<std::string> stdErr{};           ///< what readFromStdErr() gave
 };
 
 /// Runs executables under identifiers chosen by the caller, up to a fixed number at once.
@@ -71,6 +71,7 @@ struct ExecutionResult {
 /// Deliberate: a limit of 0 refuses everything.
 class VORN_GW_COMMON_EXPORT ExecutableManager {
   public:
+    /// Told of the end, with the uuid and description that the run was given.
     using Callback =
         std::function<void(const IExecutable&, const Uuid&, const std::string& description)>;
 

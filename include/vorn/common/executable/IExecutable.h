@@ -26,6 +26,7 @@ class VORN_GW_COMMON_EXPORT IExecutable {
     virtual void execAsync(const std::function<void(const IExecutable&)>& onDone) = 0;
     /// Starts and blocks until the run has ended.
     virtual void execSync() = 0;
+    /// May change at any time while it is Running, and never after that.
     [[nodiscard]] virtual Status getStatus() const = 0;
     /// The exit status, 0 to 255, when the status is Exited.
     [[nodiscard]] virtual std::optional<std::int32_t> getExitCode() const = 0;

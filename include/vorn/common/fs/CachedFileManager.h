@@ -18,6 +18,7 @@
 #include <vorn/common/stream/IStreamable.h>
 #include <vorn/common/stream/StreamableHandler.h>
 
+/// Files and directories, their locks, and objects kept in them.
 namespace vorn::common::fs {
 
 /// Keeps a service's persistent objects in memory, one per type, each backed by one file. A change
@@ -77,6 +78,7 @@ class VORN_GW_COMMON_EXPORT CachedFileManager : public stream::StreamableHandler
         /// Write through the backup path, and load from it when the file does not load.
         bool useBackup = true;
     };
+    /// Those of `Options()`, for the default argument.
     static const Options kDefaultOptions;
 
     /// Starts no thread; the first `add` does.

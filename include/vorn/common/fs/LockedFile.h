@@ -38,6 +38,7 @@ class VORN_GW_COMMON_EXPORT LockedFile {
         /// is 0660: owner and group, read and write.
         std::filesystem::perms perms = std::filesystem::perms(0660);
     };
+    /// Those of `Options()`, for the default arguments.
     static const Options kDefaultOptions;
 
     /// Takes the lock, trying until `deadline` (every 100 ms). Throws "File ", `path`, " is locked"

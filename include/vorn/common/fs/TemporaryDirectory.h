@@ -36,6 +36,7 @@ class VORN_GW_COMMON_EXPORT TemporaryDirectory {
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
+    /// Takes the directory; `other` owns nothing afterwards.
     TemporaryDirectory(TemporaryDirectory&& other) noexcept;
 
     /// Removes the directory owned so far (a failure is ignored) and takes the other's. Moving a

@@ -32,6 +32,7 @@ class VORN_GW_COMMON_EXPORT TemporaryFile : public IFile {
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
+    /// Takes the file; `other` owns nothing afterwards.
     TemporaryFile(TemporaryFile&& other) noexcept;
 
     /// Removes the file owned so far (a failure is ignored) and takes the other's. Moving a handle

@@ -7,6 +7,7 @@
 
 #include <vorn/common/export.h>
 
+/// Mutexes with readers and writers.
 namespace vorn::common::locking {
 
 /// A shared mutex over the operating system's read/write lock, with a gate that keeps a stream of
@@ -31,15 +32,22 @@ class VORN_GW_COMMON_EXPORT MultipleReadUniqueWriteMutex {
     /// Both throw std::system_error with EDEADLK, nothing changed, when the calling thread holds
     /// the exclusive lock and the operating system notices. A thread that holds a shared lock and
     /// calls lock() waits for itself for ever.
+    /// @{
     void lock();
     void lock_shared();
+    /// @}
 
+    /// Never waits, before the gate neither.
+    /// @{
     [[nodiscard]] bool try_lock();
     [[nodiscard]] bool try_lock_shared();
+    /// @}
 
     /// One and the same operation.
+    /// @{
     void unlock() noexcept;
     void unlock_shared() noexcept;
+    /// @}
 
   private:
     std::mutex gate_;

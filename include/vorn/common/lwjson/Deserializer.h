@@ -16,6 +16,7 @@
 #include <vorn/common/time/SecondsDuration.h>
 #include <vorn/common/time/UnixTime.h>
 
+/// Reading and writing JSON.
 namespace vorn::common::lwjson {
 
 /// One node of a parsed JSON text; the document is its root node.
@@ -56,15 +57,20 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// A span of characters that somebody else owns; not NUL-terminated.
     struct String {
         const char* data = nullptr;  ///< null in a default-constructed span
-        unsigned size = 0;
+        unsigned size = 0;           ///< in bytes
 
         constexpr String() = default;
+        /// Keeps the pointers; a length is cut to 32 bits.
+        /// @{
         template <std::integral Size>
         constexpr String(const char* text, Size length) noexcept
             : data(text), size(static_cast<unsigned>(length)) {}
         constexpr String(const char* begin, const char* end) noexcept
             : data(begin), size(static_cast<unsigned>(end - begin)) {}
+        /// @}
 
+        /// As a new span; the former characters are not touched.
+        /// @{
         template <std::integral Size>
         constexpr void assign(const char* text, Size length) noexcept {
             *this = String(text, length);
@@ -72,8 +78,11 @@ class VORN_GW_COMMON_EXPORT Deserializer {
         constexpr void assign(const char* begin, const char* end) noexcept {
             *this = String(begin, end);
         }
+        /// @}
 
+        /// Lives as long as the characters, not as the span.
         [[nodiscard]] constexpr std::string_view view() const noexcept { return {data, size}; }
+        /// Compares the characters, not where they are.
         [[nodiscard]] bool operator==(const String& other) const noexcept {
             return size == other.size &&
                    (data == other.data || size == 0 || std::memcmp(data, other.data, size) == 0);
@@ -84,7 +93,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
 
     /// Flags, to be combined with `|`; other bits (1 among them) have no effect.
     enum Options : unsigned {
-        None = 0,
+        None = 0,  ///< neither of the two below
         /// `{'key':1}` is read too. String values still need double quotes.
         AllowSingleQuotedKeys = 2,
         /// A value missing at the end of the text or before a ',' gives an `Undefined` node.
@@ -92,19 +101,21 @@ class VORN_GW_COMMON_EXPORT Deserializer {
         AllowEmptyValues = 4,
     };
 
+    /// What kind of node this is, as the text's structure tells.
     enum class MemberType : std::uint8_t {
         Undefined = 0,  ///< not parsed yet, or an allowed empty value
         Value = 1,      ///< any scalar: string, number, boolean, null or another bare token
-        Object = 2,
-        Array = 3,
+        Object = 2,     ///< members with names
+        Array = 3,      ///< members without names
     };
 
+    /// What getValueType() sees in the text of a value.
     enum class ValueType : std::uint32_t {
-        None = 0,
-        String = 1,
-        Boolean = 2,
-        Integer = 3,
-        Float = 4
+        None = 0,     ///< none of those below: no value, null, another bare token
+        String = 1,   ///< it begins with a quote
+        Boolean = 2,  ///< it begins with "true" or "false"
+        Integer = 3,  ///< `strtol` reads it completely
+        Float = 4     ///< `strtof` does, and `strtol` does not
     };
 
     class CompareContext;
@@ -115,20 +126,27 @@ class VORN_GW_COMMON_EXPORT Deserializer {
 
     /// An empty reader that owns an empty text; for `importJson`.
     Deserializer();
+    /// The same with options, which a later import keeps.
     explicit Deserializer(Options options);
     /// Parse at once. The first two borrow the text, the third takes it over.
+    /// @{
     explicit Deserializer(std::string_view json, Options options = None);
     explicit Deserializer(const char* json, Options options = None);
     explicit Deserializer(std::string&& json, Options options = None);
+    /// @}
     /// Parses one member from [begin, end) with `depth` levels left and gives it a name. Characters
     /// behind the value are left to whoever reads the container.
     Deserializer(const char* begin, const char* end, unsigned depth, const String& name,
                  Options options = None);
 
+    /// A copy of the root shares the text; its nodes are copied.
+    /// @{
     Deserializer(const Deserializer&) = default;
     Deserializer(Deserializer&&) noexcept = default;
+    /// @}
     /// May be given a node of its own tree (which then no longer holds on to the text).
     Deserializer& operator=(const Deserializer& other);
+    /// What was read before ends, its text too unless a copy shares it.
     Deserializer& operator=(Deserializer&&) noexcept = default;
     ~Deserializer() = default;
 
@@ -136,9 +154,11 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// Deliberate: nothing is cleared first. New members are appended to the old ones (whose text
     /// the reader goes on owning if it did); type, value and null flag are overwritten. Many
     /// imports into one reader take time and memory linear in their sum.
+    /// @{
     void importJson(std::string_view json);
     void importJson(const char* json);
     void importJson(std::string&& json);
+    /// @}
 
     /// The building blocks of parsing, for callers that read a text piece by piece. All stay inside
     /// [begin, end), which must outlive the node.
@@ -155,6 +175,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
 
     /// True for exactly the token "null".
     [[nodiscard]] bool isNull() const noexcept { return isNull_; }
+    /// Undefined until something was read.
     [[nodiscard]] MemberType type() const noexcept { return type_; }
     /// The key between its quotes.
     /// Deliberate: escapes in keys stay as written, and keys are compared as written.
@@ -165,6 +186,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     [[nodiscard]] const std::vector<Deserializer>& members() const noexcept { return members_; }
     /// From where this node begins to the end of the text it was parsed from.
     [[nodiscard]] const String& text() const noexcept { return text_; }
+    /// As given to the constructor; members have those of their root.
     [[nodiscard]] Options options() const noexcept { return options_; }
 
     /// What the value text looks like; "true..." and "false..." count as Boolean. Integer is what
@@ -204,9 +226,11 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// Deliberate: numbers, here and below, are read as far as they go, up to the NUL
     /// behind the text: `size` does not end them, and what follows them is no error ("1.5}"
     /// is 1.5).
+    /// @{
     static void extractValue(const char* text, unsigned size, double& out, const char* name);
     static void extractValue(const char* text, unsigned size, float& out, const char* name);
     static void extractValue(const char* text, unsigned size, long double& out, const char* name);
+    /// @}
     /// A quoted string, unescaped; else `std::invalid_argument`
     /// "lwjson::deserializer "NAME" is not a string".
     /// Deliberate: escapes are resolved kind by kind, first `\"`, then `\\`, then `\/`, `\b`, `\f`,
@@ -226,6 +250,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
                              const char* name);
     /// Decimal integers; `std::invalid_argument` "lwjson::deserializer "NAME" is not an integer"
     /// or `std::out_of_range` "lwjson::deserializer "NAME" value out of range".
+    /// @{
     static void extractValue(const char* text, unsigned size, signed char& out, const char* name);
     static void extractValue(const char* text, unsigned size, unsigned char& out, const char* name);
     static void extractValue(const char* text, unsigned size, short& out, const char* name);
@@ -238,6 +263,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     static void extractValue(const char* text, unsigned size, long long& out, const char* name);
     static void extractValue(const char* text, unsigned size, unsigned long long& out,
                              const char* name);
+    /// @}
 
     /// `extractValue` of this node under its own name.
     template <class T>
@@ -253,8 +279,10 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     /// "a.b[2] - value mismatch: found 2, expected 1".
     /// Deliberate: a key stands for its first member on the other side, so a document with
     /// duplicate keys of different values differs from itself.
+    /// @{
     [[nodiscard]] bool compare(const Deserializer& other) const;
     [[nodiscard]] bool compare(const Deserializer& other, std::ostream& report) const;
+    /// @}
     /// The same with the caller's context, which also counts the differences.
     void compare(const Deserializer& other, const CompareContext& context) const;
 
@@ -282,6 +310,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     const char* parseValue(const char* begin, const char* end, unsigned depth);
 };
 
+/// Combine flags and test for them.
+/// @{
 [[nodiscard]] constexpr Deserializer::Options operator|(Deserializer::Options left,
                                                         Deserializer::Options right) noexcept {
     return static_cast<Deserializer::Options>(static_cast<unsigned>(left) |
@@ -292,6 +322,7 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     return static_cast<Deserializer::Options>(static_cast<unsigned>(left) &
                                               static_cast<unsigned>(right));
 }
+/// @}
 
 /// How `compare` treats differences, where it stands in the document, and how many it has found.
 /// A context made from another one for a member or an element shares its counter.
@@ -309,11 +340,14 @@ class VORN_GW_COMMON_EXPORT Deserializer::CompareContext {
     CompareContext(bool throwOnDifference, std::ostream* report, bool reportDifferences);
 
     /// The contexts of a member and of an element below this one.
+    /// @{
     [[nodiscard]] CompareContext member(std::string_view key) const;
     [[nodiscard]] CompareContext element(unsigned index) const;
+    /// @}
 
     /// Such as "a.b[2]"; empty at the root.
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
+    /// Found so far, by this context and all that share its counter.
     [[nodiscard]] unsigned differences() const noexcept { return *differences_; }
 
   private:

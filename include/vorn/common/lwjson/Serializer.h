@@ -52,6 +52,7 @@ namespace vorn::common::lwjson {
 /// Threads: as a standard container.
 class VORN_GW_COMMON_EXPORT Serializer {
   public:
+    /// How the text is laid out; what it says is the same.
     enum Format : unsigned {
         Pretty = 0,   ///< a line for each member and element, two spaces for each level up to 200
         Compact = 1,  ///< no white space; so are all other values
@@ -61,15 +62,21 @@ class VORN_GW_COMMON_EXPORT Serializer {
     explicit Serializer(unsigned reserve, Format format = Pretty);
     /// The same with 512.
     Serializer();
+    /// The same with 512.
     explicit Serializer(Format format);
     /// Writes into the caller's string, going on from its content as `init` says.
     explicit Serializer(std::string& json, Format format = Pretty);
     /// Go on from a copy of the string, or from the string itself.
+    /// @{
     explicit Serializer(const std::string& json, Format format = Pretty);
     explicit Serializer(std::string&& json, Format format = Pretty);
+    /// @}
 
+    /// Shares the text and copies the state; see "Lifetime".
+    /// @{
     Serializer(const Serializer&) noexcept = default;
     Serializer& operator=(const Serializer&) noexcept = default;
+    /// @}
     ~Serializer() = default;
 
     /// Starts afresh from the present text: an empty one gets `reserve` characters of capacity; one
@@ -81,25 +88,34 @@ class VORN_GW_COMMON_EXPORT Serializer {
     /// Deliberate: keys are written as they are, not escaped.
     void appendKey(const char* key);
     /// Writes a text as it is, as a value; the second form puts quotes around it.
+    /// @{
     void appendValue(const char* text);
     void appendValueAsString(const char* text);
+    /// @}
     /// Writes a key with the value null.
     void addNull(const char* key);
 
+    /// The word true or false, without quotes.
     void addValue(bool value);
     /// Strings are quoted, and escaped where they hold `\`, `"`, backspace, form feed, line feed,
     /// carriage return or tab. A view is written whole, NUL characters included.
     /// Deliberate: other control characters and '/' are written as they are.
+    /// @{
     void addValue(std::string_view value);
     void addValue(const char* value);
     void addValue(const std::string& value);
+    /// @}
     /// Fixed notation with `precision` decimals (0 to 255), or scientific notation with 8 decimals
     /// for `float` and 16 for the others: 0.5f is "5.00000000e-01", with 2 decimals "0.50".
     /// Independent of the locale.
     /// Deliberate: "nan" and "inf" are written bare.
+    /// @{
     void addValue(const float& value, std::optional<unsigned char> precision = std::nullopt);
     void addValue(const double& value, std::optional<unsigned char> precision = std::nullopt);
     void addValue(const long double& value);
+    /// @}
+    /// Decimal digits; the character types too are numbers here.
+    /// @{
     void addValue(signed char value);
     void addValue(unsigned char value);
     void addValue(short value);
@@ -110,6 +126,7 @@ class VORN_GW_COMMON_EXPORT Serializer {
     void addValue(unsigned long value);
     void addValue(long long value);
     void addValue(unsigned long long value);
+    /// @}
     /// Seconds since the epoch as a `double`, undefined and infinite times too.
     void addValue(const time::UnixTime& value);
     /// Seconds.
@@ -138,7 +155,11 @@ class VORN_GW_COMMON_EXPORT Serializer {
     /// Removes the last comma and closes the object; "null" if nothing was written.
     void finalize();
 
+    /// After finalize(), and for a text that was found complete.
     [[nodiscard]] bool isFinalized() const noexcept { return finalized_; }
+    /// The text so far. Before finalize() it is a part: an object lacks its '}', a value may have a
+    /// ',' behind it, and an empty serializer has no text. Reading it changes nothing, and the
+    /// writing goes on.
     [[nodiscard]] const std::string& json() const noexcept { return *output_; }
     /// For the caller's own edits. Valid as long as the text: see "Lifetime".
     [[nodiscard]] std::string& mutableJson() noexcept { return *output_; }

@@ -4,6 +4,7 @@
 #include <vorn/common/export.h>
 #include <vorn/common/sched/CpuTime.h>
 
+/// How much of the CPU a loop takes.
 namespace vorn::common::sched {
 
 /// Caps the CPU share of the process, as far as one busy loop causes it, by resting:

@@ -18,6 +18,7 @@ namespace vorn::common::service {
 ///     }
 class VORN_GW_COMMON_EXPORT ServiceError : public std::exception {
   public:
+    /// `message` is what what() returns, as it is.
     explicit ServiceError(std::string message);
 
     /// Lifetime: the text lives as long as this object.

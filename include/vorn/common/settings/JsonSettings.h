@@ -11,6 +11,7 @@
 #include <vorn/common/lwjson/Serializer.h>
 #include <vorn/common/stream/IStreamable.h>
 
+/// Settings that are kept as JSON.
 namespace vorn::common::settings {
 
 /// A service's settings, kept as a JSON document of two members: "version", the version of the

@@ -40,6 +40,7 @@ class VORN_GW_COMMON_EXPORT IOutputStreamAccessor {
 /// Lifetime: the stream outlives the accessor.
 class VORN_GW_COMMON_EXPORT InputStreamRefAccessor : public IInputStreamAccessor {
   public:
+    /// Reads nothing yet.
     explicit InputStreamRefAccessor(std::istream& stream) noexcept : stream_(stream) {}
     [[nodiscard]] std::istream& stream() override { return stream_; }
 
@@ -51,6 +52,7 @@ class VORN_GW_COMMON_EXPORT InputStreamRefAccessor : public IInputStreamAccessor
 /// Lifetime: the stream outlives the accessor.
 class VORN_GW_COMMON_EXPORT OutputStreamRefAccessor : public IOutputStreamAccessor {
   public:
+    /// Writes nothing yet.
     explicit OutputStreamRefAccessor(std::ostream& stream) noexcept : stream_(stream) {}
     [[nodiscard]] std::ostream& stream() override { return stream_; }
     void commit() override { stream_.flush(); }
@@ -62,6 +64,7 @@ class VORN_GW_COMMON_EXPORT OutputStreamRefAccessor : public IOutputStreamAccess
 /// Reads from a file, close-on-exec; one that cannot be opened gives a stream in a failed state.
 class VORN_GW_COMMON_EXPORT FileInputStreamAccessor : public IInputStreamAccessor {
   public:
+    /// Opens the file at once.
     explicit FileInputStreamAccessor(const std::string& path);
     [[nodiscard]] std::istream& stream() override { return stream_; }
 
@@ -119,16 +122,22 @@ class VORN_GW_COMMON_EXPORT FileOutputStreamAccessor : public IOutputStreamAcces
 };
 
 /// Makes the accessor of one reading or writing; an empty pointer means that there is none.
+/// @{
 using InputBuilder = std::function<std::unique_ptr<IInputStreamAccessor>()>;
 using OutputBuilder = std::function<std::unique_ptr<IOutputStreamAccessor>()>;
+/// @}
 
 /// Builders without an accessor: nothing is loaded, writes go nowhere.
+/// @{
 [[nodiscard]] VORN_GW_COMMON_EXPORT InputBuilder make_nullistreamBuilder();
 [[nodiscard]] VORN_GW_COMMON_EXPORT OutputBuilder make_nullostreamBuilder();
+/// @}
 
 /// Builders on a stream of the caller's, which outlives the builder and its accessors.
+/// @{
 [[nodiscard]] VORN_GW_COMMON_EXPORT InputBuilder make_istreamBuilder(std::istream& stream);
 [[nodiscard]] VORN_GW_COMMON_EXPORT OutputBuilder make_ostreamBuilder(std::ostream& stream);
+/// @}
 
 /// A builder that opens the file on every call.
 [[nodiscard]] VORN_GW_COMMON_EXPORT InputBuilder make_ifstreamBuilder(const std::string& path);

@@ -22,6 +22,7 @@ namespace vorn::common {
                                                         std::string_view pattern, std::size_t start,
                                                         char escape = '\0');
 
+/// Small operations on texts.
 namespace strings {
 
 using vorn::common::findEsc;

@@ -16,16 +16,22 @@ namespace vorn::common::thread {
 /// Threads: as any value.
 class VORN_GW_COMMON_EXPORT Message {
   public:
+    /// No pair is reserved, and none means anything to the library.
     Message(unsigned int msgClass, unsigned int msgType) noexcept
         : msgClass_(msgClass), msgType_(msgType) {}
+    /// Class and type.
+    /// @{
     Message(const Message&) = default;
     Message& operator=(const Message&) = default;
+    /// @}
     virtual ~Message();
 
     /// A new message on the heap with the same class and type; this one keeps its own.
     [[nodiscard]] virtual std::unique_ptr<Message> move();
 
+    /// The category; the type counts within it.
     [[nodiscard]] unsigned int msgClass() const noexcept { return msgClass_; }
+    /// Means nothing without msgClass().
     [[nodiscard]] unsigned int msgType() const noexcept { return msgType_; }
 
     /// Compares class and type.

@@ -13,6 +13,7 @@ namespace vorn::common::internal {
 class MessageQueue;
 }
 
+/// Threads that handle messages.
 namespace vorn::common::thread {
 
 /// A thread that calls one handler for every message, in the order of sending, so that what the
@@ -60,12 +61,15 @@ class VORN_GW_COMMON_EXPORT MessageThread {
     /// Deliberate: while a former thread has not been joined, the process ends.
     void start();
 
+    /// True from start() to terminate(), although the thread may still run after that.
     [[nodiscard]] bool isStarted() const noexcept;
 
     /// Queues the message's class and type, in any state.
     /// Throws std::bad_alloc or std::length_error when the queue cannot grow.
+    /// @{
     void sendMessage(Message&& message);
     void sendMessage(const Message& message);
+    /// @}
 
     /// Requests the end; does not wait. Does nothing unless started. Needs no memory.
     void terminate();

@@ -37,8 +37,11 @@ namespace vorn::common::time {
 /// Not guaranteed: a boundary on which the clock is set back after it fired may fire again.
 class VORN_GW_COMMON_EXPORT ClockAlignedTimer {
   public:
+    /// An instant of the wall clock.
     using TimePoint = std::chrono::system_clock::time_point;
+    /// Called on the timer's thread, without its mutex.
     using Callback = std::function<void(TimePoint boundary)>;
+    /// Called under the timer's mutex.
     using Origin = std::function<TimePoint(TimePoint now)>;
 
     /// The shortest period; a shorter one counts as this.
@@ -70,12 +73,16 @@ class VORN_GW_COMMON_EXPORT ClockAlignedTimer {
                                              std::unique_lock<std::mutex>& lock) const noexcept;
 
     /// Arms the timer for the next boundary.
+    /// @{
     void start();
     void start(std::unique_lock<std::mutex>& lock);
+    /// @}
 
     /// Disarms the timer; no barrier, as for Timer.
+    /// @{
     void stop();
     void stop(std::unique_lock<std::mutex>& lock);
+    /// @}
 
     /// Computes the boundary of an armed timer anew; a disarmed one stays disarmed.
     void reload(std::unique_lock<std::mutex>& lock);

@@ -35,16 +35,19 @@ class SecondsDuration {
 
     /// No seconds.
     constexpr SecondsDuration() noexcept = default;
+    /// 4294967295 gives the infinite duration.
     constexpr explicit SecondsDuration(std::uint32_t seconds) noexcept : seconds_(seconds) {}
 
     /// Seconds; 4294967295 for the infinite duration.
     [[nodiscard]] constexpr std::uint32_t count() const noexcept { return seconds_; }
+    /// Whether the count is 4294967295.
     [[nodiscard]] constexpr bool isInfinite() const noexcept {
         return seconds_ == std::numeric_limits<std::uint32_t>::max();
     }
 
     /// Turns a wait into a deadline: `from` plus this duration. An infinite duration, and a sum
     /// that would reach or pass the clock's largest time point, gives `time_point::max()`.
+    /// @{
     [[nodiscard]] constexpr std::chrono::steady_clock::time_point toTimepoint(
         std::chrono::steady_clock::time_point from) const noexcept {
         return add(from);
@@ -53,6 +56,7 @@ class SecondsDuration {
         std::chrono::system_clock::time_point from) const noexcept {
         return add(from);
     }
+    /// @}
 
     /// By count, so that the infinite duration is the longest.
     friend constexpr auto operator<=>(const SecondsDuration&,

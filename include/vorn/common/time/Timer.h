@@ -62,8 +62,10 @@ class VORN_GW_COMMON_EXPORT Timer {
     Timer& operator=(const Timer&) = delete;
 
     /// Arms the timer: it fires one period from now. An armed timer is armed anew.
+    /// @{
     void start();
     void start(std::unique_lock<std::mutex>& lock);
+    /// @}
 
     /// The same as start().
     void restart();
@@ -71,8 +73,10 @@ class VORN_GW_COMMON_EXPORT Timer {
     /// Disarms the timer.
     /// Deliberate: not a barrier. A callback that is running goes on, and one whose deadline has
     /// been seen may still start; terminate() is a barrier.
+    /// @{
     void stop();
     void stop(std::unique_lock<std::mutex>& lock);
+    /// @}
 
     /// Moves the deadline of an armed timer to one period from now; a disarmed one stays disarmed.
     void reload(std::unique_lock<std::mutex>& lock);

@@ -10,6 +10,7 @@
 #include <vorn/common/export.h>
 #include <vorn/common/time/SecondsDuration.h>
 
+/// Instants, durations and timers.
 namespace vorn::common::time {
 
 /// An instant of the wall clock: seconds since 1970-01-01T00:00:00Z as a double, finite up to the
@@ -23,6 +24,9 @@ namespace vorn::common::time {
 ///     UnixTime deadline = UnixTime::now();
 ///     deadline += SecondsDuration(90);
 ///     log << deadline.toIso8601();                    // "2023-11-14T22:14:50Z"
+///
+/// For std::chrono: `fromSeconds` of a `duration<double>` since the system clock's epoch, and back
+/// by seconds() (docs/time.md shows both).
 ///
 /// Nothing here throws for bad data: arithmetic saturates, and parsing reports by its result.
 /// A plain value without resources; whatever is constexpr below works in constant expressions, and
@@ -53,17 +57,23 @@ class UnixTime {
     /// Reads the wall clock with its fraction (a double resolves about 0.24 microseconds today).
     [[nodiscard]] VORN_GW_COMMON_EXPORT static UnixTime nowWithHighPrecision() noexcept;
 
+    /// As stored, the fraction too without high precision; -1.0 may be any negative number.
     [[nodiscard]] constexpr double seconds() const noexcept { return seconds_; }
+    /// Whether the fraction means anything.
     [[nodiscard]] constexpr bool highPrecision() const noexcept { return highPrecision_; }
+    /// Any negative number of seconds, not -1.0 alone.
     [[nodiscard]] constexpr bool isUndefined() const noexcept { return seconds_ < 0.0; }
+    /// Any number of seconds of 4294967295.0 and more.
     [[nodiscard]] constexpr bool isInfinite() const noexcept { return seconds_ >= kInfinite; }
 
     /// Moves the instant; `highPrecision` stays. Undefined and infinite times do not move.
     /// `+=` gives the infinite time when the whole seconds would reach 4294967295.
     /// Deliberate: `-=` stops at the epoch (0.0), it never gives an undefined time; subtracting the
     /// infinite duration gives the epoch too.
+    /// @{
     constexpr UnixTime& operator+=(const SecondsDuration& duration) noexcept;
     constexpr UnixTime& operator-=(const SecondsDuration& duration) noexcept;
+    /// @}
 
     /// Drops the fraction (toward zero) and `highPrecision`.
     constexpr UnixTime& trunc() noexcept;
@@ -75,9 +85,11 @@ class UnixTime {
     /// when infinite, 0 when undefined or without high precision, otherwise truncated. Deliberate:
     /// nanoSeconds() is rounded to whole microseconds, so it ends in three zeros (0.123456789 gives
     /// 123457000) and is 999999000 at most.
+    /// @{
     [[nodiscard]] constexpr unsigned int milliSeconds() const noexcept;
     [[nodiscard]] constexpr unsigned int microSeconds() const noexcept;
     [[nodiscard]] constexpr unsigned int nanoSeconds() const noexcept;
+    /// @}
 
     /// Writes "1970-01-01T00:00:00Z", with high precision "1970-01-01T00:00:01.500Z", or the words
     /// "undefined" and "infinite". Right until 2106 where time_t has 32 bits too.
@@ -99,6 +111,7 @@ class UnixTime {
     VORN_GW_COMMON_EXPORT bool parseIso8601(const std::string& text);
 
     /// Compare the seconds alone, not the precision.
+    /// @{
     friend constexpr bool operator==(const UnixTime& left, const UnixTime& right) noexcept {
         return left.seconds_ == right.seconds_;
     }
@@ -106,6 +119,7 @@ class UnixTime {
                                                        const UnixTime& right) noexcept {
         return left.seconds_ <=> right.seconds_;
     }
+    /// @}
 
   private:
     struct Raw {};

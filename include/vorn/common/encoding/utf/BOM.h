@@ -8,6 +8,7 @@
 
 #include <vorn/common/export.h>
 
+/// What the first bytes of a text tell.
 namespace vorn::common::encoding::utf {
 
 /// What a byte-order mark at the start of a text says about it.
@@ -16,9 +17,15 @@ namespace vorn::common::encoding::utf {
 ///         content.erase(content.begin(), content.begin() + bom->length);
 ///     }
 struct BOM {
-    enum class Encoding : std::uint32_t { utf7, utf8, utf16, utf32 };
+    /// Without the byte order, which BOM::bigEndian tells.
+    enum class Encoding : std::uint32_t {
+        utf7,   ///< the mark 2B 2F 76
+        utf8,   ///< EF BB BF
+        utf16,  ///< FF FE or FE FF
+        utf32   ///< FF FE 00 00 or 00 00 FE FF
+    };
 
-    Encoding encoding;
+    Encoding encoding;  ///< of the text behind the mark
     bool bigEndian;     ///< false where there is no byte order
     bool hasByteOrder;  ///< true for UTF-16 and UTF-32
     unsigned length;    ///< of the mark, in bytes
@@ -26,6 +33,7 @@ struct BOM {
     /// "utf-7", "utf-8", "utf-16" or "utf-32"; empty for any other value.
     [[nodiscard]] VORN_GW_COMMON_EXPORT static std::string toString(Encoding encoding);
 
+    /// Equal when all four members are.
     friend bool operator==(const BOM&, const BOM&) = default;
 };
 
@@ -33,7 +41,9 @@ struct BOM {
 /// bytes, in this order; empty when there is none of them. `data` may be null when `size` is 0.
 /// Deliberate: UTF-32 is tried before UTF-16, so UTF-16 text that begins with a mark and a NUL
 /// character is taken for UTF-32.
+/// @{
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::optional<BOM> getBOM(const char* data, unsigned size);
 [[nodiscard]] VORN_GW_COMMON_EXPORT std::optional<BOM> getBOM(const std::vector<char>& data);
+/// @}
 
 }  // namespace vorn::common::encoding::utf

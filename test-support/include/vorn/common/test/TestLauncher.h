@@ -10,8 +10,9 @@
 /// Thrown by a test case to say that it failed; what() is TEST_FAILURE.
 class VORN_GW_COMMON_EXPORT test_error : public std::runtime_error {
   public:
-    static constexpr const char* TEST_FAILURE = "Test failure";
+    static constexpr const char* TEST_FAILURE = "Test failure";  ///< of every test_error
 
+    /// Takes no text: a test says more through its output.
     test_error() : std::runtime_error(TEST_FAILURE) {}
 };
 
