@@ -243,7 +243,7 @@ const char* Deserializer::Reader::memberList(const char* p, char endToken, unsig
         }
         p = value(record, p, depth - 1);
         // Only complete members are recorded: these are what an error leaves.
-        records_.push(std::move(record));
+        records_.push(record);
         if (p == end_) {
             throwMalformed("Missing end token");
         }

@@ -31,7 +31,7 @@ class PendingStack {
     }
     [[nodiscard]] Entry& operator[](std::size_t index) noexcept { return begin_[index]; }
 
-    void push(Entry&& entry) {
+    void push(Entry entry) {
         if (end_ == limit_) {
             grow();
         }

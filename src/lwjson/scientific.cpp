@@ -115,7 +115,7 @@ void writePairs(char* to, std::uint32_t eightDigits) noexcept {
         to[17] = decimal < 0 ? '-' : '+';
         // Two digits, since the powers of five end at 55.
         std::memcpy(to + 18,
-                    &kPairs[static_cast<std::size_t>(2 * (decimal < 0 ? -decimal : decimal))], 2);
+                    &kPairs[2 * static_cast<std::size_t>(decimal < 0 ? -decimal : decimal)], 2);
         return to + 20;
     }
 }
