@@ -28,10 +28,13 @@ nanoseconds modificationTime(const struct stat& status) noexcept {
     return std::chrono::seconds(status.st_mtim.tv_sec) + nanoseconds(status.st_mtim.tv_nsec);
 }
 
-// How old the file is by the clock of its own file system, which need not be this machine's.
+// How old the file is by the clock of its own file system, which need not be this machine's. The
+// times are put back: what has been looked at must not seem young to the next attempt.
 bool isYoungerThan(int fd, const struct stat& status, nanoseconds age) noexcept {
     struct stat touched {};
-    return ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0 &&
+    const bool known = ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0;
+    const struct timespec before[] = {status.st_atim, status.st_mtim};
+    return ::futimens(fd, before) == 0 && known &&
            modificationTime(touched) - modificationTime(status) <= age + kFileTimeTick;
 }
 
