@@ -49,10 +49,13 @@ bool isNamed(const struct stat& status, const std::string& path) noexcept {
 Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexcept {
     Descriptor file = openFile(path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     struct stat status {};
-    const bool isOwn = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
-                       ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-                       status.st_size == 0 && status.st_uid == ::geteuid() &&
-                       (status.st_mode & kReleased) == 0 && isNamed(status, path) &&
+    // Before the lock: who has just created it and finds it locked takes it for lost.
+    const bool canBeOwn = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                          status.st_size == 0 && status.st_uid == ::geteuid();
+    // Again behind it, because the holder may have released it in between.
+    const bool isOwn = canBeOwn && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+                       ::fstat(file.get(), &status) == 0 && (status.st_mode & kReleased) == 0 &&
+                       isNamed(status, path) &&
                        isYoungerThan(file.get(), status, Clock::now() - start);
     return isOwn ? std::move(file) : Descriptor();
 }
