@@ -28,10 +28,13 @@ nanoseconds modificationTime(const struct stat& status) noexcept {
     return std::chrono::seconds(status.st_mtim.tv_sec) + nanoseconds(status.st_mtim.tv_nsec);
 }
 
-// How old the file is by the clock of its own file system, which need not be this machine's.
+// How old the file is by the clock of its own file system, which need not be this machine's. The
+// times are put back: what has been looked at must not seem young to the next attempt.
 bool isYoungerThan(int fd, const struct stat& status, nanoseconds age) noexcept {
     struct stat touched {};
-    return ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0 &&
+    const bool known = ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0;
+    const struct timespec before[] = {status.st_atim, status.st_mtim};
+    return ::futimens(fd, before) == 0 && known &&
            modificationTime(touched) - modificationTime(status) <= age + kFileTimeTick;
 }
 
@@ -46,10 +49,13 @@ bool isNamed(const struct stat& status, const std::string& path) noexcept {
 Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexcept {
     Descriptor file = openFile(path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     struct stat status {};
-    const bool isOwn = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
-                       ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-                       status.st_size == 0 && status.st_uid == ::geteuid() &&
-                       (status.st_mode & kReleased) == 0 && isNamed(status, path) &&
+    // Before the lock: who has just created it and finds it locked takes it for lost.
+    const bool canBeOwn = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                          status.st_size == 0 && status.st_uid == ::geteuid();
+    // Again behind it, because the holder may have released it in between.
+    const bool isOwn = canBeOwn && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+                       ::fstat(file.get(), &status) == 0 && (status.st_mode & kReleased) == 0 &&
+                       isNamed(status, path) &&
                        isYoungerThan(file.get(), status, Clock::now() - start);
     return isOwn ? std::move(file) : Descriptor();
 }

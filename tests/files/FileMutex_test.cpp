@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -233,6 +235,8 @@ TEST(FileMutex, AnInterruptedAttemptTakesNobodyElsesLock) {
     const auto before = std::filesystem::file_time_type::clock::now() - 2s;
     std::filesystem::last_write_time(path, before);
     triesInVain("left by a dead process");
+    triesInVain("no younger by having been looked at");
+    EXPECT_EQ(std::filesystem::last_write_time(path), before);
     std::filesystem::remove(path);
     dir.write("lock", "somebody's");
     triesInVain("not a lock file of ours");
@@ -240,6 +244,26 @@ TEST(FileMutex, AnInterruptedAttemptTakesNobodyElsesLock) {
     dir.write("lock", "");
     std::filesystem::permissions(path, std::filesystem::perms::sticky_bit);
     triesInVain("about to be removed by its holder");
+}
+
+TEST(FileMutex, AnInterruptedAttemptDoesNotLockWhatCannotBeItsOwn) {
+    const TempDir dir;
+    const auto path = dir.write("lock", "somebody's");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    calls.hook(Call::open, faults::interruptEveryOther);
+    int looks = 0;
+    calls.hook(Call::fstat, [&](auto&) {
+        ++looks;
+        std::thread([&path] {
+            const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+            EXPECT_EQ(::flock(file, LOCK_EX | LOCK_NB), 0);
+            ::close(file);
+        }).join();
+        return 0;
+    });
+    EXPECT_FALSE(mutex.try_lock());
+    EXPECT_EQ(looks, 1);
 }
 
 TEST(FileMutex, AHolderWhoseFileAnInterruptedAttemptHasTakenDoesNotHoldIt) {

@@ -36,6 +36,11 @@ std::size_t sequenceLength(std::string_view text) {
     return length;
 }
 
+// Whether it begins with one of U+0080 to U+009F, which terminals obey like those before the space.
+bool isLateControl(std::string_view text) {
+    return text.size() > 1 && text[0] == '\xC2' && isBetween(text[1], 0x80, 0x9F);
+}
+
 void appendEscaped(std::string& out, char control) {
     constexpr std::string_view digits = "0123456789abcdef";
     const unsigned code = static_cast<unsigned char>(control);
@@ -110,12 +115,29 @@ std::string jsonString(std::string_view text) {
             out += "\\t";
         } else if (isBetween(first, 0, 0x1F)) {
             appendEscaped(out, first);
+        } else if (isLateControl(text)) {
+            appendEscaped(out, text[1]);
         } else {
             out += text.substr(0, length);
         }
         text.remove_prefix(length == 0 ? 1 : length);
     }
     out += '"';
+    return out;
+}
+
+std::string printable(std::string_view text, char instead) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = sequenceLength(text);
+        if (length == 0 || isBetween(text[0], 0, 0x1F) || text[0] == 0x7F || isLateControl(text)) {
+            out += instead;
+        } else {
+            out += text.substr(0, length);
+        }
+        text.remove_prefix(length == 0 ? 1 : length);
+    }
     return out;
 }
 

@@ -24,6 +24,10 @@ namespace gateway {
 /// holds a line feed, and each byte that is not UTF-8 becomes U+FFFD, so it is always valid JSON.
 [[nodiscard]] std::string jsonString(std::string_view text);
 
+/// `text` for a log or a terminal: `instead` stands for each control character, those beyond ASCII
+/// (U+0080 to U+009F) included, and for each byte that is not UTF-8.
+[[nodiscard]] std::string printable(std::string_view text, char instead);
+
 /// The characters of a string node, "\u" escapes as UTF-8. Throws `std::invalid_argument` saying
 /// what was expected when the node is no string or holds an escape that does not exist.
 [[nodiscard]] std::string textOf(const vorn::common::lwjson::Deserializer& node);

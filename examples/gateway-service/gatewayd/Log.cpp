@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "descriptors.h"
+#include "json.h"
 
 namespace gateway::log {
 
@@ -53,13 +54,8 @@ Level most = Level::Info;   //
 std::string kept;           // whole lines, save that the first may have begun to go out
 unsigned long dropped = 0;  // lines
 
-std::string lineOf(std::string text) {
-    for (char& character : text) {
-        if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F) {
-            character = '.';
-        }
-    }
-    return "gatewayd: " + text + "\n";
+std::string lineOf(const std::string& text) {
+    return "gatewayd: " + printable(text, '.') + "\n";
 }
 
 // Writes what goes without waiting. What the stream refuses for good is dropped.

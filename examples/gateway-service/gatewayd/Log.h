@@ -18,7 +18,8 @@ void open();
 /// From now on only lines of this level and of those before it are written. Default: Info.
 void setLevel(Level level);
 
-/// One line for the log, with "gatewayd: " in front and a dot for each control character.
+/// One line for the log, with "gatewayd: " in front and a dot for each control character and each
+/// byte that is not UTF-8.
 ///
 /// Never waits: a line that the stream does not take now is kept, up to 64 KiB of them; what is
 /// more is dropped and counted, and the count is told when there is room again. A stream that takes

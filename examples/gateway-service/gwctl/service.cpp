@@ -13,13 +13,8 @@ namespace gateway {
 namespace {
 
 // A description is the client's text: it must not command the terminal of whoever looks at it.
-std::string printable(std::string text) {
-    for (char& character : text) {
-        if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F) {
-            character = '?';
-        }
-    }
-    return text;
+std::string shown(const std::string& text) {
+    return printable(text, '?');
 }
 
 std::string statusText(const Reply& status) {
@@ -37,7 +32,7 @@ std::string statusText(const Reply& status) {
         << status.text({"jobs", "programs"}) << " programs";
     for (const Reply::Node& job : running) {
         out << "\n               " << textOrRaw(job.getMember("uuid")) << "  "
-            << printable(textOrRaw(job.getMember("description")));
+            << shown(textOrRaw(job.getMember("description")));
     }
     out << "\nheartbeat      " << status.text({"heartbeat", "count"}) << ", every "
         << status.text({"heartbeat", "period"}) << " s, last "
@@ -45,7 +40,7 @@ std::string statusText(const Reply& status) {
     out << "\nclients        " << status.text({"clients"}) << ", bound "
         << status.text({"boundClients"})                    //
         << "\nplug-ins       " << status.text({"plugins"})  //
-        << "\nsettings       " << printable(status.text({"settings"}));
+        << "\nsettings       " << shown(status.text({"settings"}));
     return out.str();
 }
 

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
@@ -40,6 +41,20 @@ TEST(Flow, ThreeScriptsAndTheStatus) {
     EXPECT_NE(status.output.find("service        in service, health ok\n"), std::string::npos)
         << status.output;
     EXPECT_EQ(service.process().output(), "fine\n");
+    EXPECT_EQ(service.stop(), 0);
+}
+
+TEST(Flow, ADescriptionCommandsNoTerminal) {
+    RunningService service;
+    EXPECT_EQ(
+        service.control({"run", "--description", "a\x1b[31m\xc2\x9b[2J", "sleep 600"}).exitCode, 0);
+    const Outcome status = service.control({"status"});
+    EXPECT_NE(status.output.find("  a?[31m?[2J\n"), std::string::npos) << status.output;
+    EXPECT_NE(service.process().errors().find(": a.[31m.[2J\n"), std::string::npos)
+        << service.process().errors();
+    const Outcome json = service.control({"--json", "status"});
+    EXPECT_NE(json.output.find(R"("a\u001b[31m\u009b[2J")"), std::string::npos) << json.output;
+    service.process().signal(SIGTERM);  // the next one means at once
     EXPECT_EQ(service.stop(), 0);
 }
 

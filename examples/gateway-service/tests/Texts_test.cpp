@@ -35,6 +35,7 @@ TEST(JsonText, QuotesAnyBytesAsValidJson) {
         {"a\nb\tc\r", R"("a\nb\tc\u000d")"},
         {std::string("\0\x1f\x7f", 3), "\"\\u0000\\u001f\x7f\""},
         {"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80", "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\""},
+        {"\xc2\x80\xc2\x9f\xc2\xa0", "\"\\u0080\\u009f\xc2\xa0\""},
         {"\xff", "\"\xef\xbf\xbd\""},
         {"\xc0\x80", "\"\xef\xbf\xbd\xef\xbf\xbd\""},                  // overlong
         {"\xed\xa0\x80", "\"\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\""},  // a surrogate
@@ -43,6 +44,24 @@ TEST(JsonText, QuotesAnyBytesAsValidJson) {
     };
     for (const auto& [text, json] : rows) {
         EXPECT_EQ(jsonString(text), json);
+    }
+}
+
+TEST(JsonText, WhatIsShownHoldsNothingThatATerminalObeys) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"", ""},
+        {"a b~", "a b~"},
+        {"\x1b[31m\n\t\x7f", "?[31m???"},
+        {std::string("\0", 1), "?"},
+        {"\xc2\x9b"
+         "31m\xc2\x80\xc2\x9f",
+         "?31m??"},
+        {"\xc2\xa0\xc3\x9b\xe2\x82\xac\xf0\x9f\x98\x80",
+         "\xc2\xa0\xc3\x9b\xe2\x82\xac\xf0\x9f\x98\x80"},
+        {"\x9b\xff\xc2", "???"},
+    };
+    for (const auto& [text, shown] : rows) {
+        EXPECT_EQ(printable(text, '?'), shown);
     }
 }
 
