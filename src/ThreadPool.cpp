@@ -31,6 +31,8 @@ ThreadPool::~ThreadPool() {
             discarded.swap(*queue_);
         }
         taskAvailable_.notify_all();
+        // A task that waits until nothing is queued would otherwise keep its worker for ever.
+        stateChanged_.notify_all();
     }
     for (auto& worker : workers_) {
         worker.join();

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <condition_variable>
+#include <future>
 #include <latch>
 #include <mutex>
 #include <vector>
@@ -82,6 +84,26 @@ TEST(ThreadPool, NotifiesWaitersOfEachStepByItself) {
     EXPECT_TRUE(listener.hears([&] { pool.clearQueue(); })) << "the queue is cleared";
     EXPECT_TRUE(listener.hears([&] { second.release(); })) << "the worker is free";
     EXPECT_TRUE(pool.isIdle());
+}
+
+TEST(ThreadPool, TellsARunningTaskThatItsDestructionClearsTheQueue) {
+    bool told = false;
+    {
+        ThreadPool pool(1);
+        std::promise<pid_t> worker;
+        std::latch queued(1);
+        pool._emplaceTask([&] {
+            queued.wait();
+            std::unique_lock lock(pool.mutex());
+            worker.set_value(::gettid());
+            told = pool.stateChanged().wait_for(lock, std::chrono::seconds(30)) ==
+                   std::cv_status::no_timeout;
+        });
+        pool._emplaceTask([] {});
+        queued.count_down();
+        ASSERT_TRUE(helpers::waitUntilAsleep(worker.get_future().get()));
+    }
+    EXPECT_TRUE(told);
 }
 
 bool waitUntilAllAsleep(const std::vector<pid_t>& threads) {
