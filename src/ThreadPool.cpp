@@ -2,11 +2,13 @@
 #include "vorn/common/ThreadPool.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <stdexcept>
 
 #include "internal/assert.h"
 #include "internal/spin.h"
+#include "posix/sleep.h"
 #include "thread/BlockQueue.h"
 
 namespace vorn::common {
@@ -38,7 +40,8 @@ ThreadPool::~ThreadPool() {
         worker.join();
     }
     while (notifying_ != 0) {
-        std::this_thread::yield();
+        // Not yielding, which is nothing for a notifier of a lower real-time priority.
+        internal::sleepFor(std::chrono::microseconds(50));
     }
 }
 

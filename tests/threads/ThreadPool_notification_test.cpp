@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +9,9 @@
 #include <future>
 #include <latch>
 #include <mutex>
+#include <optional>
+#include <semaphore>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -155,6 +159,38 @@ TEST(ThreadPool, WakesAtMostOneWorkerForATask) {
     EXPECT_GE(woken, kTasks);
     // Leaves room for a wake-up without a reason now and then.
     EXPECT_LT(woken, 2 * kTasks);
+}
+
+TEST(ThreadPool, DestructionLetsASubmitterOfALowerPriorityReturn) {
+    const faults::Calls calls(faults::Threads::All);
+    helpers::Actor owner;
+    const bool permitted = owner.run([] {
+        // On one processor, where whoever has the higher priority runs alone.
+        cpu_set_t processor;
+        CPU_ZERO(&processor);
+        CPU_SET(::sched_getcpu(), &processor);
+        sched_param realTime{};
+        realTime.sched_priority = 1;
+        return ::sched_setaffinity(0, sizeof(processor), &processor) == 0 &&
+               ::sched_setscheduler(0, SCHED_FIFO, &realTime) == 0;
+    });
+    if (!permitted) {
+        GTEST_SKIP() << "needs the privilege to set a real-time priority";
+    }
+    owner.run([] {
+        std::optional<ThreadPool> pool(1);
+        std::binary_semaphore ran(0);
+        std::thread submitter([&] {
+            const sched_param usual{};
+            EXPECT_EQ(::sched_setscheduler(0, SCHED_OTHER, &usual), 0);
+            // The worker runs, and the owner goes on, before this returns.
+            pool->_emplaceTask([&] { ran.release(); });
+        });
+        ran.acquire();
+        pool.reset();
+        submitter.join();
+    });
+    EXPECT_LT(calls.count(faults::Call::sched_yield), 100);
 }
 
 TEST(ThreadPool, YieldsTheProcessorAfterEachTaskButNotAfterAnEmptyOne) {
