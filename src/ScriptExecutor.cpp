@@ -22,9 +22,9 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kLongestLook{1};
 constexpr int kNoExitStatus = -1;
 
-/// Keeps signalling and reaping of the default routine's processes apart; guards `child` of their
-/// contexts from the moment they are killable. Held for one system call. One for all executors,
-/// because the routine knows its context only.
+/// Keeps signalling and reaping of the default routine's processes apart, and guards `child` of
+/// their contexts. Held for one system call. One for all executors, because the routine knows its
+/// context only.
 constinit std::mutex reapMutex;
 
 /// Starts the script of a context and shows the child to the executor; none when that fails, also
@@ -49,9 +49,12 @@ int defaultScriptRoutine(ScriptContext* context) {
     if (!child) {
         return kNoExitStatus;
     }
-    context->child = &child;
-    // Last: from here on the executor may use the id and the child.
-    context->killable = true;
+    {
+        // Looked at already when a routine of the caller's calls this one past the deadline.
+        const std::lock_guard lock(reapMutex);
+        context->child = &child;
+        context->killable = true;
+    }
     const internal::BlockedSignals blocked;
     child.waitForEnd();
     // One step for the executor: either the child is there to be killed, or nothing is killed.

@@ -2,11 +2,13 @@
 #include "vorn/common/ThreadPool.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <stdexcept>
 
 #include "internal/assert.h"
 #include "internal/spin.h"
+#include "posix/sleep.h"
 #include "thread/BlockQueue.h"
 
 namespace vorn::common {
@@ -31,12 +33,15 @@ ThreadPool::~ThreadPool() {
             discarded.swap(*queue_);
         }
         taskAvailable_.notify_all();
+        // A task that waits until nothing is queued would otherwise keep its worker for ever.
+        stateChanged_.notify_all();
     }
     for (auto& worker : workers_) {
         worker.join();
     }
     while (notifying_ != 0) {
-        std::this_thread::yield();
+        // Not yielding, which is nothing for a notifier of a lower real-time priority.
+        internal::sleepFor(std::chrono::microseconds(50));
     }
 }
 

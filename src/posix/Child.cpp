@@ -62,9 +62,10 @@ bool Child::waitForEnd(Clock::time_point deadline) const noexcept {
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(waitSlice(deadline));
         pollfd entry{process_.get(), POLLIN, 0};
-        // Ready means ended; but Linux 5.2 calls every process descriptor ready, and a debugger
-        // keeps an ended child from its parent. Neither may make this a loop without pauses.
-        if (::poll(&entry, 1, static_cast<int>(left.count())) > 0) {
+        // Ready means ended; but Linux 5.2 calls every process descriptor ready, a debugger keeps
+        // an ended child from its parent, and a limit of no descriptors refuses the call. None of
+        // them may make this a loop without pauses.
+        if (::poll(&entry, 1, static_cast<int>(left.count())) != 0) {
             return pollForEnd(deadline);
         }
     }

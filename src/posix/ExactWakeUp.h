@@ -2,6 +2,8 @@
 #pragma once
 
 #include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace vorn::common::internal {
 
@@ -10,10 +12,11 @@ namespace vorn::common::internal {
 /// that are started meanwhile inherit it.
 class ExactWakeUp {
   public:
-    ExactWakeUp() noexcept : before_(::prctl(PR_GET_TIMERSLACK)) { set(kShortest); }
+    // The wrapper's int would cut what is longer than two seconds.
+    ExactWakeUp() noexcept : before_(::syscall(SYS_prctl, PR_GET_TIMERSLACK)) { set(kShortest); }
     ~ExactWakeUp() {
         // 0, when it could not be read, stands for the thread's default.
-        set(before_ > 0 ? static_cast<unsigned long>(before_) : 0);
+        set(before_ != -1 ? static_cast<unsigned long>(before_) : 0);
     }
     ExactWakeUp(const ExactWakeUp&) = delete;
     ExactWakeUp& operator=(const ExactWakeUp&) = delete;
@@ -26,7 +29,7 @@ class ExactWakeUp {
         static_cast<void>(::prctl(PR_SET_TIMERSLACK, nanoseconds));
     }
 
-    int before_;
+    long before_;
 };
 
 }  // namespace vorn::common::internal

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "time/Clock.h"
 
+#include <algorithm>
+
 #include "posix/ExactWakeUp.h"
 
 namespace vorn::common::internal {
@@ -18,8 +20,11 @@ class OperatingSystemClock final : public Clock {
 
     void waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
                    std::chrono::steady_clock::time_point deadline) override {
+        // The C library refuses an instant before the clock's beginning, the mutex still held: a
+        // timer whose deadlines lie there would never let anybody else have it.
+        const auto representable = std::max(deadline, std::chrono::steady_clock::time_point());
         const ExactWakeUp punctual;
-        changed.wait_until(lock, deadline);
+        changed.wait_until(lock, representable);
     }
 };
 

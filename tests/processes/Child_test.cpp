@@ -5,10 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "helpers/faults/calls.h"
 #include "posix/Child.h"
 
 namespace {
@@ -86,6 +88,20 @@ TEST(Child, GivesUpAtTheDeadlineAndNotBefore) {
         killer.join();
         EXPECT_EQ(child.reap(), std::nullopt);
     }
+}
+
+TEST(Child, WaitsWithPausesWhereThePollIsRefused) {
+    const pid_t pid = forked(-1);
+    const Child child(pid, descriptorOf(pid));
+    faults::Calls calls;
+    // As with a limit of no descriptors at all.
+    calls.fail(faults::Call::poll, EINVAL);
+    EXPECT_FALSE(child.waitForEnd(Clock::now() + 40ms));
+    // Each look is one call: how many there may be follows from the pauses.
+    EXPECT_LE(calls.count(faults::Call::waitid), 45);
+    child.kill();
+    EXPECT_TRUE(child.waitForEnd(Clock::now() + 60s));
+    EXPECT_EQ(child.reap(), std::nullopt);
 }
 
 TEST(Child, WhatCannotBeWaitedForHasEnded) {

@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <csignal>
 #include <mutex>
@@ -287,6 +288,26 @@ TEST(ScriptExecutor, KillsTheProcessThatTheRoutineStored) {
     ASSERT_TRUE(observer.waitForEnds(1));
     EXPECT_EQ(observer.texts().front(), "k timeout");
     EXPECT_EQ(observer.texts().back(), "k finished 1009");
+}
+
+TEST(ScriptExecutor, ARoutineMayCallTheDefaultOneWhenItsDeadlineHasPassed) {
+    // Relaxed: the thread sanitizer sees what the executor itself keeps in order, and nothing else.
+    struct LateObserver : Observer {
+        void onScriptTimeout(const Script&) override {
+            timedOut.store(true, std::memory_order_relaxed);
+        }
+        std::atomic<bool> timedOut = false;
+    } observer;
+    ScriptExecutor executor(1, [&](ScriptContext* context) {
+        context->pid = -1;
+        while (!observer.timedOut.load(std::memory_order_relaxed)) {
+            std::this_thread::sleep_for(1ms);
+        }
+        return kDefaultScriptRoutine(context);
+    });
+    executor.start();
+    EXPECT_TRUE(executor.execute(scriptNamed("late"), &observer, SecondsDuration(0)));
+    EXPECT_TRUE(observer.waitForEnds(1));
 }
 
 TEST(ScriptExecutor, DeliberateARoutineThatStoresNoIdHasItsOwnGroupKilled) {

@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <condition_variable>
+#include <future>
 #include <latch>
 #include <mutex>
+#include <optional>
+#include <semaphore>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -84,6 +90,26 @@ TEST(ThreadPool, NotifiesWaitersOfEachStepByItself) {
     EXPECT_TRUE(pool.isIdle());
 }
 
+TEST(ThreadPool, TellsARunningTaskThatItsDestructionClearsTheQueue) {
+    bool told = false;
+    {
+        ThreadPool pool(1);
+        std::promise<pid_t> worker;
+        std::latch queued(1);
+        pool._emplaceTask([&] {
+            queued.wait();
+            std::unique_lock lock(pool.mutex());
+            worker.set_value(::gettid());
+            told = pool.stateChanged().wait_for(lock, std::chrono::seconds(30)) ==
+                   std::cv_status::no_timeout;
+        });
+        pool._emplaceTask([] {});
+        queued.count_down();
+        ASSERT_TRUE(helpers::waitUntilAsleep(worker.get_future().get()));
+    }
+    EXPECT_TRUE(told);
+}
+
 bool waitUntilAllAsleep(const std::vector<pid_t>& threads) {
     int looks = 0;
     return helpers::waitUntil([&] {
@@ -133,6 +159,38 @@ TEST(ThreadPool, WakesAtMostOneWorkerForATask) {
     EXPECT_GE(woken, kTasks);
     // Leaves room for a wake-up without a reason now and then.
     EXPECT_LT(woken, 2 * kTasks);
+}
+
+TEST(ThreadPool, DestructionLetsASubmitterOfALowerPriorityReturn) {
+    const faults::Calls calls(faults::Threads::All);
+    helpers::Actor owner;
+    const bool permitted = owner.run([] {
+        // On one processor, where whoever has the higher priority runs alone.
+        cpu_set_t processor;
+        CPU_ZERO(&processor);
+        CPU_SET(::sched_getcpu(), &processor);
+        sched_param realTime{};
+        realTime.sched_priority = 1;
+        return ::sched_setaffinity(0, sizeof(processor), &processor) == 0 &&
+               ::sched_setscheduler(0, SCHED_FIFO, &realTime) == 0;
+    });
+    if (!permitted) {
+        GTEST_SKIP() << "needs the privilege to set a real-time priority";
+    }
+    owner.run([] {
+        std::optional<ThreadPool> pool(1);
+        std::binary_semaphore ran(0);
+        std::thread submitter([&] {
+            const sched_param usual{};
+            EXPECT_EQ(::sched_setscheduler(0, SCHED_OTHER, &usual), 0);
+            // The worker runs, and the owner goes on, before this returns.
+            pool->_emplaceTask([&] { ran.release(); });
+        });
+        ran.acquire();
+        pool.reset();
+        submitter.join();
+    });
+    EXPECT_LT(calls.count(faults::Call::sched_yield), 100);
 }
 
 TEST(ThreadPool, YieldsTheProcessorAfterEachTaskButNotAfterAnEmptyOne) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <signal.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <latch>
@@ -311,6 +312,20 @@ void runCallback(const std::function<void(Timer&)>& action) {
     self = &timer;
     timer.start();
     static_cast<void>(waitUntil([] { return false; }));
+}
+
+TEST(TimerDeathTest, CanBeEndedWithDeadlinesBeforeTheBeginningOfItsClock) {
+    const auto armAndDestroy = [] {
+        ::alarm(60);
+        {
+            Timer timer({}, -24h * 36500);
+            for (const auto end = Steady::now() + 100ms; Steady::now() < end;) {
+                timer.start();
+            }
+        }
+        ::_exit(0);
+    };
+    EXPECT_EXIT(armAndDestroy(), testing::ExitedWithCode(0), "");
 }
 
 TEST(TimerDeathTest, EndsTheProcessWhenItsCallbackThrowsOrTerminatesIt) {

@@ -42,8 +42,8 @@ class VORN_GW_COMMON_EXPORT ThreadPool {
     /// later one cannot, the process ends.
     explicit ThreadPool(std::size_t poolSize);
 
-    /// Discards the tasks that no worker has taken and waits for those that run. Must not be called
-    /// from a task.
+    /// Discards the tasks that no worker has taken, notifies stateChanged(), and waits for those
+    /// that run. Must not be called from a task.
     ~ThreadPool();
 
     ThreadPool(const ThreadPool&) = delete;
