@@ -123,6 +123,12 @@ add_executable(gateway-load
 target_link_libraries(gateway-load PRIVATE gateway-control)
 vorn_warnings(gateway-load)
 add_dependencies(gateway-load gatewayd)
+set(gateway_load_prefix "")
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+    # Programs are started by their absolute paths.
+    find_program(GATEWAY_LOAD_EMULATOR "${CMAKE_CROSSCOMPILING_EMULATOR}" NO_CMAKE_FIND_ROOT_PATH)
+    set(gateway_load_prefix "${GATEWAY_LOAD_EMULATOR}")
+endif()
 add_test(NAME gateway-service.load
-    COMMAND gateway-load 3 "$<TARGET_FILE:gatewayd>" ${CMAKE_CROSSCOMPILING_EMULATOR})
+    COMMAND gateway-load 3 "$<TARGET_FILE:gatewayd>" ${gateway_load_prefix})
 set_tests_properties(gateway-service.load PROPERTIES TIMEOUT 300)

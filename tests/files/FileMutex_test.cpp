@@ -277,8 +277,10 @@ TEST(FileMutex, AHolderWhoseFileAnInterruptedAttemptHasTakenDoesNotHoldIt) {
         if (call.ordinal != 1) {
             return 0;
         }
-        // Between the creation of the file and the next step of the first one.
+        // Between the creation of the file and the next step of the first one. A time that is yet
+        // to come: the file is young however slowly this machine goes on.
         call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
+        std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() + 1h);
         std::thread([&] {
             faults::Calls interrupting;
             interrupting.hook(Call::open, faults::interruptEveryOther);
