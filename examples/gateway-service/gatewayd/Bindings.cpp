@@ -17,8 +17,8 @@ namespace {
 
 class BoundClient : public Bindable {
   public:
-    BoundClient(Uuid uuid, std::string interface)
-        : uuid_(std::move(uuid)), interface_(std::move(interface)) {}
+    BoundClient(const Uuid& uuid, std::string interface)
+        : uuid_(uuid), interface_(std::move(interface)) {}
 
     [[nodiscard]] const Uuid& uuid() const override { return uuid_; }
     [[nodiscard]] const std::string& interface() const override { return interface_; }
