@@ -8,5 +8,8 @@ if(VORN_GW_COMMON_SANITIZE)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # g++ 12 reports false positives in libstdc++ headers when sanitizers change its inlining.
         add_compile_options(-Wno-maybe-uninitialized -Wno-tsan)
+        if(VORN_GW_COMMON_SANITIZE MATCHES "thread")
+            add_compile_options(-Wno-array-bounds -Wno-restrict)
+        endif()
     endif()
 endif()

@@ -92,8 +92,7 @@ std::string load(IStreamable& object, const std::string& content) {
 
 std::string freeNameAside(const std::string& path) {
     for (unsigned number = 1; number <= kMostAside; ++number) {
-        const std::string name =
-            path + ".unreadable" + (number == 1 ? "" : "." + std::to_string(number));
+        std::string name = path + ".unreadable" + (number == 1 ? "" : "." + std::to_string(number));
         if (::access(name.c_str(), F_OK) != 0) {
             return name;
         }

@@ -57,7 +57,7 @@ std::vector<cap_value_t> capabilitiesOf(const std::string& names) {
 
 // Returns the directory when it was made here, else nothing.
 std::string makeDirectoryOf(const std::string& socket) {
-    const std::string directory = std::filesystem::path(socket).parent_path().string();
+    std::string directory = std::filesystem::path(socket).parent_path().string();
     if (directory.empty()) {
         return "";
     }
