@@ -9,7 +9,7 @@ if(VORN_GW_COMMON_SANITIZE)
         # g++ 12 reports false positives in libstdc++ headers when sanitizers change its inlining.
         add_compile_options(-Wno-maybe-uninitialized -Wno-tsan)
         if(VORN_GW_COMMON_SANITIZE MATCHES "thread")
-            add_compile_options(-Wno-array-bounds -Wno-restrict)
+            add_compile_options(-Wno-array-bounds -Wno-restrict -Wno-stringop-overflow)
         endif()
     endif()
 endif()
