@@ -267,11 +267,15 @@ class VORN_GW_COMMON_EXPORT Deserializer {
 
     /// `extractValue` of this node under its own name.
     template <class T>
+    requires requires(T& out) { extractValue("", 0U, out, ""); }
     [[nodiscard]] T as() const {
         T result{};
         extractValue(value.data, value.size, result, name().c_str());
         return result;
     }
+    /// Of another type: does not compile.
+    template <class T>
+    T as() const = delete;  // no extractValue() takes a T
 
     /// True when `other` (the document found) has the structure and the raw value texts of this one
     /// (the document expected): "1" and "1.0" differ, the order of an object's members does not
