@@ -291,8 +291,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     void compare(const Deserializer& other, const CompareContext& context) const;
 
   private:
-    class Comparison;
-    class Reader;
+    class VORN_GW_COMMON_HIDDEN Comparison;
+    class VORN_GW_COMMON_HIDDEN Reader;
 
     std::shared_ptr<std::string> textOwner_;
     String text_;
@@ -308,10 +308,11 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     std::vector<Deserializer> members_;
     Options options_ = None;
 
-    Deserializer(const String& text, const String& name, const String& raw,
-                 Options options) noexcept;
-    void borrow(std::string_view json);
-    const char* parseValue(const char* begin, const char* end, unsigned depth);
+    VORN_GW_COMMON_HIDDEN Deserializer(const String& text, const String& name, const String& raw,
+                                       Options options) noexcept;
+    VORN_GW_COMMON_HIDDEN void borrow(std::string_view json);
+    VORN_GW_COMMON_HIDDEN const char* parseValue(const char* begin, const char* end,
+                                                 unsigned depth);
 };
 
 /// Combine flags and test for them.
