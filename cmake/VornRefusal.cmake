@@ -2,7 +2,8 @@
 
 # Compiles `source` with `compiler` and `includes`: it must fail, with one error that matches `expected`.
 execute_process(
-    COMMAND "${CMAKE_COMMAND}" -E env LC_ALL=C "${compiler}" -std=c++20 "-I${includes}" -fsyntax-only -fno-diagnostics-show-caret "${source}"
+    COMMAND "${CMAKE_COMMAND}" -E env LC_ALL=C "${compiler}" -std=c++20 "-I${includes}" -fsyntax-only
+            -fno-diagnostics-show-caret "${source}"
     RESULT_VARIABLE result ERROR_VARIABLE report)
 if(result EQUAL 0)
     message(FATAL_ERROR "${source} compiles")
