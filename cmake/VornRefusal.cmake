@@ -3,7 +3,7 @@
 # Compiles `source` with `compiler` and `includes`: it must fail, with one error that matches `expected`.
 execute_process(
     COMMAND "${CMAKE_COMMAND}" -E env LC_ALL=C "${compiler}" -std=c++20 "-I${includes}" -fsyntax-only
-            -fno-diagnostics-show-caret "${source}"
+            "${source}"
     RESULT_VARIABLE result ERROR_VARIABLE report)
 if(result EQUAL 0)
     message(FATAL_ERROR "${source} compiles")
