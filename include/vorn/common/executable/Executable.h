@@ -181,7 +181,7 @@ class VORN_GW_COMMON_EXPORT Executable
                                                  const Params& params);
 
   private:
-    struct State;
+    struct VORN_GW_COMMON_HIDDEN State;
     std::unique_ptr<State> state_;
 };
 
