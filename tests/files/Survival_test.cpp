@@ -37,8 +37,8 @@ using namespace std::chrono_literals;
 
 // Instrumented processes take ten times as long, emulated ones thirty times.
 constexpr bool kInstrumented = helpers::kThreadSanitizer || helpers::kAddressSanitizer;
-constexpr int kStride = helpers::kEmulated ? 12 : 1;
-constexpr int kKills = helpers::kEmulated ? 10 : kInstrumented ? 50 : 500;
+constexpr int kStride = helpers::kForeign ? 12 : 1;
+constexpr int kKills = helpers::kForeign ? 10 : kInstrumented ? 50 : 500;
 
 /// "<number>\n", 40,000 characters that depend on the number, "<number>." Every part counts.
 std::string documentOf(long number) {
