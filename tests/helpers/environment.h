@@ -30,7 +30,7 @@ inline constexpr bool kAddressSanitizer =
     false;
 #endif
 #else
-        false;
+    false;
 #endif
 
 inline constexpr bool kThreadSanitizer =
