@@ -49,6 +49,12 @@ inline constexpr bool kThreadSanitizer =
 /// True where code takes about ten times as long; tests that go through all cases take fewer then.
 inline constexpr bool kSlow = kForeign || kAddressSanitizer || kThreadSanitizer;
 
+/// True where tests that repeat something are asked for their long form, as docs/reliability.md
+/// shows it; the short one runs otherwise.
+inline bool longForm() {
+    return std::getenv("VORN_TESTS_LONG") != nullptr;
+}
+
 inline bool isRoot() {
     return ::geteuid() == 0;
 }
