@@ -22,6 +22,7 @@
 #include <vorn/common/fs/CachedFileManager.h>
 
 #include "files/changes.h"
+#include "files/document.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
@@ -31,6 +32,10 @@
 namespace vorn::common::fs {
 namespace {
 
+using ::files::Document;
+using ::files::documentOf;
+using ::files::documentSize;
+using ::files::numberIn;
 using helpers::contentOf;
 using helpers::TempDir;
 using namespace std::chrono_literals;
@@ -40,35 +45,6 @@ constexpr bool kInstrumented = helpers::kThreadSanitizer || helpers::kAddressSan
 constexpr int kStride = helpers::kForeign ? 12 : 1;
 constexpr int kKills = helpers::kForeign ? 10 : kInstrumented ? 50 : 500;
 constexpr int kManyKills = 3000;
-std::size_t documentSize = 40000;
-
-/// "<number>\n", `documentSize` characters that depend on the number, "<number>." Every part
-/// counts.
-std::string documentOf(long number) {
-    const auto digits = std::to_string(number);
-    std::string text = digits + '\n';
-    while (text.size() < documentSize) {
-        text += digits + ',';
-    }
-    return text + digits + '.';
-}
-
-/// The number of a complete document, or nothing.
-std::optional<long> numberIn(const std::string& document) {
-    const auto number = std::atol(document.c_str());
-    return document == documentOf(number) ? std::optional(number) : std::nullopt;
-}
-
-class Document : public stream::IStreamable {
-  public:
-    void serialize(std::ostream& out) const override { out << documentOf(number); }
-    bool deserialize(std::istream& in) override {
-        const auto read = numberIn({std::istreambuf_iterator<char>(in), {}});
-        number = read.value_or(number);
-        return read.has_value();
-    }
-    long number = -1;
-};
 
 enum class Mode { Normal, BackupAlone, WithoutExchange };
 

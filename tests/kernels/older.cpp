@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// older ENOSYS|EPERM PROGRAM [ARGUMENT...]: runs a program as if on a kernel before 5.1, or behind a filter
-// that does not know the calls that came later.
+// older ENOSYS|EPERM PROGRAM [ARGUMENT...]: runs a program as if on a kernel before 5.1, or behind
+// a filter that does not know the calls that came later.
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -20,8 +20,8 @@ int main(int argc, char** argv) {
     constexpr long kPidfdOpen = 434;
     constexpr long kClone3 = 435;
     constexpr long kCloseRange = 436;
-    for (const long number :
-         {kPidfdSendSignal, kPidfdOpen, kClone3, kCloseRange, long{SYS_renameat2}, long{SYS_statx}}) {
+    for (const long number : {kPidfdSendSignal, kPidfdOpen, kClone3, kCloseRange,
+                              long{SYS_renameat2}, long{SYS_statx}}) {
         if (!helpers::refuse({number, error})) {
             std::perror("older: the system filters no calls");
             return 77;
