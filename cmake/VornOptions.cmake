@@ -6,6 +6,7 @@ option(VORN_GW_COMMON_INSTALL "Create install rules" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
+option(VORN_GW_COMMON_FUZZERS "Build the fuzzers for clang's libFuzzer (needs clang)" OFF)
 option(VORN_GW_COMMON_WERROR "Treat warnings as errors" OFF)
 # CTest's own switch turns them off too.
 if(DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
