@@ -90,12 +90,13 @@ void times(const std::string& text) {
     char* end = nullptr;
     errno = 0;
     const double seconds = std::strtod(text.c_str(), &end);
+    const bool isOutOfRange = errno == ERANGE;
     const UnixTime before = UnixTime::fromSeconds(12);
     UnixTime time = before;
     fuzz::same(end == text.c_str() ? "invalid: stod" : "", extract(text, time), "error of a time");
     if (end == text.c_str()) {
         fuzz::require(time == before, "a time that was refused");
-    } else if (errno == ERANGE || !(seconds >= 0)) {
+    } else if (isOutOfRange || !(seconds >= 0)) {
         fuzz::same(-1.0, time.seconds(), "an undefined time");
     } else if (seconds >= 4294967295.0) {
         fuzz::require(time.isInfinite(), "an infinite time");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A text that can be read is written, in both layouts, as the step by step writer of the tests
 // writes it, and what was written reads as what was read. The first byte holds the options.
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,14 @@ bool hasRawLineFeed(const Deserializer& node) {
         }
     }
     return false;
+}
+
+unsigned levels(const Deserializer& node) {
+    unsigned deepest = 0;
+    for (const Deserializer& member : node.members()) {
+        deepest = std::max(deepest, levels(member));
+    }
+    return node.type() == Deserializer::MemberType::Value ? 0 : deepest + 1;
 }
 
 /// Objects without members have become null.
@@ -68,7 +77,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             written.finalize();
             expected.finalize();
             fuzz::same(expected.text, written.json(), "written text");
-            if (options == Deserializer::None && !hasRawLineFeed(read)) {
+            // Under a key is one level deeper.
+            if (options == Deserializer::None && !hasRawLineFeed(read) &&
+                !(underKey && levels(read) == Deserializer::kMaxNestingDepth)) {
                 const Deserializer again(written.json());
                 sameContent(read, underKey ? again["k"] : again);
             }

@@ -91,9 +91,10 @@ void helpers(const std::string& text, unsigned choice) {
 
     const std::string source = text.c_str();
     const fuzz::ExactCopy terminated(std::string_view(source.c_str(), source.size() + 1));
-    std::vector<char> target(choice, '!');
+    // One more than is told: with a length of 0 the target must not be null either.
+    std::vector<char> target(choice + 1, '!');
     fuzz::same(source.size(),
-               vorn::common::strlcpy(target.data(), terminated.view().data(), target.size()),
+               vorn::common::strlcpy(target.data(), terminated.view().data(), choice),
                "length of the source");
     if (choice != 0) {
         fuzz::same(source.substr(0, choice - 1), std::string(target.data()), "copied");

@@ -34,7 +34,7 @@ inline std::string decodedBase64(const std::string& text) {
             return std::string::npos;
         }
         const char character = text[i] == '-' ? '+' : text[i] == '_' ? '/' : text[i];
-        return character == '<' ? 0 : std::string(kStandardAlphabet, 64).find(character);
+        return character == '<' ? 0 : std::string_view(kStandardAlphabet, 64).find(character);
     };
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); i += 4) {
