@@ -82,7 +82,7 @@ inline std::optional<Time> timeOfText(const std::string& text, const Time& befor
         if (stream.peek() == ':') {
             static_cast<void>(stream.get());
             stream >> number;
-            accepted = !stream.fail() && number < 100;
+            accepted = accepted && !stream.fail() && number < 100;
             minutes = number;
         }
         if (!accepted) {
