@@ -103,10 +103,17 @@ struct Model {
     std::string calls{};
 
     void write(std::int64_t milliseconds) {
+        // Both steps end at the ends of the clock's range.
+        const auto end = [](bool early) {
+            return early ? std::numeric_limits<std::int64_t>::min() : kLatest;
+        };
+        std::int64_t delay = 0;
+        if (__builtin_mul_overflow(milliseconds, std::int64_t{1'000'000}, &delay)) {
+            delay = end(milliseconds < 0);
+        }
         std::int64_t deadline = 0;
-        if (__builtin_mul_overflow(milliseconds, std::int64_t{1'000'000}, &deadline) ||
-            __builtin_add_overflow(deadline, now, &deadline)) {
-            deadline = milliseconds < 0 ? std::numeric_limits<std::int64_t>::min() : kLatest;
+        if (__builtin_add_overflow(delay, now, &deadline)) {
+            deadline = end(delay < 0);
         }
         // One that the clock cannot hold is still pending.
         deadline = std::min(deadline, kLatest - 1);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include <vorn/common/lwjson/Deserializer.h>
 
@@ -31,7 +32,7 @@ struct ReferenceComparison {
                 differ("Object size mismatch", path, "object" + sizes);
             }
             for (const auto& member : members) {
-                const auto* const other = firstOf(found, member.name());
+                const auto* const other = firstOf(found, member.key().view());
                 if (other == nullptr) {
                     differ("Missing key", path, "missing key '" + member.name() + "'");
                 } else {
@@ -39,7 +40,7 @@ struct ReferenceComparison {
                 }
             }
             for (const auto& other : others) {
-                if (firstOf(expected, other.name()) == nullptr) {
+                if (firstOf(expected, other.key().view()) == nullptr) {
                     differ("Unexpected key", path, "unexpected key '" + other.name() + "'");
                 }
             }
@@ -60,9 +61,9 @@ struct ReferenceComparison {
 
   private:
     static const vorn::common::lwjson::Deserializer* firstOf(
-        const vorn::common::lwjson::Deserializer& node, const std::string& name) {
+        const vorn::common::lwjson::Deserializer& node, std::string_view name) {
         for (const auto& member : node.members()) {
-            if (member.name() == name) {
+            if (member.key().view() == name) {
                 return &member;
             }
         }

@@ -27,12 +27,12 @@ bool runOnSmallStack(std::function<void()> body) {
     return started && ::pthread_join(thread, nullptr) == 0;
 }
 
-/// The stack does not grow with the text: a text of a megabyte would show that.
+/// The stack does not grow with the text: a text of four times its size would show that.
 TEST(SmallStack, SixtyFourKilobytesSufficeForEveryTextOperation) {
     if (helpers::kAddressSanitizer || helpers::kThreadSanitizer) {
         GTEST_SKIP() << "the sanitizers of this build need more stack themselves";
     }
-    const std::size_t bytes = std::size_t{1} << (helpers::kSlow ? 17U : 20U);
+    const std::size_t bytes = std::size_t{1} << (helpers::kSlow ? 15U : 18U);
     for (const limits::TextOperation& row : limits::textOperations()) {
         SCOPED_TRACE(row.name);
         // Named before it runs: too small a stack ends the program.

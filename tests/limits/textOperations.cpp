@@ -256,7 +256,7 @@ std::vector<TextOperation> identifiers() {
         {"find only escaped", on(filledWith("\\x"), find("x"))},
         {"identifier refused",
          on(filledWith("x"), [](const std::string& text) { static_cast<void>(Uuid(text)); }),
-         1U << 19U},
+         1U << 17U},
         {"identifier of words",
          on(filledWith(" "),
             [](const std::string& text) { static_cast<void>(Uuid::fromBase64String(text, text)); }),
@@ -327,7 +327,40 @@ std::vector<TextOperation> others() {
     };
 }
 
+/// A document of a name as long as the values below it.
+std::string belowALongName(std::size_t bytes) {
+    std::string values;
+    for (std::size_t i = 0; i < bytes / 16; ++i) {
+        values += ",\"" + std::to_string(1000000 + i) + "\":1";
+    }
+    return "{\"" + std::string(bytes / 2, 'k') + "\":{" + values.substr(1) + "}}";
+}
+
 }  // namespace
+
+std::vector<TextOperation> products() {
+    const auto compareBelow = [](std::size_t bytes) -> std::function<void()> {
+        std::string text = belowALongName(bytes);
+        auto expected = std::make_shared<const Deserializer>(std::string(text));
+        std::replace(text.begin(), text.end(), ':', ' ');
+        for (std::size_t at = text.find(" 1"); at != std::string::npos; at = text.find(" 1", at)) {
+            text.replace(at, 2, ":2");
+        }
+        std::replace(text.begin(), text.end(), ' ', ':');
+        auto found = std::make_shared<const Deserializer>(std::move(text));
+        return [expected, found] {
+            std::ostringstream report;
+            static_cast<void>(expected->compare(*found, report));
+        };
+    };
+    return {
+        {"flatten below a long name",
+         onDocument(belowALongName,
+                    [](const Deserializer& root) { static_cast<void>(loadArgs(root)); }),
+         1U << 11U},
+        {"report below a long name", compareBelow, 1U << 11U},
+    };
+}
 
 std::vector<TextOperation> textOperations() {
     std::vector<TextOperation> rows = json();

@@ -18,4 +18,7 @@ struct TextOperation {
 
 [[nodiscard]] std::vector<TextOperation> textOperations();
 
+/// The ones whose memory is a product of two lengths in the text.
+[[nodiscard]] std::vector<TextOperation> products();
+
 }  // namespace limits
