@@ -49,7 +49,8 @@ void sameTree(const ReferenceReader& expected, std::string_view expectedText,
     fuzz::same(expected.value, found.value.view(), "value");
     fuzz::same(expected.begin - expectedText.data(), found.text().data - foundText.data(),
                "begin of the node's text");
-    fuzz::same(expected.end - expected.begin, found.text().size, "length of the node's text");
+    fuzz::same(expected.end - expected.begin, static_cast<std::ptrdiff_t>(found.text().size),
+               "length of the node's text");
     fuzz::require(liesIn(found.key(), foundText), "the name lies in the text");
     fuzz::require(liesIn(found.value, foundText), "the value lies in the text");
     fuzz::same(static_cast<int>(referenceValueType(expected.value)),
