@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A text is read as the step by step reader of the tests reads it, with the standard library's own
-// reader of dates; a refused text changes nothing. The first byte holds the precision before.
+// reader of dates; a refused text changes nothing. The first byte holds the precision before, and
+// how many hundred zeros are put behind the first point: few fractions are too small for a double.
 #include <cerrno>
 #include <string>
 
@@ -13,8 +14,12 @@ using vorn::common::time::UnixTime;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
-    const reference::Time before{1234.5, input.byte() % 2 == 0};
-    const std::string text(input.rest());
+    const unsigned choice = input.byte();
+    const reference::Time before{1234.5, choice % 2 == 0};
+    std::string text(input.rest());
+    if (const std::size_t point = text.find('.'); point != std::string::npos) {
+        text.insert(point + 1, choice / 2 % 4 * 110, '0');
+    }
     const auto expected = reference::timeOfText(text, before);
     UnixTime found = UnixTime::fromSeconds(before.seconds, before.highPrecision);
     errno = 1234;
