@@ -38,6 +38,8 @@ namespace vorn::common::lwjson {
 ///   continued  object               continued   plain     finalized, closed by '}'
 ///   finalized  throws               throws      throws    finalized, unchanged
 ///
+/// @image html serializer.svg "The states"
+///
 /// A text that is continued gets its missing ',' from the first key. What throws is
 /// `std::runtime_error` "Trying to append value on a finalized Serializer"; nothing is changed.
 /// The constructors and `init` find the state in the text: empty; continued when it begins with '{'

@@ -29,6 +29,8 @@ namespace vorn::common::time {
 /// Deliberate: periods missed while the callback ran are caught up by one call each, at once;
 /// ClockAlignedTimer skips them instead.
 ///
+/// @image html timers.svg "The schedules of both timers"
+///
 /// | State      | start, restart, scheduleAt | stop      | reload          | deadline passes    |
 /// |------------|----------------------------|-----------|-----------------|--------------------|
 /// | disarmed   | armed                      | disarmed  | disarmed        | -                  |
