@@ -31,14 +31,13 @@ namespace vorn::common::time {
 ///
 /// @image html timers.svg "The schedules of both timers"
 ///
-/// | State      | start, restart, scheduleAt | stop      | reload          | deadline passes    |
-/// |------------|----------------------------|-----------|-----------------|--------------------|
-/// | disarmed   | armed                      | disarmed  | disarmed        | -                  |
-/// | armed      | armed, anew from now       | disarmed  | armed, from now | callback; one-shot |
-/// |            |                            |           |                 | disarmed before it |
-/// | terminated | no effect                  | no effect | no effect       | -                  |
+/// | State      | start, restart, scheduleAt | stop      | reload          | deadline passes |
+/// |------------|----------------------------|-----------|-----------------|-----------------|
+/// | disarmed   | armed                      | disarmed  | disarmed        | -               |
+/// | armed      | armed, anew from now       | disarmed  | armed, from now | callback        |
+/// | terminated | no effect                  | no effect | no effect       | -               |
 ///
-/// A terminated timer stays disarmed: isRunning() is false, also after start().
+/// A one-shot timer is disarmed before its callback. A terminated timer stays disarmed: isRunning() is false, also after start().
 ///
 /// Threads: everything may be called from any thread, and start, stop, restart and scheduleAt from
 /// the callback too. The callback runs without the timer's mutex. It must not throw (that ends the
