@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Peer: Qt Core
-// Guarantees: any year of four digits; a date that does not exist is invalid; time zones by name as
-// well.
+// Guarantees: years of four digits; a date that does not exist is invalid. QTimeZone has zones by
+// name.
 #include <stdexcept>
 
 #include <QDateTime>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Guarantees: 1970 to 2106, also where time_t has 32 bits; offsets as +01, +01:30 and Z; the result
-// of a text that is refused is false, and nothing is changed. A day past the end of its month runs
-// on.
+// Guarantees: 1970 to 2106, also where time_t has 32 bits; for a text that is refused the result is
+// false, and nothing is changed. A day past the end of its month runs on into the next one.
 #include <stdexcept>
 
 #include <vorn/common/time/UnixTime.h>

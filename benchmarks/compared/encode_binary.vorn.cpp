@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Guarantees: a text that is no Base64 is refused with an exception; the alphabet for URLs is read
-// as well.
+// Guarantees: a text that is no Base64 is refused with an exception.
 #include <vorn/common/encoding/Base64.h>
 
 #include "tasks.h"

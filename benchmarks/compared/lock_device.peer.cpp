@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Peer: Qt Core
-// Guarantees: the lock is a file with its holder's process id, host and program, which others can
-// show; a file of a process that is gone, or older than half a minute (can be changed), counts as
-// stale and is taken.
+// Guarantees: the lock is a file with its holder's process, host and program, which others can
+// show. A file whose process is gone, or that is older than half a minute (both can be changed), is
+// taken over.
 #include <QLockFile>
 
 #include "tasks.h"

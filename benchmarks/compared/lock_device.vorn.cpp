@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Guarantees: the kernel releases the lock when its holder ends, however that ends; threads of one
-// process exclude each other as processes do; a deadline is on the monotonic clock; a child does
-// not inherit it.
+// Guarantees: who creates the file holds the lock; threads of one process exclude each other as
+// processes do; the deadline is on the monotonic clock. A file that a dead holder left keeps others
+// out until somebody removes it.
 #include <mutex>
 
 #include <vorn/common/fs/FileMutex.h>

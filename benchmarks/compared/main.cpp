@@ -2,6 +2,8 @@
 // Runs each task with both, in alternating rounds, and prints for each the median of the rounds'
 // ratios (peer's time / ours), the lower and the upper quartile, separated by tabs. usage: compared
 // [ROUNDS]
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <iomanip>
@@ -22,7 +24,14 @@ struct Row {
     Task vorn;
     Task peer;
     std::string input;
+    /// A character of the result in which they may differ.
+    std::size_t free = std::string::npos;
 };
+
+std::string resultOf(Task task, const Row& row) {
+    std::string result = task(row.input);
+    return row.free < result.size() ? result.erase(row.free, 1) : result;
+}
 
 Seconds timeOf(Task task, const std::string& input, int calls) {
     const auto begin = std::chrono::steady_clock::now();
@@ -42,8 +51,8 @@ int callsOf(const Row& row) {
 }
 
 bool compare(const Row& row, int rounds) {
-    const std::string ours = row.vorn(row.input);
-    if (const std::string theirs = row.peer(row.input); ours != theirs) {
+    const std::string ours = resultOf(row.vorn, row);
+    if (const std::string theirs = resultOf(row.peer, row); ours != theirs) {
         std::cerr << row.name << ": \"" << ours << "\" is not \"" << theirs << "\"\n";
         return false;
     }
@@ -68,7 +77,9 @@ bool compare(const Row& row, int rounds) {
 
 int main(int argc, char** argv) {
     const int rounds = argc > 1 ? std::stoi(argv[1]) : 21;
-    const ::vorn::common::fs::TemporaryDirectory directory;
+    const ::vorn::common::fs::TemporaryDirectory disk;
+    const ::vorn::common::fs::TemporaryDirectory memory("/dev/shm/vorn-compared-" +
+                                                        std::to_string(::getpid()));
     std::string bytes;
     for (int i = 0; i < 1024; ++i) {
         bytes += static_cast<char>(i * 7);
@@ -80,14 +91,14 @@ int main(int argc, char** argv) {
          R"({"name": "outlet \"A\"", "timeout": 30, "limits": {"low": 0.5, "high": 16},)"
          R"( "tags": ["power", "cabinet 3"]})"},
         {"write_report", ours::writeReport, theirs::writeReport, "outlet \"A\""},
-        {"name_device", ours::nameDevice, theirs::nameDevice, "pump 1"},
+        {"name_device", ours::nameDevice, theirs::nameDevice, "pump 1", 19},
         {"encode_binary", ours::encodeBinary, theirs::encodeBinary, bytes},
         {"convert_time", ours::convertTime, theirs::convertTime, "2026-11-21T12:00:00.250Z"},
         {"repeat_every_period", ours::repeatEveryPeriod, theirs::repeatEveryPeriod, "5"},
         {"send_messages", ours::sendMessages, theirs::sendMessages, "1000"},
         {"run_script", ours::runScript, theirs::runScript, "echo hello; exit 3"},
-        {"store_file", ours::storeFile, theirs::storeFile, directory.path() + "/settings.json"},
-        {"lock_device", ours::lockDevice, theirs::lockDevice, directory.path() + "/modem.lck"},
+        {"store_file", ours::storeFile, theirs::storeFile, disk.path() + "/settings.json"},
+        {"lock_device", ours::lockDevice, theirs::lockDevice, memory.path() + "/modem.lck"},
     };
     bool good = true;
     for (const Row& row : rows) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Guarantees: the same name gives the same identifier on every machine (RFC 4122, version 5); the
-// texts are made once and shared by copies; the namespace may be used in static initialisers.
+// Guarantees: the same name gives the same identifier on every machine (RFC 4122, version 5, but
+// with the variant bits 101); the texts are made once, when the identifier is, and shared by
+// copies.
 #include <vorn/common/Uuid.h>
 
 #include "tasks.h"

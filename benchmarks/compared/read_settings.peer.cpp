@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Peer: Poco
-// Guarantees: a document that is no JSON is an exception; a scalar of another type is converted
-// where that is possible ("30" is read as 30), else an exception; a missing object is a null
-// pointer. The depth can be limited (off). All of it may be changed afterwards.
+// Guarantees: a document that is no JSON, or deeper than the limit (128), is an exception; a scalar
+// of another type is converted where that is possible ("30" is read as 30), else an exception; a
+// missing object is a null pointer. All of it may be changed afterwards.
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Guarantees: a wrong type is an exception; so is text behind the document, a nesting deeper than
-// the limit (100), and a number that does not fit. A member is looked up without a copy of its
-// text.
+// Guarantees: a wrong type, a number that does not fit and a nesting deeper than the limit (100)
+// are exceptions. Behind the document a text that begins with one of `,[]{}:` is not looked at. A
+// member is found without copying its text.
 #include <vorn/common/lwjson/Deserializer.h>
 
 #include "tasks.h"

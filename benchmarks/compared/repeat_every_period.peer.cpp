@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Peer: Poco
-// Guarantees: deadlines keep to the period as long as calls end in time; a missed one is skipped
-// and counted; the thread comes from a pool, whose lack of threads is an exception; exceptions of
-// the callback go to an error handler; no callback runs when stop returns.
+// Guarantees: each deadline is the one before plus the interval; missed ones are skipped and
+// counted; exceptions of the callback go to an error handler; no callback runs when stop returns.
+// The thread comes from a pool, which keeps it; a pool without a free thread is an exception.
 #include <semaphore>
 
 #include <Poco/Timer.h>

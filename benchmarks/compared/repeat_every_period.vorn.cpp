@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Guarantees: the average rate is exact: each deadline is the one before plus the period; missed
 // periods are caught up, one call each; the wall clock has no influence; no callback runs when the
-// destructor returns.
+// destructor returns. A thread is started with each timer.
 #include <semaphore>
 
 #include <vorn/common/time/Timer.h>

@@ -4,6 +4,7 @@
 // over is the caller's; the child inherits descriptors that are not close-on-exec; it is started by
 // fork.
 #include <future>
+#include <utility>
 
 #include <boost/asio.hpp>
 #include <boost/process.hpp>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Peer: GLib
 // Guarantees: pointers come out in the order in which they went in; who owns what they point to,
-// how the thread ends and what becomes of the rest is the caller's; memory or a thread that cannot
-// be had ends the process.
+// and how the thread ends, is the caller's; memory or a thread that cannot be had ends the process.
+// The queue has no limit.
 #include <glib.h>
 
 #include "tasks.h"

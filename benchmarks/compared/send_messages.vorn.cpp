@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Guarantees: messages are handled one at a time and in their order, on one thread that the object
-// owns; the destructor ends it after the message at hand. Messages are told apart by class and
-// type.
+// owns; the destructor ends it after the message at hand and drops the rest. The queue has no
+// limit.
 #include <future>
 
 #include <vorn/common/thread/MessageThread.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Peer: GLib
-// Guarantees: with both flags the file is the version before or the new one after a crash, and the
-// new one's content has been synchronised before it takes the name; the directory is not
-// synchronised; no backup.
+// Guarantees: after a crash the file is the version before or the new one, whose content is
+// synchronised before it takes the name; the directory is not synchronised; there is no backup. A
+// failure is told and leaves the version before.
 #include <memory>
 #include <stdexcept>
 

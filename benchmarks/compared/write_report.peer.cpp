@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Peer: Qt Core
 // Guarantees: the document is valid whatever is put in; members stand in the order of their names;
-// strings are UTF-16 inside and UTF-8 in the text; numbers are doubles with the shortest text.
+// strings are UTF-16 inside and UTF-8 in the text; a number has its shortest text.
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>

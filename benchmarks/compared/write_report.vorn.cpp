@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Guarantees: members stand in the order in which they were written; strings are escaped; a number
-// has as many decimals as asked for, under any locale. Keys and what the caller gives as a finished
-// text are not checked.
+// has as many decimals as asked for, under any locale. Keys, and what is given as a finished text,
+// are not checked.
 #include <vector>
 
 #include <vorn/common/lwjson/Serializer.h>
