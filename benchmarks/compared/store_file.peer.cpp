@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Peer: GLib
-// Guarantees: after a crash the file is the version before or the new one, whose content is
-// synchronised before it takes the name; the directory is not synchronised; there is no backup. A
-// failure is told and leaves the version before.
+// Guarantees: after a crash or a power cut the file is the version before or the new one, complete;
+// when the call returns, the new one and its name are on the disk; there is no backup. A failure is
+// told and leaves the version before.
 #include <memory>
 #include <stdexcept>
 
