@@ -37,7 +37,8 @@ namespace vorn::common::time {
 /// | armed      | armed, anew from now       | disarmed  | armed, from now | callback        |
 /// | terminated | no effect                  | no effect | no effect       | -               |
 ///
-/// A one-shot timer is disarmed before its callback. A terminated timer stays disarmed: isRunning() is false, also after start().
+/// A one-shot timer is disarmed before its callback. A terminated timer stays disarmed: isRunning()
+/// is false, also after start().
 ///
 /// Threads: everything may be called from any thread, and start, stop, restart and scheduleAt from
 /// the callback too. The callback runs without the timer's mutex. It must not throw (that ends the
