@@ -31,12 +31,15 @@ namespace vorn::common::lwjson {
 ///
 /// State x operation; "value" stands for `appendValue`, `appendValueAsString` and all `addValue`:
 ///
-///              appendKey, addNull   value       setNull   finalize
-///   empty      object               plain       plain     finalized as null
-///   plain      object               plain       plain     finalized
-///   object     object               object      plain     finalized, closed by '}'
-///   continued  object               continued   plain     finalized, closed by '}'
-///   finalized  throws               throws      throws    finalized, unchanged
+/// | State     | appendKey, addNull | value     | setNull | finalize                 |
+/// |-----------|--------------------|-----------|---------|--------------------------|
+/// | empty     | object             | plain     | plain   | finalized as null        |
+/// | plain     | object             | plain     | plain   | finalized                |
+/// | object    | object             | object    | plain   | finalized, closed by '}' |
+/// | continued | object             | continued | plain   | finalized, closed by '}' |
+/// | finalized | throws             | throws    | throws  | finalized, unchanged     |
+///
+/// @image html serializer.svg "The states"
 ///
 /// A text that is continued gets its missing ',' from the first key. What throws is
 /// `std::runtime_error` "Trying to append value on a finalized Serializer"; nothing is changed.
