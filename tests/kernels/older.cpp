@@ -22,6 +22,10 @@ int main(int argc, char** argv) {
     constexpr long kCloseRange = 436;
     for (const long number : {kPidfdSendSignal, kPidfdOpen, kClone3, kCloseRange,
                               long{SYS_renameat2}, long{SYS_statx}}) {
+        // The C library starts its threads without clone3 only where that does not exist.
+        if (number == kClone3 && error == EPERM) {
+            continue;
+        }
         if (!helpers::refuse({number, error})) {
             std::perror("older: the system filters no calls");
             return 77;
