@@ -6,13 +6,14 @@ option(VORN_GW_COMMON_INSTALL "Create install rules" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
+option(VORN_GW_COMMON_FUZZERS "Build the fuzzers for clang's libFuzzer (needs clang)" OFF)
 option(VORN_GW_COMMON_WERROR "Treat warnings as errors" OFF)
 # CTest's own switch turns them off too.
 if(DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
     set(VORN_GW_COMMON_TESTS OFF)
 endif()
 set(VORN_GW_COMMON_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize= (empty: none)")
-set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} ladders test-support
+set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} ladders limits kernels test-support debugging
     CACHE STRING "The folders below tests/ to build (the thread sanitizer needs not all of them)")
 
 # Object files are shared between the build trees of all presets where the compiler calls agree.

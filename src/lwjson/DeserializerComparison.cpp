@@ -82,6 +82,16 @@ class Deserializer::Comparison {
     void arrays(const Deserializer& expected, const Deserializer& found, const Frame* frame);
 
     void differs(const Frame* frame, const char* shortText, const std::string& longText);
+    // Out of line: the texts they build would make every frame of the recursion larger, and a
+    // hundred levels shall fit into a small stack.
+    [[gnu::noinline]] void typeDiffers(const Deserializer& expected, const Deserializer& found,
+                                       const Frame* frame);
+    [[gnu::noinline]] void sizeDiffers(const Deserializer& expected, const Deserializer& found,
+                                       const Frame* frame);
+    [[gnu::noinline]] void valueDiffers(const Deserializer& expected, const Deserializer& found,
+                                        const Frame* frame);
+    [[gnu::noinline]] void keyDiffers(const Deserializer& member, bool isMissing,
+                                      const Frame* frame);
     void appendPath(std::string& path, const Frame* frame) const;
 
     [[nodiscard]] static bool haveSameNames(const std::vector<Deserializer>& expected,
@@ -129,12 +139,39 @@ void Deserializer::Comparison::differs(const Frame* frame, const char* shortText
     }
 }
 
+void Deserializer::Comparison::typeDiffers(const Deserializer& expected, const Deserializer& found,
+                                           const Frame* frame) {
+    differs(frame, "Type mismatch",
+            std::string("type mismatch: found ") + typeName(found.type_) + ", expected " +
+                typeName(expected.type_));
+}
+
+void Deserializer::Comparison::sizeDiffers(const Deserializer& expected, const Deserializer& found,
+                                           const Frame* frame) {
+    const bool isArray = expected.type_ == MemberType::Array;
+    differs(frame, isArray ? "Array size mismatch" : "Object size mismatch",
+            (isArray ? "array size mismatch: found " : "object size mismatch: found ") +
+                std::to_string(found.members_.size()) + ", expected " +
+                std::to_string(expected.members_.size()));
+}
+
+void Deserializer::Comparison::valueDiffers(const Deserializer& expected, const Deserializer& found,
+                                            const Frame* frame) {
+    differs(frame, "Value mismatch",
+            "value mismatch: found " + std::string(found.value.view()) + ", expected " +
+                std::string(expected.value.view()));
+}
+
+void Deserializer::Comparison::keyDiffers(const Deserializer& member, bool isMissing,
+                                          const Frame* frame) {
+    differs(frame, isMissing ? "Missing key" : "Unexpected key",
+            (isMissing ? "missing key '" : "unexpected key '") + member.name() + "'");
+}
+
 void Deserializer::Comparison::nodes(const Deserializer& expected, const Deserializer& found,
                                      const Frame* frame) {
     if (expected.type_ != found.type_) {
-        differs(frame, "Type mismatch",
-                std::string("type mismatch: found ") + typeName(found.type_) + ", expected " +
-                    typeName(expected.type_));
+        typeDiffers(expected, found, frame);
         return;
     }
     if (expected.type_ == MemberType::Object) {
@@ -142,9 +179,7 @@ void Deserializer::Comparison::nodes(const Deserializer& expected, const Deseria
     } else if (expected.type_ == MemberType::Array) {
         arrays(expected, found, frame);
     } else if (expected.type_ == MemberType::Value && !same(expected.value, found.value)) {
-        differs(frame, "Value mismatch",
-                "value mismatch: found " + std::string(found.value.view()) + ", expected " +
-                    std::string(expected.value.view()));
+        valueDiffers(expected, found, frame);
     }
 }
 
@@ -153,9 +188,7 @@ void Deserializer::Comparison::arrays(const Deserializer& expected, const Deseri
     const std::size_t expectedCount = expected.members_.size();
     const std::size_t foundCount = found.members_.size();
     if (expectedCount != foundCount) {
-        differs(frame, "Array size mismatch",
-                "array size mismatch: found " + std::to_string(foundCount) + ", expected " +
-                    std::to_string(expectedCount));
+        sizeDiffers(expected, found, frame);
     }
     for (std::size_t i = 0; i < std::min(expectedCount, foundCount); ++i) {
         if (!areSameScalars(expected.members_[i], found.members_[i])) {
@@ -170,9 +203,7 @@ void Deserializer::Comparison::objects(const Deserializer& expected, const Deser
     const std::size_t expectedCount = expected.members_.size();
     const std::size_t foundCount = found.members_.size();
     if (expectedCount != foundCount) {
-        differs(frame, "Object size mismatch",
-                "object size mismatch: found " + std::to_string(foundCount) + ", expected " +
-                    std::to_string(expectedCount));
+        sizeDiffers(expected, found, frame);
     }
     if (haveSameNames(expected.members_, found.members_)) {
         for (std::size_t i = 0; i < expectedCount; ++i) {
@@ -198,13 +229,13 @@ void Deserializer::Comparison::objects(const Deserializer& expected, const Deser
         if (match != kNone) {
             nodes(member, found.members_[match], &below);
         } else {
-            differs(frame, "Missing key", "missing key '" + member.name() + "'");
+            keyDiffers(member, true, frame);
         }
     }
     for (std::size_t i = 0; i < foundCount; ++i) {
         const Deserializer& member = found.members_[i];
         if (wide ? !known[i] : firstWithName(expected, member.name_) == kNone) {
-            differs(frame, "Unexpected key", "unexpected key '" + member.name() + "'");
+            keyDiffers(member, false, frame);
         }
     }
 }

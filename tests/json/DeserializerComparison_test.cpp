@@ -10,6 +10,7 @@
 
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "referenceComparison.h"
 
 namespace {
 
@@ -151,29 +152,9 @@ TEST(DeserializerComparison, TheStreamsFormattingDoesNotMatter) {
 
 /// What a search from the front for every key reports.
 std::string plainReport(const Deserializer& expected, const Deserializer& found) {
-    std::string text;
-    const auto firstOf = [](const Deserializer& node, const std::string& name) {
-        return node.findMember(name.c_str());
-    };
-    if (expected.members().size() != found.members().size()) {
-        text += "object size mismatch: found " + std::to_string(found.members().size()) +
-                ", expected " + std::to_string(expected.members().size()) + "\n";
-    }
-    for (const Deserializer& member : expected.members()) {
-        const Deserializer* other = firstOf(found, member.name());
-        if (other == nullptr) {
-            text += "missing key '" + member.name() + "'\n";
-        } else if (!(other->value == member.value)) {
-            text += member.name() + " - value mismatch: found " + std::string(other->value.view()) +
-                    ", expected " + std::string(member.value.view()) + "\n";
-        }
-    }
-    for (const Deserializer& member : found.members()) {
-        if (firstOf(expected, member.name()) == nullptr) {
-            text += "unexpected key '" + member.name() + "'\n";
-        }
-    }
-    return text;
+    ReferenceComparison comparison;
+    comparison.compare(expected, found);
+    return comparison.report;
 }
 
 TEST(DeserializerComparison, WideObjectsAreComparedAsNarrowOnes) {

@@ -11,6 +11,7 @@
 
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "referenceExtraction.h"
 
 namespace {
 
@@ -20,21 +21,6 @@ std::string extract(std::string_view text) {
     std::string value = "before";
     Deserializer::extractValue(text.data(), static_cast<unsigned>(text.size()), value, "member");
     return value;
-}
-
-/// One pass after the other over the whole text, each going on behind what it has put in.
-std::string unescapedPassByPass(std::string text) {
-    constexpr std::pair<char, char> kPasses[] = {{'"', '"'},  {'\\', '\\'}, {'/', '/'},
-                                                 {'b', '\b'}, {'f', '\f'},  {'n', '\n'},
-                                                 {'r', '\r'}, {'t', '\t'},  {'\'', '\''}};
-    for (const auto& [letter, character] : kPasses) {
-        const std::string escape = {'\\', letter};
-        for (std::size_t at = text.find(escape); at != std::string::npos;
-             at = text.find(escape, at + 1)) {
-            text.replace(at, 2, 1, character);
-        }
-    }
-    return text;
 }
 
 void expectSameForAllTexts(std::string_view alphabet, std::size_t longest) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// A slow reader written step by step from the grammar's description, to compare the real one with.
@@ -118,7 +119,7 @@ struct ReferenceReader {
                 p = key(member.name, p);
             }
             p = member.parse(p, end, depth - 1, false);
-            members.push_back(member);
+            members.push_back(std::move(member));
             if (p == end) {
                 throw std::runtime_error("Missing end token");
             }

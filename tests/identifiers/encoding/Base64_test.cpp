@@ -8,6 +8,7 @@
 #include <vorn/common/encoding/Base64.h>
 
 #include "helpers/expect_throw.h"
+#include "identifiers/encoding/referenceBase64.h"
 
 namespace {
 
@@ -154,20 +155,6 @@ TEST(Base64, DecodingTableOfEveryCharacter) {
     }
 }
 
-/// One character after the other, by the definition.
-std::string encodedByRule(const std::string& bytes, const char (&alphabet)[65]) {
-    std::string text;
-    for (std::size_t bit = 0; bit < bytes.size() * 8; bit += 6) {
-        unsigned value = 0;
-        for (std::size_t i = bit; i < bit + 6; ++i) {
-            const auto byte = i / 8 < bytes.size() ? static_cast<unsigned char>(bytes[i / 8]) : 0;
-            value = value << 1 | (byte >> (7 - i % 8) & 1U);
-        }
-        text += alphabet[value];
-    }
-    return text.append((4 - text.size() % 4) % 4, '=');
-}
-
 TEST(Base64, EncodesEveryLengthByTheRuleInAnyAlphabet) {
     // The second but last begins as the standard one does, the last differs from it in one place.
     using Alphabet = const char[65];
@@ -190,7 +177,7 @@ TEST(Base64, EncodesEveryLengthByTheRuleInAnyAlphabet) {
              std::initializer_list<Alphabet*>{&kStandard, &kUrl, &reversed, &ownEnd, &ownMiddle}) {
             std::string out;
             Base64::encodeTobase64(bytes, *alphabet, out);
-            ASSERT_EQ(out, encodedByRule(bytes, *alphabet)) << size;
+            ASSERT_EQ(out, reference::encodedBase64(bytes, *alphabet)) << size;
         }
     }
 }
@@ -205,28 +192,6 @@ TEST(Base64, EncodesEveryGroupOfBitsAtEveryPlace) {
     }
 }
 
-/// Group by group, by the rules for texts that are not checked.
-std::string decodedByRule(const std::string& text) {
-    const auto valueAt = [&text](std::size_t i) {
-        if (i >= text.size()) {
-            return std::string::npos;
-        }
-        const char character = text[i] == '-' ? '+' : text[i] == '_' ? '/' : text[i];
-        return character == '<' ? 0 : std::string(kStandard, 64).find(character);
-    };
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); i += 4) {
-        for (std::size_t j = 1; j < 4; ++j) {
-            const auto before = valueAt(i + j - 1) & 255;
-            const auto value = valueAt(i + j);
-            if (value != std::string::npos) {
-                bytes += static_cast<char>(before << (2 * j) | value >> (6 - 2 * j));
-            }
-        }
-    }
-    return bytes;
-}
-
 TEST(Base64, DecodesBrokenTextsByTheRule) {
     std::mt19937 random(13);
     const std::string characters = std::string(kStandard, 64) + "-_<=\n{\xFF";
@@ -237,7 +202,7 @@ TEST(Base64, DecodesBrokenTextsByTheRule) {
             const std::size_t choice = round % 2 == 0 && random() % 8 != 0 ? 64 : characters.size();
             character = characters[random() % choice];
         }
-        const auto expected = decodedByRule(text);
+        const auto expected = reference::decodedBase64(text);
         ASSERT_EQ(Base64::decodeToString(text, true), expected) << text;
         ASSERT_EQ(Base64::decodeToByte(text), bytesOf(expected)) << text;
         if (Base64::checkBase64(text)) {

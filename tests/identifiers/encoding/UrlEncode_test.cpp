@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <cctype>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "helpers/expect_throw.h"
 #include "helpers/latin1.h"
+#include "identifiers/encoding/referenceUrl.h"
 
 namespace {
 
@@ -97,22 +97,6 @@ TEST(UrlEncode, DecodeRefuses) {
 }
 
 /// The rules for one character at a time.
-std::string encodedByRule(const std::string& text) {
-    const char* const kDigits = "0123456789ABCDEF";
-    std::string encoded;
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (kUnreserved.find(character) != std::string::npos || std::isalpha(byte) != 0) {
-            encoded += character;
-        } else {
-            encoded += '%';
-            encoded += byte < 16 ? "" : std::string(1, kDigits[byte >> 4]);
-            encoded += kDigits[byte & 15];
-        }
-    }
-    return encoded;
-}
-
 void expectTheRuleForTextsOfEveryLength() {
     std::mt19937 random(5);
     for (std::size_t length = 0; length < 1100; ++length) {
@@ -123,7 +107,7 @@ void expectTheRuleForTextsOfEveryLength() {
                             ? kUnreserved[random() % kUnreserved.size()]
                             : static_cast<char>(static_cast<unsigned char>(random() % 256));
         }
-        ASSERT_EQ(UrlEncode::encode(text), encodedByRule(text));
+        ASSERT_EQ(UrlEncode::encode(text), reference::urlEncoded(text));
         // What has two digits is read back.
         std::replace_if(
             text.begin(), text.end(), [](unsigned char byte) { return byte < 16; }, '/');
