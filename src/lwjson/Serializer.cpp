@@ -214,8 +214,9 @@ void Serializer::addValue(const Serializer& other) {
     for (const char* lineEnd = internal::scan::lineFeed(text.data(), end); lineEnd != end;
          lineEnd = internal::scan::lineFeed(text.data(), end)) {
         const auto length = static_cast<std::size_t>(lineEnd - text.data());
-        lines.put(text.substr(0, length));
-        lines.putIndentation(indentation_);
+        char* to = lines.room(length + internal::indentationRoom(indentation_));
+        to = internal::copyCharacters(to, text.substr(0, length));
+        lines.advanceTo(internal::copyIndentation(to, indentation_));
         text.remove_prefix(length + 1);
     }
     lines.put(text);

@@ -79,7 +79,7 @@ class Tail {
     }
     Tail(const Tail&) = delete;
     Tail& operator=(const Tail&) = delete;
-    ~Tail() { text_.resize(used_); }
+    ~Tail() { text_.erase(used_); }
 
     /// At least `size` characters may be written there; `advance` and `advanceTo` keep what was.
     [[nodiscard]] char* room(std::size_t size) {
