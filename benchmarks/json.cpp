@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,6 +25,7 @@
 #include <simdjson.h>
 #endif
 
+#include <vorn/common/fs/tools.h>
 #include <vorn/common/lwjson/Deserializer.h>
 #include <vorn/common/lwjson/Serializer.h>
 
@@ -33,11 +36,6 @@ namespace {
 using vorn::common::lwjson::Deserializer;
 using vorn::common::lwjson::Serializer;
 
-const std::vector<std::string> kGateway = inputs::gatewayDocuments();
-const std::vector<std::string> kTextHeavy = {inputs::textHeavy()};
-const std::vector<std::string> kNumberArrays = {inputs::numberArrays()};
-const std::vector<std::string> kObjects = {inputs::objectsInArrays()};
-const std::vector<std::string> kTelemetry = {inputs::telemetry()};
 const std::string kLookUp = inputs::wideObject(12);
 const std::string kWide = inputs::wideObject(1000);
 const std::string kEscaped = inputs::escapedString();
@@ -67,13 +65,27 @@ constexpr int kGroups = 20;
 constexpr int kGroupMembers = 10;
 
 struct Document {
-    const char* name;
-    const std::vector<std::string>& texts;
+    std::string name;
+    std::vector<std::string> texts;
+    bool isForTrees;  ///< copied and compared too
 };
-const Document kDocuments[] = {
-    {"gateway", kGateway}, {"text-heavy", kTextHeavy},    {"number-arrays", kNumberArrays},
-    {"objects", kObjects}, {"telemetry-5MB", kTelemetry},
-};
+
+/// The generated ones, and the file that VORN_DATA names.
+const std::vector<Document> kDocuments = [] {
+    std::vector<Document> documents = {
+        {"gateway", inputs::gatewayDocuments(), true},
+        {"text-heavy", {inputs::textHeavy()}, true},
+        {"number-arrays", {inputs::numberArrays()}, false},
+        {"objects", {inputs::objectsInArrays()}, true},
+        {"telemetry-5MB", {inputs::telemetry()}, false},
+    };
+    if (const char* path = std::getenv("VORN_DATA")) {
+        const std::filesystem::path file(path);
+        documents.push_back(
+            {"file-" + file.filename().string(), {vorn::common::fs::tools::readFile(file)}, true});
+    }
+    return documents;
+}();
 
 void add(const std::string& name, std::function<void()> operation) {
     benchmark::RegisterBenchmark(name.c_str(), [operation](benchmark::State& state) {
@@ -87,12 +99,11 @@ void add(const std::string& name, std::function<void()> operation) {
 template <class Parse>
 void addParsing(const std::string& implementation, Parse parse) {
     for (const Document& document : kDocuments) {
-        add(std::string("parse-") + document.name + "/" + implementation,
-            [parse, &texts = document.texts] {
-                for (const std::string& text : texts) {
-                    parse(text);
-                }
-            });
+        add("parse-" + document.name + "/" + implementation, [parse, &texts = document.texts] {
+            for (const std::string& text : texts) {
+                parse(text);
+            }
+        });
     }
 }
 
@@ -100,7 +111,10 @@ void addParsing(const std::string& implementation, Parse parse) {
 template <class Make, class Use>
 void addForTrees(const std::string& operation, const std::string& implementation, Make make,
                  Use use) {
-    for (const Document& document : {kDocuments[0], kDocuments[1], kDocuments[3]}) {
+    for (const Document& document : kDocuments) {
+        if (!document.isForTrees) {
+            continue;
+        }
         std::vector<decltype(make(std::string()))> trees;
         for (const std::string& text : document.texts) {
             trees.push_back(make(text));

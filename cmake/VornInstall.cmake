@@ -41,3 +41,10 @@ configure_file("${CMAKE_CURRENT_LIST_DIR}/vorn-gw-common.pc.in"
     "${PROJECT_BINARY_DIR}/vorn-gw-common.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/vorn-gw-common.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Development)
+
+# gdb loads what lies at the place of a library, below its own folder, under the library's name.
+if(VORN_GW_COMMON_SHARED)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/gdb/printers.py"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}"
+        RENAME "libvorn-gw-common.so.${PROJECT_VERSION}-gdb.py" COMPONENT Development)
+endif()

@@ -30,3 +30,13 @@ function(vorn_add_test_program name library)
     gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 120
                          PROPERTIES TIMEOUT 300)
 endfunction()
+
+# vorn_add_refusal(SUBSYSTEM NAME EXPECTED): refused/NAME.cpp must not compile, and the compiler's one error
+# must match the expression EXPECTED.
+function(vorn_add_refusal subsystem name expected)
+    add_test(NAME ${subsystem}_tests.refused.${name}
+        COMMAND ${CMAKE_COMMAND} "-Dcompiler=${CMAKE_CXX_COMPILER}"
+                "-Dincludes=${PROJECT_SOURCE_DIR}/include"
+                "-Dsource=${CMAKE_CURRENT_SOURCE_DIR}/refused/${name}.cpp" "-Dexpected=${expected}"
+                -P "${PROJECT_SOURCE_DIR}/cmake/VornRefusal.cmake")
+endfunction()

@@ -11,14 +11,13 @@ namespace vorn::common::internal {
 /// greatest instant for one that it cannot count.
 [[nodiscard]] inline std::chrono::steady_clock::time_point saturatingDeadline(
     std::chrono::milliseconds limit) noexcept {
-    using Clock = std::chrono::steady_clock;
-    const auto now = Clock::now();
+    const auto now = std::chrono::steady_clock::now();
     if (limit <= std::chrono::milliseconds::zero()) {
         return now;
     }
-    const auto representable =
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now);
-    return limit >= representable ? Clock::time_point::max() : now + limit;
+    constexpr auto end = std::chrono::steady_clock::time_point::max();
+    const auto representable = std::chrono::duration_cast<std::chrono::milliseconds>(end - now);
+    return limit >= representable ? end : now + limit;
 }
 
 /// The time left until `deadline`, at least 0 and at most a day: a 32-bit time_t holds it, and a

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -21,11 +22,18 @@ constexpr unsigned kDefaultReserve = 512;
     const std::size_t last = text.find_last_not_of(" \t\n\r");
     return last != std::string::npos && text[last] != ',' && text[last] != '{';
 }
+
+/// The rare case stands apart: within `appendKey` it would cost every key room on the stack.
+[[gnu::noinline]] void appendOwnKey(Serializer& json, std::string_view key) {
+    json.appendKey(std::string(key).c_str());
+}
+
 }  // namespace
 
 /// What a format writes; indentations are lengths of the beginning of `kIndentation`.
 struct Serializer::Layout {
-    std::string_view keySeparator;
+    std::array<char, 4> keySeparator;  // copied whole, by one instruction
+    unsigned keySeparatorSize;
     unsigned step;
     unsigned minimum;
     unsigned maximum;
@@ -55,9 +63,9 @@ Serializer::Serializer(std::string&& json, Format format)
 }
 
 void Serializer::init(unsigned reserve, Format format) {
-    static constexpr Layout kPretty{"\": ", internal::kIndentationStep, 1,
-                                    internal::kIndentation.size()};
-    static constexpr Layout kCompact{"\":", 0, 0, 0};
+    static constexpr Layout kPretty{
+        {'"', ':', ' '}, 3, internal::kIndentationStep, 1, internal::kIndentation.size()};
+    static constexpr Layout kCompact{{'"', ':'}, 2, 0, 0, 0};
     format_ = format;
     layout_ = format == Pretty ? &kPretty : &kCompact;
     indentation_ = layout_->minimum;
@@ -126,23 +134,21 @@ void Serializer::appendKey(const char* key) {
     requireOpen();
     const std::string_view name(key);
     if (internal::liesIn(name, *output_)) {
-        return appendKey(std::string(name).c_str());
+        return appendOwnKey(*this, name);
     }
     const bool needsComma = continued_ && lacksComma(*output_);
     const unsigned indentation = object_ ? indentation_ : indentedUp();
-    {
-        const std::size_t room = name.size() + internal::indentationRoom(indentation) + 8;
-        internal::Tail tail(*output_, room);
-        char* to = tail.room(room);
+    const std::size_t room = name.size() + internal::indentationRoom(indentation) + 8;
+    internal::appendWritten(*output_, room, [&](char* to) {
         if (!object_ || needsComma) {
             *to++ = object_ ? ',' : '{';
         }
         to = internal::copyIndentation(to, indentation);
         *to++ = '"';
         to = internal::copyCharacters(to, name);
-        to = internal::copyCharacters(to, layout_->keySeparator);
-        tail.advanceTo(to);
-    }
+        std::memcpy(to, layout_->keySeparator.data(), layout_->keySeparator.size());
+        return to + layout_->keySeparatorSize;
+    });
     // Behind all that may fail for lack of memory.
     indentation_ = indentation;
     plain_ = plain_ && object_;
@@ -152,10 +158,11 @@ void Serializer::appendKey(const char* key) {
 
 /// `value` does not lie in the output.
 void Serializer::append(std::string_view value) {
-    internal::Tail tail(*output_, value.size() + 1);
-    char* const behind = internal::copyCharacters(tail.room(value.size() + 1), value);
-    *behind = ',';
-    tail.advanceTo(behind + 1);
+    internal::appendWritten(*output_, value.size() + 1, [&](char* to) {
+        to = internal::copyCharacters(to, value);
+        *to++ = ',';
+        return to;
+    });
 }
 
 void Serializer::appendValue(const char* text) {
@@ -172,10 +179,7 @@ void Serializer::appendValueAsString(const char* text) {
     if (internal::liesIn(value, *output_)) {
         return appendValueAsString(std::string(value).c_str());
     }
-    internal::Tail tail(*output_, value.size() + 3);
-    tail.put('"');
-    tail.put(value);
-    tail.put("\",");
+    internal::appendQuoted(*output_, value);
 }
 
 void Serializer::addNull(const char* key) {

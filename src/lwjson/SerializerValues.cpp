@@ -39,22 +39,23 @@ void Serializer::addValue(std::string_view value) {
     if (internal::liesIn(value, *output_)) {
         return addValue(std::string(value));
     }
-    internal::Tail text(*output_, value.size() + 3);
     const char* from = value.data();
     const char* const end = from + value.size();
+    const char* found = internal::scan::escapable(from, end);
+    if (found == end) {
+        return internal::appendQuoted(*output_, value);
+    }
+    internal::Tail text(*output_, value.size() + 3);
     // One pass equals the seven, one for each kind: only the first makes backslashes of
     // backslashes, and what the others put in is replaced by none behind them.
     text.put('"');
-    for (;;) {
-        const char* found = internal::scan::escapable(from, end);
+    for (; found != end; found = internal::scan::escapable(from, end)) {
         text.put({from, static_cast<std::size_t>(found - from)});
-        if (found == end) {
-            break;
-        }
         text.put('\\');
         text.put(internal::escapeLetter(*found));
         from = found + 1;
     }
+    text.put({from, static_cast<std::size_t>(end - from)});
     text.put("\",");
 }
 
@@ -108,11 +109,11 @@ template <class Integer>
 void Serializer::appendInteger(Integer value) {
     requireOpen();
     constexpr std::size_t kSignDigitsComma = std::numeric_limits<Integer>::digits10 + 3;
-    internal::Tail tail(*output_, kSignDigitsComma);
-    char* const text = tail.room(kSignDigitsComma);
-    const auto result = std::to_chars(text, text + kSignDigitsComma, value);
-    *result.ptr = ',';
-    tail.advance(static_cast<std::size_t>(result.ptr + 1 - text));
+    internal::appendWritten(*output_, kSignDigitsComma, [value](char* to) {
+        to = std::to_chars(to, to + kSignDigitsComma, value).ptr;
+        *to++ = ',';
+        return to;
+    });
 }
 
 void Serializer::addValue(signed char value) {

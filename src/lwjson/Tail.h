@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -68,7 +69,13 @@ inline char* copyIndentation(char* to, std::size_t size) noexcept {
 class Tail {
   public:
     Tail(std::string& text, std::size_t room) : text_(text), used_(text.size()) {
-        text_.resize(used_ + room);
+        // Most pieces are short: a block of a fixed size is appended without a call.
+        static constexpr std::array<char, 64> kBlock{};
+        if (room <= kBlock.size() && text_.capacity() - used_ >= kBlock.size()) {
+            text_.append(kBlock.data(), kBlock.size());
+        } else {
+            text_.resize(used_ + room);
+        }
     }
     Tail(const Tail&) = delete;
     Tail& operator=(const Tail&) = delete;
@@ -81,6 +88,8 @@ class Tail {
         }
         return text_.data() + used_;
     }
+    /// The room that was asked for at first, unless `advance` and the like were called since.
+    [[nodiscard]] char* begin() noexcept { return text_.data() + used_; }
     void advance(std::size_t size) noexcept { used_ += size; }
     void advanceTo(const char* end) noexcept {
         used_ = static_cast<std::size_t>(end - text_.data());
@@ -111,5 +120,23 @@ class Tail {
     std::string& text_;
     std::size_t used_;
 };
+
+/// Appends what `write(to)` writes, at most `room` characters; it returns the position behind them.
+template <class Write>
+void appendWritten(std::string& text, std::size_t room, Write write) {
+    Tail tail(text, room);
+    tail.advanceTo(write(tail.begin()));
+}
+
+/// A text in quotes, and the comma behind it.
+inline void appendQuoted(std::string& text, std::string_view value) {
+    appendWritten(text, value.size() + 3, [value](char* to) {
+        *to++ = '"';
+        to = copyCharacters(to, value);
+        *to++ = '"';
+        *to++ = ',';
+        return to;
+    });
+}
 
 }  // namespace vorn::common::internal

@@ -61,6 +61,15 @@ class VectorBlock {
 
     explicit VectorBlock(const char* from) noexcept { std::memcpy(&vector_, from, kWidth); }
 
+    /// The first and the last eight characters of a text of 8 to 16, which may overlap.
+    [[nodiscard]] static VectorBlock ends(const char* from, const char* end) noexcept {
+        std::uint64_t words[2];
+        std::memcpy(&words[0], from, sizeof words[0]);
+        std::memcpy(&words[1], end - sizeof words[1], sizeof words[1]);
+        return VectorBlock(_mm_set_epi64x(static_cast<std::int64_t>(words[1]),
+                                          static_cast<std::int64_t>(words[0])));
+    }
+
     [[nodiscard]] Mask equal(char wanted) const noexcept {
         return bits(_mm_cmpeq_epi8(vector_, _mm_set1_epi8(wanted)));
     }
@@ -92,6 +101,8 @@ class VectorBlock {
     }
 
   private:
+    explicit VectorBlock(__m128i vector) noexcept : vector_(vector) {}
+
     static Mask bits(__m128i lanes) noexcept { return static_cast<Mask>(_mm_movemask_epi8(lanes)); }
 
     __m128i vector_;
@@ -145,8 +156,21 @@ template <class BlockType = Block>
     return at;
 }
 
-/// The first line feed. Texts of one or two words are looked at as their first and their last word,
-/// which may overlap: most of them hold none.
+/// Whether a text is so short that its first and its last word, which may overlap, are all of it,
+/// and `candidates` finds nothing in them: so are most texts, and they are looked at once.
+template <class BlockType, class Candidates>
+[[nodiscard]] inline bool shortWithout(const char* from, const char* end,
+                                       Candidates candidates) noexcept {
+    if constexpr (requires { BlockType::ends(from, end); }) {
+        return end - from >= 8 && end - from <= 16 && candidates(BlockType::ends(from, end)) == 0;
+    } else {
+        constexpr auto kWord = static_cast<std::ptrdiff_t>(WordBlock::kWidth);
+        return end - from >= kWord && end - from <= 2 * kWord &&
+               (candidates(WordBlock(from)) | candidates(WordBlock(end - kWord))) == 0;
+    }
+}
+
+/// The first line feed.
 template <class BlockType = Block>
 [[nodiscard]] const char* lineFeed(const char* from, const char* end) noexcept {
     while (end - from >= static_cast<std::ptrdiff_t>(BlockType::kWidth)) {
@@ -155,9 +179,7 @@ template <class BlockType = Block>
         }
         from += BlockType::kWidth;
     }
-    if (constexpr auto kWord = static_cast<std::ptrdiff_t>(WordBlock::kWidth);
-        end - from >= kWord && end - from <= 2 * kWord &&
-        (WordBlock(from).equal('\n') | WordBlock(end - kWord).equal('\n')) == 0) {
+    if (shortWithout<BlockType>(from, end, [](const auto& block) { return block.equal('\n'); })) {
         return end;
     }
     while (from != end && *from != '\n') {
@@ -166,8 +188,7 @@ template <class BlockType = Block>
     return from;
 }
 
-/// The first character that the writer escapes. Texts of one or two words are looked at as their
-/// first and their last word, which may overlap.
+/// The first character that the writer escapes.
 template <class BlockType = Block>
 [[nodiscard]] const char* escapable(const char* from, const char* end) noexcept {
     const auto candidates = [](const auto& block) {
@@ -186,9 +207,7 @@ template <class BlockType = Block>
         }
         ++from;
     }
-    if (constexpr auto kWord = static_cast<std::ptrdiff_t>(WordBlock::kWidth);
-        end - from >= kWord && end - from <= 2 * kWord &&
-        (candidates(WordBlock(from)) | candidates(WordBlock(end - kWord))) == 0) {
+    if (shortWithout<BlockType>(from, end, candidates)) {
         return end;
     }
     while (from != end && escapeLetter(*from) == '\0') {

@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 
 constexpr int kTypes = 6;
 // Emulated and instrumented threads are many times slower.
-constexpr int kRounds = helpers::kEmulated || helpers::kThreadSanitizer ? 40 : 200;
+constexpr int kRounds = helpers::kForeign || helpers::kThreadSanitizer ? 40 : 200;
 
 CachedFileManager::Options quick() {
     CachedFileManager::Options options;

@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kProcesses = 8;
 // Emulated and instrumented processes are many times slower.
 constexpr int kIncrements =
-    helpers::kEmulated || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 50 : 1000;
+    helpers::kForeign || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 50 : 1000;
 
 template <class Body>
 pid_t startChild(Body body) {

@@ -22,6 +22,7 @@
 #include <vorn/common/fs/CachedFileManager.h>
 
 #include "files/changes.h"
+#include "files/document.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
@@ -31,41 +32,19 @@
 namespace vorn::common::fs {
 namespace {
 
+using ::files::Document;
+using ::files::documentOf;
+using ::files::documentSize;
+using ::files::numberIn;
 using helpers::contentOf;
 using helpers::TempDir;
 using namespace std::chrono_literals;
 
 // Instrumented processes take ten times as long, emulated ones thirty times.
 constexpr bool kInstrumented = helpers::kThreadSanitizer || helpers::kAddressSanitizer;
-constexpr int kStride = helpers::kEmulated ? 12 : 1;
-constexpr int kKills = helpers::kEmulated ? 10 : kInstrumented ? 50 : 500;
-
-/// "<number>\n", 40,000 characters that depend on the number, "<number>." Every part counts.
-std::string documentOf(long number) {
-    const auto digits = std::to_string(number);
-    std::string text = digits + '\n';
-    while (text.size() < 40000) {
-        text += digits + ',';
-    }
-    return text + digits + '.';
-}
-
-/// The number of a complete document, or nothing.
-std::optional<long> numberIn(const std::string& document) {
-    const auto number = std::atol(document.c_str());
-    return document == documentOf(number) ? std::optional(number) : std::nullopt;
-}
-
-class Document : public stream::IStreamable {
-  public:
-    void serialize(std::ostream& out) const override { out << documentOf(number); }
-    bool deserialize(std::istream& in) override {
-        const auto read = numberIn({std::istreambuf_iterator<char>(in), {}});
-        number = read.value_or(number);
-        return read.has_value();
-    }
-    long number = -1;
-};
+constexpr int kStride = helpers::kForeign ? 12 : 1;
+constexpr int kKills = helpers::kForeign ? 10 : kInstrumented ? 50 : 500;
+constexpr int kManyKills = 3000;
 
 enum class Mode { Normal, BackupAlone, WithoutExchange };
 
@@ -168,7 +147,7 @@ void killAtRandomInstant(pid_t pid, std::mt19937& random) {
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
 }
 
-void survive(Mode mode, const char* name) {
+void survive(Mode mode, const char* name, int kills = kKills) {
     preferMemory();
     const TempDir dir;
     const auto path = dir.write("document", documentOf(0));
@@ -177,7 +156,7 @@ void survive(Mode mode, const char* name) {
     shared().loaded = 0;
     int losses = 0;
     long flushedBefore = 0;
-    for (int kill = 0; kill < kKills; ++kill) {
+    for (int kill = 0; kill < kills; ++kill) {
         killAtRandomInstant(startChild(mode, path), random);
         const auto flushed = shared().flushed.load();
         const auto stored = newestVersion(path);
@@ -197,10 +176,10 @@ void survive(Mode mode, const char* name) {
         }
     }
     EXPECT_GE(restart(path), std::optional(flushedBefore));
-    std::cout << name << ": " << kKills << " kills, " << losses << " losses, " << shared().flushed
+    std::cout << name << ": " << kills << " kills, " << losses << " losses, " << shared().flushed
               << " versions\n";
     EXPECT_EQ(losses, 0);
-    EXPECT_GT(shared().flushed, kKills / 10) << "the children hardly wrote anything";
+    EXPECT_GT(shared().flushed, kills / 10) << "the children hardly wrote anything";
 }
 
 TEST(Survival, RandomKills) {
@@ -213,6 +192,18 @@ TEST(Survival, RandomKillsAfterAStartFromTheBackupAlone) {
 
 TEST(Survival, RandomKillsWithoutExchange) {
     survive(Mode::WithoutExchange, "without exchange");
+}
+
+TEST(Survival, RandomKillsOfSmallAndLargeDocuments) {
+    if (!helpers::longForm()) {
+        GTEST_SKIP() << "takes minutes: set VORN_TESTS_LONG=1";
+    }
+    const std::size_t usual = documentSize;
+    for (const std::size_t size : {20'000U, 400'000U}) {
+        documentSize = size;
+        survive(Mode::Normal, size == 20'000U ? "20 KB" : "400 KB", kManyKills);
+    }
+    documentSize = usual;
 }
 
 helpers::ChildResult startAndStore(Mode mode, const std::string& path, int killAtCall) {

@@ -40,11 +40,6 @@ unsigned modeOf(const std::string& path) {
     return status.st_mode & 07777;
 }
 
-std::size_t entriesIn(const TempDir& dir) {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(dir.path()), {}));
-}
-
 /// A directory on another file system than the temporary directory, or empty.
 std::string otherFileSystem() {
     struct stat here {};
@@ -67,7 +62,7 @@ TEST(SwapFiles, ExchangesTheNames) {
     EXPECT_EQ(contentOf(a), "content of b");
     EXPECT_EQ(contentOf(b), "content of a");
     EXPECT_EQ(inodeOf(b), inodeOfA) << "exchanged, not copied";
-    EXPECT_EQ(entriesIn(dir), 2U);
+    EXPECT_EQ(dir.entries(), 2U);
 }
 
 TEST(SwapFiles, CreatesAMissingNewFile) {
@@ -99,7 +94,7 @@ TEST(SwapFiles, CopiesBetweenFileSystems) {
     EXPECT_EQ(contentOf(b), "content of a");
     EXPECT_EQ(modeOf(a), 0604U) << "permissions go with the content";
     EXPECT_EQ(modeOf(b), 0640U);
-    EXPECT_EQ(entriesIn(dir), 1U) << "no side file is left";
+    EXPECT_EQ(dir.entries(), 1U) << "no side file is left";
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(other), {}), 1);
     std::filesystem::remove_all(other);
 }
@@ -114,7 +109,7 @@ TEST(SwapFiles, FallsBackForEveryReason) {
         swapFiles(a, b);
         EXPECT_EQ(contentOf(a), std::string(100000, 'b'));
         EXPECT_EQ(contentOf(b), "content of a");
-        EXPECT_EQ(entriesIn(dir), 2U);
+        EXPECT_EQ(dir.entries(), 2U);
         EXPECT_EQ(calls.count(Call::renameat2), 1);
     }
 }
@@ -131,7 +126,7 @@ TEST(SwapFiles, CopiesInPlaceWhereNothingCanBeRenamed) {
     EXPECT_EQ(contentOf(a), std::string(100000, 'b'));
     EXPECT_EQ(contentOf(b), "content of a") << "cut off";
     EXPECT_EQ(inodeOf(a), inodeOfA);
-    EXPECT_EQ(entriesIn(dir), 2U);
+    EXPECT_EQ(dir.entries(), 2U);
 }
 
 TEST(SwapFiles, OwnersAndModesGoWithTheContent) {
@@ -174,7 +169,7 @@ TEST(SwapFiles, WhenTheFirstReplacementFailsTheSecondIsLeftOut) {
     swapFiles(a, b);
     EXPECT_EQ(calls.count(Call::rename), 1);
     EXPECT_EQ(contentOf(a), "content of a") << "the only place that is sure to hold it";
-    EXPECT_EQ(entriesIn(dir), 2U);
+    EXPECT_EQ(dir.entries(), 2U);
 }
 
 TEST(SwapFiles, CopiesInPlaceInADirectoryThatRefusesNewFiles) {
@@ -245,7 +240,7 @@ TEST(SwapFiles, AFailedCopyOverwritesNothing) {
     swapFiles(a, b);
     EXPECT_EQ(contentOf(a), "content of a");
     EXPECT_EQ(contentOf(b), "content of b");
-    EXPECT_EQ(entriesIn(dir), 3U);
+    EXPECT_EQ(dir.entries(), 3U);
 }
 
 TEST(SwapFiles, ReplacesANeighbourOfASimilarName) {

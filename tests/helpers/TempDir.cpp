@@ -26,6 +26,10 @@ std::string TempDir::file(const std::string& name) const {
     return (path_ / name).string();
 }
 
+std::size_t TempDir::entries() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
+}
+
 std::string TempDir::write(const std::string& name, const std::string& content) const {
     const auto target = file(name);
     std::ofstream(target, std::ios::binary) << content;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 
@@ -17,6 +18,8 @@ class TempDir {
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
     /// The path of an entry in the directory; nothing is created.
     [[nodiscard]] std::string file(const std::string& name) const;
+    /// How many entries it has.
+    [[nodiscard]] std::size_t entries() const;
     /// Writes a file into the directory and returns its path.
     std::string write(const std::string& name, const std::string& content) const;
 

@@ -3,16 +3,22 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace helpers {
 
-/// True when this program runs through a user-mode emulator, where it cannot execute itself and
-/// /proc describes the emulator.
-inline constexpr bool kEmulated =
+/// Built for another kind of machine than this one, so run by an emulator.
+inline constexpr bool kForeign =
 #ifdef VORN_TESTS_EMULATED
     true;
 #else
     false;
 #endif
+
+/// True when this program runs through a user-mode emulator, where it cannot execute itself and
+/// /proc describes the emulator. An emulated machine with a kernel of its own says so in its
+/// environment.
+inline const bool kEmulated = kForeign && std::getenv("VORN_TESTS_OWN_KERNEL") == nullptr;
 
 inline constexpr bool kAddressSanitizer =
 #if defined(__SANITIZE_ADDRESS__)
@@ -24,7 +30,7 @@ inline constexpr bool kAddressSanitizer =
     false;
 #endif
 #else
-        false;
+    false;
 #endif
 
 inline constexpr bool kThreadSanitizer =
@@ -41,7 +47,13 @@ inline constexpr bool kThreadSanitizer =
 #endif
 
 /// True where code takes about ten times as long; tests that go through all cases take fewer then.
-inline constexpr bool kSlow = kEmulated || kAddressSanitizer || kThreadSanitizer;
+inline constexpr bool kSlow = kForeign || kAddressSanitizer || kThreadSanitizer;
+
+/// True where tests that repeat something are asked for their long form, as docs/reliability.md
+/// shows it; the short one runs otherwise.
+inline bool longForm() {
+    return std::getenv("VORN_TESTS_LONG") != nullptr;
+}
 
 inline bool isRoot() {
     return ::geteuid() == 0;

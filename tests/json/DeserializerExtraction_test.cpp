@@ -28,6 +28,18 @@ T extract(const std::string& text, T before = T{}) {
     return value;
 }
 
+template <class T>
+concept Extractable = requires(const Deserializer& node) {
+    node.as<T>();
+};
+struct Point {};
+static_assert(Extractable<bool> && Extractable<signed char> && Extractable<unsigned long long> &&
+              Extractable<long double> && Extractable<std::string> && Extractable<Uuid> &&
+              Extractable<UnixTime> && Extractable<SecondsDuration>);
+static_assert(!Extractable<char> && !Extractable<std::string_view> && !Extractable<const int> &&
+              !Extractable<const char*> && !Extractable<std::vector<int>> && !Extractable<Point> &&
+              !Extractable<void>);
+
 TEST(DeserializerExtraction, Booleans) {
     EXPECT_TRUE(extract<bool>("true"));
     EXPECT_FALSE(extract<bool>("false", true));

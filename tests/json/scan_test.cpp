@@ -80,6 +80,18 @@ TYPED_TEST(Scan, FindsEveryCharacterAtEveryPlace) {
     }
 }
 
+TYPED_TEST(Scan, FindsEachSpecialCharacterAtEveryPlaceOfShortTexts) {
+    for (const char special : {'\n', '"', '\\', '\t', '\b', ' ', ',', ']', '\0', '\x01'}) {
+        for (std::size_t length = 1; length <= 20; ++length) {
+            for (std::size_t place = 0; place < length; ++place) {
+                std::string text(length, 'a');
+                text[place] = special;
+                expectSearches<TypeParam>(text);
+            }
+        }
+    }
+}
+
 TYPED_TEST(Scan, FindsTheFirstOfSeveral) {
     std::mt19937 random(3);
     constexpr std::string_view kCharacters(

@@ -43,17 +43,12 @@ auto inOneMinute() {
     return std::chrono::steady_clock::now() + 1min;
 }
 
-std::size_t entriesIn(const TempDir& dir) {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(dir.path()), {}));
-}
-
 /// The temporary directory of the process is `dir` while it lives.
 class TemporaryPlace {
   public:
     TemporaryPlace() { ::setenv("TMPDIR", dir_.path().c_str(), 1); }
     ~TemporaryPlace() { ::unsetenv("TMPDIR"); }
-    [[nodiscard]] bool isEmpty() const { return entriesIn(dir_) == 0; }
+    [[nodiscard]] bool isEmpty() const { return dir_.entries() == 0; }
     [[nodiscard]] const TempDir& dir() const { return dir_; }
 
   private:
@@ -109,7 +104,7 @@ void deleting(Trial& trial) {
     trial.operate([&] { deleted = tools::deleteFile(path); });
     trial.require(deleted == !std::filesystem::exists(path), "says it has deleted");
     tools::deleteFile(path);
-    trial.require(entriesIn(dir) == 0, "the next use");
+    trial.require(dir.entries() == 0, "the next use");
 }
 
 void removingAFolder(Trial& trial) {
@@ -119,7 +114,7 @@ void removingAFolder(Trial& trial) {
     dir.write("folder/a", "");
     trial.operate([&] { tools::removeFolder(path); });
     tools::removeFolder(path);
-    trial.require(entriesIn(dir) == 0, "the next use");
+    trial.require(dir.entries() == 0, "the next use");
 }
 
 void creating(Trial& trial) {
@@ -140,7 +135,7 @@ void swapping(Trial& trial) {
         trial.require(content == kOld || content == kNew, "a broken file");
     }
     trial.require(contentOf(a) == kOld || contentOf(b) == kOld, "the old content is lost");
-    trial.require(entriesIn(dir) == 2, "a side file is left");
+    trial.require(dir.entries() == 2, "a side file is left");
     dir.write("a", kOld);
     dir.write("b", kNew);
     tools::swapFiles(a, b);
@@ -186,7 +181,7 @@ void makingATemporaryName(Trial& trial) {
     const TemporaryPlace place;
     const std::string prefix = "a prefix that needs memory of its own";
     trial.operate([&] { static_cast<void>(tools::createTemporaryFile(prefix)); });
-    trial.require(entriesIn(place.dir()) == (trial.threw() ? 0U : 1U), "a file is left");
+    trial.require(place.dir().entries() == (trial.threw() ? 0U : 1U), "a file is left");
     static_cast<void>(tools::createTemporaryFolder(prefix));
 }
 
@@ -206,11 +201,11 @@ void locking(Trial& trial) {
         // The attempt succeeded, and the error came with the release.
         std::filesystem::remove(path);
     }
-    trial.require(entriesIn(dir) == 0 || trial.struck(), "the lock file is left");
+    trial.require(dir.entries() == 0 || trial.struck(), "the lock file is left");
     std::filesystem::remove(path);
     trial.require(mutex.try_lock(), "the next lock");
     mutex.unlock();
-    trial.require(entriesIn(dir) == 0, "the next lock file is left");
+    trial.require(dir.entries() == 0, "the next lock file is left");
 }
 
 /// Without memory the lock file itself must go: there is no reason outside the process.
@@ -221,7 +216,7 @@ void lockingWithoutMemory(Trial& trial) {
         FileMutex mutex(path);
         const std::unique_lock lock(mutex);
     });
-    trial.require(entriesIn(dir) == 0, "the lock file is left");
+    trial.require(dir.entries() == 0, "the lock file is left");
     FileMutex mutex(path);
     trial.require(mutex.try_lock(), "the next lock");
     mutex.unlock();
@@ -238,7 +233,7 @@ void creatingALockedFile(Trial& trial) {
     });
     std::filesystem::remove(path);
     // An unlink that failed leaves the lock file behind.
-    trial.require(entriesIn(dir) == 0 || (trial.struck() && !trial.threwBadAlloc()),
+    trial.require(dir.entries() == 0 || (trial.struck() && !trial.threwBadAlloc()),
                   "the lock file is left");
     std::filesystem::remove(path + ".lock");
     for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {

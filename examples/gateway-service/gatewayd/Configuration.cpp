@@ -26,6 +26,8 @@ void take(JsonFields& fields, const char* name, unsigned& value, unsigned least,
     value = fields.optionalNumber(name, least, most).value_or(value);
 }
 
+constexpr std::size_t kMostContent = 65536;
+
 std::string contentOf(const std::string& path) {
     errno = 0;
     std::ifstream file(path);
@@ -34,6 +36,10 @@ std::string contentOf(const std::string& path) {
     do {
         file.read(block, sizeof block);
         content.append(block, static_cast<std::size_t>(file.gcount()));
+        // A device or a pipe may have no end.
+        if (content.size() > kMostContent) {
+            throw FieldError("is larger than 64 KiB");
+        }
     } while (file);
     if (!file.eof()) {
         throw FieldError(std::string("cannot be read: ") + std::strerror(errno));

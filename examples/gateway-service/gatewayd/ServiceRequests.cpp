@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 
 #include "JsonFields.h"
@@ -93,8 +94,12 @@ void Service::handle(ClientId client, const Peer& peer, RunRequest& request) {
 void Service::handle(ClientId client, const Peer& peer, ExecRequest& request) {
     refuseWhenFull();
     const std::string& path = request.program[0];
-    if (::access(path.c_str(), X_OK) != 0) {
-        throw Refused("cannot execute \"" + path + "\": " + std::strerror(errno));
+    // Root may "execute" any directory, and the child could not tell why it failed.
+    std::error_code ignored;
+    const bool directory = std::filesystem::is_directory(path, ignored);
+    if (directory || ::access(path.c_str(), X_OK) != 0) {
+        throw Refused("cannot execute \"" + path +
+                      "\": " + std::strerror(directory ? EISDIR : errno));
     }
     try {
         programs_.start(request);

@@ -131,6 +131,9 @@ TEST(Programs, RefusalsSayWhy) {
     EXPECT_EQ(missing.exitCode, 75);
     EXPECT_NE(missing.errors.find("cannot execute \"/no/such/program\": No such file"),
               std::string::npos);
+    const Outcome directory = service.control({"exec", "/tmp"});
+    EXPECT_EQ(directory.exitCode, 75);
+    EXPECT_NE(directory.errors.find("cannot execute \"/tmp\": Is a directory"), std::string::npos);
     EXPECT_EQ(service.control({"exec", "relative"}).exitCode, 76);
     EXPECT_EQ(service.control({"exec"}).exitCode, 64);
     RawClient client = service.connect();

@@ -339,6 +339,8 @@ TEST(Configuration, SaysWhatIsWrongInItsOwnWords) {
     EXPECT_THROW_TEXT(
         loadConfiguration(directory.path().string()), std::runtime_error,
         "configuration \"" + directory.path().string() + "\": cannot be read: Is a directory");
+    EXPECT_THROW_TEXT(loadConfiguration("/dev/zero"), std::runtime_error,
+                      "configuration \"/dev/zero\": is larger than 64 KiB");
 }
 
 TEST(Configuration, WhatNeedsAnotherStartIsNamed) {

@@ -101,7 +101,7 @@ class VORN_GW_COMMON_EXPORT BinderAdaptor : public virtual Binder {
     [[nodiscard]] Listener* listener() const;
 
   private:
-    BinderClientsList storeClientsList();
+    VORN_GW_COMMON_HIDDEN BinderClientsList storeClientsList();
 
     BinderDb& db_;
     mutable std::mutex mutex_;

@@ -38,6 +38,8 @@ namespace vorn::common {
 ///     [u] onUnbound(server, false, result); the server is nil in I and NU
 ///     [s] onUnbound(server, true, result)
 ///
+/// @image html binder.svg "The states"
+///
 /// serverUuid() is nil in I and NU, getBoundUuid() is the server in O and U and nil elsewhere. The
 /// communication state becomes "no contact" in B, "ok" in O, and "none" in I, K and NU.
 ///

@@ -61,7 +61,7 @@ class VORN_GW_COMMON_EXPORT DynamicLibrary {
     [[nodiscard]] IPlugin* object() const noexcept { return object_.get(); }
 
   private:
-    struct Closer {
+    struct VORN_GW_COMMON_HIDDEN Closer {
         void operator()(void* handle) const noexcept;
     };
 

@@ -91,31 +91,31 @@ class VORN_GW_COMMON_EXPORT RecursiveSharedMutex {
         std::uint32_t locks = 0;  // used by that thread alone
     };
 
-    [[nodiscard]] bool isOwner(Holder self) const noexcept;
-    [[nodiscard]] bool isClosed() const noexcept;
-    [[nodiscard]] Entry tryOwn(Holder self) noexcept;
-    [[nodiscard]] Entry tryShare(Holder self) noexcept;
-    void waitToOwn(Holder self);
-    void waitToShare(Holder self);
-    void unlockWatched(Holder self);
-    void unlockWatched(Slot& own, Holder self);
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool isOwner(Holder self) const noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool isClosed() const noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN Entry tryOwn(Holder self) noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN Entry tryShare(Holder self) noexcept;
+    VORN_GW_COMMON_HIDDEN void waitToOwn(Holder self);
+    VORN_GW_COMMON_HIDDEN void waitToShare(Holder self);
+    VORN_GW_COMMON_HIDDEN void unlockWatched(Holder self);
+    VORN_GW_COMMON_HIDDEN void unlockWatched(Slot& own, Holder self);
 
-    [[nodiscard]] Slot& homeOf(Holder self) noexcept;
-    [[nodiscard]] Slot* slotOf(Holder self) noexcept;
-    [[nodiscard]] Slot* claimSlot(Holder self, Holder marks) noexcept;
-    void forgetSlot(Slot& slot, Holder self) noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN Slot& homeOf(Holder self) noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN Slot* slotOf(Holder self) noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN Slot* claimSlot(Holder self, Holder marks) noexcept;
+    VORN_GW_COMMON_HIDDEN void forgetSlot(Slot& slot, Holder self) noexcept;
 
     // For callers that hold mutex_.
-    [[nodiscard]] Holder close() noexcept;
-    void open() noexcept;
-    [[nodiscard]] bool mustStayClosed() const noexcept;
-    [[nodiscard]] bool isSharing(Holder self) noexcept;
-    [[nodiscard]] bool othersShare(Holder self, bool watch) noexcept;
-    [[nodiscard]] std::size_t sharingThreads() noexcept;
-    void addSharedLock(Holder self);
-    void addToMap(Holder self);
-    void unlockSharedInMap(Holder self);
-    void wakeAfterSharedUnlock() noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN Holder close() noexcept;
+    VORN_GW_COMMON_HIDDEN void open() noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool mustStayClosed() const noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool isSharing(Holder self) noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool othersShare(Holder self, bool watch) noexcept;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN std::size_t sharingThreads() noexcept;
+    VORN_GW_COMMON_HIDDEN void addSharedLock(Holder self);
+    VORN_GW_COMMON_HIDDEN void addToMap(Holder self);
+    VORN_GW_COMMON_HIDDEN void unlockSharedInMap(Holder self);
+    VORN_GW_COMMON_HIDDEN void wakeAfterSharedUnlock() noexcept;
 
     static constexpr std::size_t kSlots = 8;
 

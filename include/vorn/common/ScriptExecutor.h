@@ -143,14 +143,14 @@ class VORN_GW_COMMON_EXPORT ScriptExecutor {
   private:
     using Contexts = std::vector<std::unique_ptr<ScriptContext>>;
 
-    void stopProcessing();
-    void processingLoop();
-    void waitForWork();
-    std::optional<ScriptExecutionRequest> takeNext();
-    void launch(ScriptExecutionRequest request);
-    void monitor();
-    void checkDeadline(ScriptContext& context) const;
-    void updateCount();
+    VORN_GW_COMMON_HIDDEN void stopProcessing();
+    VORN_GW_COMMON_HIDDEN void processingLoop();
+    VORN_GW_COMMON_HIDDEN void waitForWork();
+    VORN_GW_COMMON_HIDDEN std::optional<ScriptExecutionRequest> takeNext();
+    VORN_GW_COMMON_HIDDEN void launch(ScriptExecutionRequest request);
+    VORN_GW_COMMON_HIDDEN void monitor();
+    VORN_GW_COMMON_HIDDEN void checkDeadline(ScriptContext& context) const;
+    VORN_GW_COMMON_HIDDEN void updateCount();
 
     std::atomic<bool> running_ = false;
     const std::uint32_t maxConcurrent_;

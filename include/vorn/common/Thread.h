@@ -74,7 +74,7 @@ class VORN_GW_COMMON_EXPORT Thread {
     unsigned int wait(long long timeoutMs);
 
   private:
-    struct Run;
+    struct VORN_GW_COMMON_HIDDEN Run;
 
     bool started_ = false;
     std::unique_ptr<Run> run_;

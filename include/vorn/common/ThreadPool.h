@@ -88,10 +88,10 @@ class VORN_GW_COMMON_EXPORT ThreadPool {
 
   private:
     using Task = std::function<void()>;
-    struct Queue;
+    struct VORN_GW_COMMON_HIDDEN Queue;
 
-    void startWorkers(std::size_t count);
-    void _workerJob();
+    VORN_GW_COMMON_HIDDEN void startWorkers(std::size_t count);
+    VORN_GW_COMMON_HIDDEN void _workerJob();
 
     std::vector<std::thread> workers_;
     std::vector<std::thread::id> workerIds_;  // join() changes a thread's own id

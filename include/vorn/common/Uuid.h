@@ -132,19 +132,19 @@ class VORN_GW_COMMON_EXPORT Uuid {
     /// @}
 
   private:
-    struct Values;
-    class Constant;
-    union Immortal;
+    struct VORN_GW_COMMON_HIDDEN Values;
+    class VORN_GW_COMMON_HIDDEN Constant;
+    union VORN_GW_COMMON_HIDDEN Immortal;
 
-    static Constant nilConstant;
-    static Constant unknownConstant;
-    static Constant namespaceConstant;
-    static const Immortal nilStorage;
-    static const Immortal unknownStorage;
-    static const Immortal namespaceStorage;
+    VORN_GW_COMMON_HIDDEN static Constant nilConstant;
+    VORN_GW_COMMON_HIDDEN static Constant unknownConstant;
+    VORN_GW_COMMON_HIDDEN static Constant namespaceConstant;
+    VORN_GW_COMMON_HIDDEN static const Immortal nilStorage;
+    VORN_GW_COMMON_HIDDEN static const Immortal unknownStorage;
+    VORN_GW_COMMON_HIDDEN static const Immortal namespaceStorage;
 
     constexpr explicit Uuid(Constant& constant) noexcept : constant_(&constant) {}
-    [[nodiscard]] const Values& values() const;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN const Values& values() const;
 
     std::shared_ptr<const Values> values_;
     Constant* constant_ = nullptr;

@@ -12,3 +12,7 @@
 /// marked classes and functions can be linked against; exception types and polymorphic interfaces
 /// are marked as a whole, so that they can be caught and cast on both sides of the boundary.
 #define VORN_GW_COMMON_EXPORT __attribute__((visibility("default")))
+
+/// Takes back the mark of its class from a private member: no program can call it, so that it may
+/// change or go in every release.
+#define VORN_GW_COMMON_HIDDEN __attribute__((visibility("hidden")))

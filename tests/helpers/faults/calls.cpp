@@ -114,7 +114,8 @@ int errorOf(Invocation& invocation) {
     }
     asking = true;
     int error = innermostOfThread == nullptr ? 0 : innermostOfThread->ask(invocation);
-    if (error == 0) {
+    // The thread sanitizer asks for a new thread's number before that thread can run a hook.
+    if (error == 0 && invocation.call != Call::pthread_self) {
         ++looking;
         if (auto* const calls = innermostOfAll.load()) {
             error = calls->ask(invocation);

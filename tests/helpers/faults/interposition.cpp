@@ -277,13 +277,10 @@ VORN_INTERPOSE(pthread_create, int,
     return error != 0 ? error : pthread_createNext(thread, attributes, routine, argument);
 }
 
-// The thread sanitizer's runtime asks for the number too, from where nothing can be replaced.
-#ifndef __SANITIZE_THREAD__
 VORN_INTERPOSE(pthread_self, pthread_t, ()) {
     VORN_ASK(pthread_t, .call = Call::pthread_self)
     return pthread_selfNext();
 }
-#endif
 
 #define VORN_INTERPOSE_RWLOCK(symbol)                        \
     VORN_INTERPOSE(symbol, int, (pthread_rwlock_t * lock)) { \

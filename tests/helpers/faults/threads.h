@@ -21,7 +21,7 @@ class NoMoreThreads {
 };
 
 /// While it lives this thread has that number for pthread_self, so that one thread can act for
-/// many (not under the thread sanitizer).
+/// many (the thread sanitizer knows better which thread it is: leave it out there).
 class ThreadNumber {
   public:
     explicit ThreadNumber(unsigned long number) {

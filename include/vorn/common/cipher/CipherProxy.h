@@ -42,7 +42,7 @@ class VORN_GW_COMMON_EXPORT CipherProxy : public ICipher {
     [[nodiscard]] CipherProxy clone() const override;
 
   private:
-    [[nodiscard]] const ICipher& cipher() const;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN const ICipher& cipher() const;
 
     std::unique_ptr<ICipher> cipher_;
 };

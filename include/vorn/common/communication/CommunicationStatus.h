@@ -69,9 +69,10 @@ enum class Reason : std::uint32_t {
 
 /// Reads what toString writes, with regard to case. There are the two below and no other, so that
 /// it can be called unqualified beside other namespaces' functions of this name.
-template <class Enum>
-requires(std::is_same_v<Enum, ComState> || std::is_same_v<Enum, Reason>) [[nodiscard]] Enum
-    fromString(const std::string& text);
+// Not a requires clause: compilers differ in whether it is part of an exported function's symbol.
+template <class Enum,
+          std::enable_if_t<std::is_same_v<Enum, ComState> || std::is_same_v<Enum, Reason>, int> = 0>
+[[nodiscard]] Enum fromString(const std::string& text);
 
 /// Any other text gives ComState::Unknown, which is 0.
 template <>

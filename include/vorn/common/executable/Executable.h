@@ -40,6 +40,8 @@ namespace vorn::common::executable {
 /// | Aborted               | std::logic_error    | the rest, up to the end | nothing    |
 /// | Exited                | std::logic_error    | the rest, up to the end | nothing    |
 ///
+/// @image html executable.svg "The states"
+///
 /// The child: standard input is inherited, standard output and error go to two pipes; signals that
 /// the service catches are back at their default, ignored ones stay ignored, and the signal mask is
 /// that of the thread that started it. It starts in a time that does not depend on the size of the
@@ -181,7 +183,7 @@ class VORN_GW_COMMON_EXPORT Executable
                                                  const Params& params);
 
   private:
-    struct State;
+    struct VORN_GW_COMMON_HIDDEN State;
     std::unique_ptr<State> state_;
 };
 

@@ -107,9 +107,9 @@ class VORN_GW_COMMON_EXPORT ExecutableManager {
     bool abort(const Uuid& uuid);
 
   private:
-    void clearCompletedAndVerifyRequest(const Uuid& uuid) const;
-    void collect();
-    std::list<ExecutableHolder> takeCompleted();
+    VORN_GW_COMMON_HIDDEN void clearCompletedAndVerifyRequest(const Uuid& uuid) const;
+    VORN_GW_COMMON_HIDDEN void collect();
+    VORN_GW_COMMON_HIDDEN std::list<ExecutableHolder> takeCompleted();
 
     const std::uint32_t limit_;
 

@@ -123,10 +123,10 @@ class VORN_GW_COMMON_EXPORT CachedFileManager : public stream::StreamableHandler
   private:
     using Handlers = std::unordered_map<std::type_index, stream::StreamableHandler>;
 
-    void reserve(const std::type_index& type);
-    void load(Handlers& handlers, const std::type_index& type,
-              std::unique_ptr<stream::IStreamable> object, const std::string& path,
-              const Options& options);
+    VORN_GW_COMMON_HIDDEN void reserve(const std::type_index& type);
+    VORN_GW_COMMON_HIDDEN void load(Handlers& handlers, const std::type_index& type,
+                                    std::unique_ptr<stream::IStreamable> object,
+                                    const std::string& path, const Options& options);
 
     Handlers handlers_;  // guarded by mutex_
     std::mutex mutex_;

@@ -61,10 +61,10 @@ class VORN_GW_COMMON_EXPORT FileMutex {
     void unlock();
 
   private:
-    struct Record;
+    struct VORN_GW_COMMON_HIDDEN Record;
 
-    void requireNotOwned(const char* operation) const;
-    bool attempt();
+    VORN_GW_COMMON_HIDDEN void requireNotOwned(const char* operation) const;
+    VORN_GW_COMMON_HIDDEN bool attempt();
 
     std::unique_ptr<Record> record_;
     bool owned_ = false;

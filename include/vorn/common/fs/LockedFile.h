@@ -86,9 +86,9 @@ class VORN_GW_COMMON_EXPORT LockedFile {
     [[nodiscard]] std::fstream& stream() noexcept { return stream_; }
 
   private:
-    void createDataFile(std::filesystem::perms perms) const;
-    void waitForDataFile(std::chrono::steady_clock::time_point deadline);
-    [[nodiscard]] bool dataFileExists() const;
+    VORN_GW_COMMON_HIDDEN void createDataFile(std::filesystem::perms perms) const;
+    VORN_GW_COMMON_HIDDEN void waitForDataFile(std::chrono::steady_clock::time_point deadline);
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool dataFileExists() const;
 
     std::string path_;
     FileMutex mutex_;

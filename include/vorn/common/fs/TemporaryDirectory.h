@@ -71,7 +71,7 @@ class VORN_GW_COMMON_EXPORT TemporaryDirectory {
     [[nodiscard]] std::filesystem::perms permissions() const;
 
   private:
-    void removeQuietly() noexcept;
+    VORN_GW_COMMON_HIDDEN void removeQuietly() noexcept;
 
     std::filesystem::path path_;
 };

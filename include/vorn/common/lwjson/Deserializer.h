@@ -267,11 +267,15 @@ class VORN_GW_COMMON_EXPORT Deserializer {
 
     /// `extractValue` of this node under its own name.
     template <class T>
+    requires requires(T& out) { extractValue("", 0U, out, ""); }
     [[nodiscard]] T as() const {
         T result{};
         extractValue(value.data, value.size, result, name().c_str());
         return result;
     }
+    /// Of another type: does not compile.
+    template <class T>
+    T as() const = delete;  // no extractValue() takes a T
 
     /// True when `other` (the document found) has the structure and the raw value texts of this one
     /// (the document expected): "1" and "1.0" differ, the order of an object's members does not
@@ -287,8 +291,8 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     void compare(const Deserializer& other, const CompareContext& context) const;
 
   private:
-    class Comparison;
-    class Reader;
+    class VORN_GW_COMMON_HIDDEN Comparison;
+    class VORN_GW_COMMON_HIDDEN Reader;
 
     std::shared_ptr<std::string> textOwner_;
     String text_;
@@ -304,10 +308,11 @@ class VORN_GW_COMMON_EXPORT Deserializer {
     std::vector<Deserializer> members_;
     Options options_ = None;
 
-    Deserializer(const String& text, const String& name, const String& raw,
-                 Options options) noexcept;
-    void borrow(std::string_view json);
-    const char* parseValue(const char* begin, const char* end, unsigned depth);
+    VORN_GW_COMMON_HIDDEN Deserializer(const String& text, const String& name, const String& raw,
+                                       Options options) noexcept;
+    VORN_GW_COMMON_HIDDEN void borrow(std::string_view json);
+    VORN_GW_COMMON_HIDDEN const char* parseValue(const char* begin, const char* end,
+                                                 unsigned depth);
 };
 
 /// Combine flags and test for them.

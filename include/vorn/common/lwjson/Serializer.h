@@ -31,12 +31,15 @@ namespace vorn::common::lwjson {
 ///
 /// State x operation; "value" stands for `appendValue`, `appendValueAsString` and all `addValue`:
 ///
-///              appendKey, addNull   value       setNull   finalize
-///   empty      object               plain       plain     finalized as null
-///   plain      object               plain       plain     finalized
-///   object     object               object      plain     finalized, closed by '}'
-///   continued  object               continued   plain     finalized, closed by '}'
-///   finalized  throws               throws      throws    finalized, unchanged
+/// | State     | appendKey, addNull | value     | setNull | finalize                 |
+/// |-----------|--------------------|-----------|---------|--------------------------|
+/// | empty     | object             | plain     | plain   | finalized as null        |
+/// | plain     | object             | plain     | plain   | finalized                |
+/// | object    | object             | object    | plain   | finalized, closed by '}' |
+/// | continued | object             | continued | plain   | finalized, closed by '}' |
+/// | finalized | throws             | throws    | throws  | finalized, unchanged     |
+///
+/// @image html serializer.svg "The states"
 ///
 /// A text that is continued gets its missing ',' from the first key. What throws is
 /// `std::runtime_error` "Trying to append value on a finalized Serializer"; nothing is changed.
@@ -165,8 +168,8 @@ class VORN_GW_COMMON_EXPORT Serializer {
     [[nodiscard]] std::string& mutableJson() noexcept { return *output_; }
 
   private:
-    struct Layout;
-    class TreeCopy;
+    struct VORN_GW_COMMON_HIDDEN Layout;
+    class VORN_GW_COMMON_HIDDEN TreeCopy;
 
     std::shared_ptr<std::string> owned_;
     std::string* output_;
@@ -190,19 +193,21 @@ class VORN_GW_COMMON_EXPORT Serializer {
         }
     }
 
-    [[nodiscard]] unsigned indentedUp() const;
-    void indentDown();
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN unsigned indentedUp() const;
+    VORN_GW_COMMON_HIDDEN void indentDown();
     void appendIndentation();
-    void removeLast(char character);
-    void startOwnLine();
+    VORN_GW_COMMON_HIDDEN void removeLast(char character);
+    VORN_GW_COMMON_HIDDEN void startOwnLine();
 
     [[nodiscard]] bool beginArray(bool empty);
     void endArray(bool empty, bool wasInArray);
 
-    void append(std::string_view value);
+    VORN_GW_COMMON_HIDDEN void append(std::string_view value);
     template <class Integer>
-    void appendInteger(Integer value);
-    void appendNumber(double value, std::optional<unsigned char> fixedDecimals, int decimals);
+    VORN_GW_COMMON_HIDDEN void appendInteger(Integer value);
+    VORN_GW_COMMON_HIDDEN void appendNumber(double value,
+                                            std::optional<unsigned char> fixedDecimals,
+                                            int decimals);
 };
 
 template <class Element>

@@ -111,8 +111,8 @@ class VORN_GW_COMMON_EXPORT FileOutputStreamAccessor : public IOutputStreamAcces
     void commit() override;
 
   private:
-    [[nodiscard]] bool writeToTemporaryPath() const;
-    [[nodiscard]] bool writeInPlace(const std::string& path) const;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool writeToTemporaryPath() const;
+    [[nodiscard]] VORN_GW_COMMON_HIDDEN bool writeInPlace(const std::string& path) const;
 
     std::ostringstream buffer_;
     std::string path_;

@@ -83,7 +83,8 @@ class VORN_GW_COMMON_EXPORT StreamableHandler {
 
       private:
         friend class StreamableHandler;
-        LockedStreamable(std::unique_lock<std::mutex> lock, CachedStreamable& cache) noexcept;
+        VORN_GW_COMMON_HIDDEN LockedStreamable(std::unique_lock<std::mutex> lock,
+                                               CachedStreamable& cache) noexcept;
 
         std::unique_lock<std::mutex> lock_;
         CachedStreamable& cache_;
@@ -130,7 +131,7 @@ class VORN_GW_COMMON_EXPORT StreamableHandler {
     [[nodiscard]] LockedStreamable lock();
 
   private:
-    void bindNotifier();
+    VORN_GW_COMMON_HIDDEN void bindNotifier();
 
     std::mutex objectMutex_;
     std::unique_ptr<CachedStreamable> cache_;

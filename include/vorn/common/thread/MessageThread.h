@@ -79,7 +79,7 @@ class VORN_GW_COMMON_EXPORT MessageThread {
     void waitForTerminate();
 
   private:
-    void loop();
+    VORN_GW_COMMON_HIDDEN void loop();
 
     std::atomic<bool> started_ = false;
     std::thread thread_;

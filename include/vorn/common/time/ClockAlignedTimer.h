@@ -25,6 +25,8 @@ namespace vorn::common::time {
 /// it ran, or over which the clock was set forward, are skipped: the next call is at the first
 /// boundary after it returned. While the wall clock is set back nothing fires until it reaches the
 /// awaited boundary again.
+/// @image html timers.svg "The schedules of both timers"
+///
 /// Deliberate: a wall clock set forward is noticed at the monotonic deadline, when the boundary
 /// would have come without the change.
 ///

@@ -29,14 +29,16 @@ namespace vorn::common::time {
 /// Deliberate: periods missed while the callback ran are caught up by one call each, at once;
 /// ClockAlignedTimer skips them instead.
 ///
-/// | State      | start, restart, scheduleAt | stop      | reload          | deadline passes    |
-/// |------------|----------------------------|-----------|-----------------|--------------------|
-/// | disarmed   | armed                      | disarmed  | disarmed        | -                  |
-/// | armed      | armed, anew from now       | disarmed  | armed, from now | callback; one-shot |
-/// |            |                            |           |                 | disarmed before it |
-/// | terminated | no effect                  | no effect | no effect       | -                  |
+/// @image html timers.svg "The schedules of both timers"
 ///
-/// A terminated timer stays disarmed: isRunning() is false, also after start().
+/// | State      | start, restart, scheduleAt | stop      | reload          | deadline passes |
+/// |------------|----------------------------|-----------|-----------------|-----------------|
+/// | disarmed   | armed                      | disarmed  | disarmed        | -               |
+/// | armed      | armed, anew from now       | disarmed  | armed, from now | callback        |
+/// | terminated | no effect                  | no effect | no effect       | -               |
+///
+/// A one-shot timer is disarmed before its callback. A terminated timer stays disarmed: isRunning()
+/// is false, also after start().
 ///
 /// Threads: everything may be called from any thread, and start, stop, restart and scheduleAt from
 /// the callback too. The callback runs without the timer's mutex. It must not throw (that ends the

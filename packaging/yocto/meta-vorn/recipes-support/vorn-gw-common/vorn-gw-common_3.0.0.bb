@@ -17,7 +17,8 @@ S = "${WORKDIR}/git"
 
 inherit cmake pkgconfig ptest
 
-EXTRA_OECMAKE = "-DVORN_GW_COMMON_EXAMPLES=OFF -DVORN_GW_COMMON_INSTALL=ON \
+# Without a run path: the tests are installed as they were built.
+EXTRA_OECMAKE = "-DVORN_GW_COMMON_EXAMPLES=OFF -DVORN_GW_COMMON_INSTALL=ON -DCMAKE_SKIP_RPATH=ON \
     -DVORN_GW_COMMON_TESTS=${@bb.utils.contains('PTEST_ENABLED', '1', 'ON', 'OFF', d)}"
 DEPENDS += "${@bb.utils.contains('PTEST_ENABLED', '1', 'googletest', '', d)}"
 

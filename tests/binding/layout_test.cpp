@@ -1,43 +1,47 @@
 // SPDX-License-Identifier: MIT
-#include <cstring>
-
-#include <gtest/gtest.h>
-
 #include <vorn/common/BinderAdaptor.h>
 #include <vorn/common/BinderProxy.h>
 #include <vorn/common/BinderStubDb.h>
 #include <vorn/common/IdentificationStubDb.h>
 
-namespace {
+#include "helpers/layout.h"
 
 using namespace vorn::common;
+using communication::CommunicationStatus;
+using vorn::common::conv::Identification;
 
-/// The place of a virtual operation in its class's table, as the C++ ABI keeps it in a pointer to
-/// member: 0 and 1 are the destructor's.
-template <class Member>
-std::size_t slotOf(Member member) {
-    struct {
-        std::ptrdiff_t pointer;
-        std::ptrdiff_t adjustment;
-    } raw{};
-    static_assert(sizeof raw == sizeof member);
-    std::memcpy(&raw, &member, sizeof raw);
-#if defined(__arm__)
-    const auto offset = raw.pointer;
-#else
-    const auto offset = raw.pointer - 1;
-#endif
-    return static_cast<std::size_t>(offset) / sizeof(void*);
+template struct helpers::Fields<BinderClient, &BinderClient::uuid_, &BinderClient::interface_>;
+template struct helpers::Fields<
+    BinderProxy, &BinderProxy::uuid_, &BinderProxy::mutex_, &BinderProxy::serverUuid_,
+    &BinderProxy::boundUuid_, &BinderProxy::binding_, &BinderProxy::unbinding_,
+    &BinderProxy::terminated_, &BinderProxy::listener_, &BinderProxy::status_>;
+template struct helpers::Fields<BinderAdaptor, &BinderAdaptor::mutex_, &BinderAdaptor::terminated_,
+                                &BinderAdaptor::listener_, &BinderAdaptor::maxClients_,
+                                &BinderAdaptor::clients_>;
+template struct helpers::Fields<Identification, &Identification::uuid, &Identification::vendor,
+                                &Identification::model, &Identification::serial,
+                                &Identification::physicalName, &Identification::name,
+                                &Identification::interface, &Identification::version,
+                                &Identification::location, &Identification::contact>;
+template struct helpers::Fields<CommunicationStatus, &CommunicationStatus::state_,
+                                &CommunicationStatus::since_, &CommunicationStatus::reason_>;
+
+namespace {
+
+using helpers::slotOf;
+
+TEST(BindingLayout, FieldsStandInOrder) {
+    helpers::expectFieldsInOrder(5);
 }
 
-TEST(Slots, OfTheParties) {
+TEST(BindingLayout, SlotsOfTheParties) {
     EXPECT_EQ(slotOf(&Bindable::uuid), 2u);
     EXPECT_EQ(slotOf(&Bindable::interface), 3u);
     EXPECT_EQ(slotOf(&Binder::syncTime), 2u);
     EXPECT_EQ(slotOf(&Binder::terminate), 3u);
 }
 
-TEST(Slots, OfTheProxy) {
+TEST(BindingLayout, SlotsOfTheProxy) {
     EXPECT_EQ(slotOf(&BinderProxy::terminate), 3u);
     EXPECT_EQ(slotOf(&BinderProxy::sendBindRequest), 4u);
     EXPECT_EQ(slotOf(&BinderProxy::sendUnbindRequest), 5u);
@@ -50,7 +54,7 @@ TEST(Slots, OfTheProxy) {
     EXPECT_EQ(slotOf(&BinderProxy::Listener::onCommunicationStatus), 4u);
 }
 
-TEST(Slots, OfTheAdaptor) {
+TEST(BindingLayout, SlotsOfTheAdaptor) {
     EXPECT_EQ(slotOf(&BinderAdaptor::terminate), 3u);
     EXPECT_EQ(slotOf(&BinderAdaptor::registerListener), 4u);
     EXPECT_EQ(slotOf(&BinderAdaptor::dropClient), 5u);
@@ -60,7 +64,7 @@ TEST(Slots, OfTheAdaptor) {
     EXPECT_EQ(slotOf(&BinderAdaptor::Listener::onClientsListChange), 4u);
 }
 
-TEST(Slots, OfTheDatabases) {
+TEST(BindingLayout, SlotsOfTheDatabases) {
     EXPECT_EQ(slotOf(&Db::uuid), 2u);
     EXPECT_EQ(slotOf(&BinderDb::getClientsList), 3u);
     EXPECT_EQ(slotOf(&BinderDb::updateClientsList), 4u);
