@@ -41,7 +41,8 @@ void write(fuzz::Input input) {
     };
     while (!input.empty() && expected.size() < 300000) {
         const unsigned choice = input.byte();
-        switch (choice % 8) {
+        // Long texts are slow, and one of them in many inputs is enough.
+        switch (choice == 4 ? 8 : choice % 8) {
             case 0:
             case 1:
                 add(choice % 2 == 1, std::string(1, static_cast<char>(choice % 2)));
@@ -54,7 +55,7 @@ void write(fuzz::Input input) {
                 add(time, bytesOf(time.seconds()));
                 break;
             }
-            case 4: {
+            case 8: {
                 // Around the length at which the two bytes begin again.
                 const std::string text(65534 + input.byte() % 5, 'x');
                 add(text, bytesOf(static_cast<std::uint16_t>(text.size())) +
@@ -117,18 +118,20 @@ void read(const std::string& bytes) {
         } else {
             std::uint16_t length = 0;
             std::string expected = "before";
+            std::string partial = expected;
             fits = rest.size() >= 2;
             if (fits) {
                 std::memcpy(&length, rest.data(), 2);
                 rest.remove_prefix(2);
                 fits = rest.size() >= length;
                 expected = fits ? std::string(rest.substr(0, length)) : std::string(length, '\0');
+                // A stream hands over what it has before its end shows.
+                partial = std::string(rest.substr(0, length));
+                partial.resize(length);
                 rest.remove_prefix(fits ? length : 0);
             }
             both(std::string("before"), [&](const std::string& found, bool isVector) {
-                fuzz::same(expected.size(), found.size(), "length of the text");
-                // A stream hands over what it has before its end shows.
-                fuzz::require(found == expected || (!fits && !isVector), "text");
+                fuzz::require(found == (isVector ? expected : partial), "text");
             });
         }
         if (!fits) {

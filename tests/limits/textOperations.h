@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <ostream>
 #include <vector>
 
 namespace limits {
@@ -14,6 +15,8 @@ struct TextOperation {
     /// and swallows the errors of texts that are refused.
     std::function<std::function<void()>(std::size_t)> prepare;
     std::size_t smallest = 1U << 15U;  ///< takes some hundred microseconds at least
+
+    friend void PrintTo(const TextOperation& row, std::ostream* out) { *out << row.name; }
 };
 
 [[nodiscard]] std::vector<TextOperation> textOperations();

@@ -18,7 +18,8 @@ namespace vorn::common {
 ///     BinaryDeserializer(bytes) >> enabled >> name;
 ///
 /// A value that cannot be read throws and leaves its target as it was, except that a text whose
-/// length was read is left with that length and filled with NUL characters.
+/// length was read is left with that length: what a stream gave before its end, then NUL
+/// characters.
 ///
 /// Lifetime: the vector, stream or whatever the function refers to must outlive the deserializer.
 /// A copy of one that reads a vector goes on from the same place independently of the original; a
