@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "helpers/expect_throw.h"
 #include "ReferenceWriter.h"
+#include "helpers/expect_throw.h"
 #include "vorn/common/lwjson/Serializer.h"
 
 namespace {
