@@ -30,4 +30,6 @@ do_install_ptest() {
     install -m 0755 -t ${D}${PTEST_PATH}/tests/modules ${B}/tests/plugins/modules/*.so
 }
 
+# What gdb loads beside the library is for who develops.
+FILES:${PN}-dev += "${datadir}/gdb/auto-load"
 RDEPENDS:${PN}-ptest += "busybox libgcc"
