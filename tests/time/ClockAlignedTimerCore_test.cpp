@@ -39,7 +39,7 @@ TEST(ClockAlignedTimerCore, FiresOnBoundariesAndPassesThem) {
     EXPECT_TRUE(fixture.timer.isRunning());
     EXPECT_EQ(fixture.clock.waitingFor(), 500ms);
     ASSERT_TRUE(fixture.advance(500ms - 1ns));
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+    ASSERT_TRUE(fixture.clock.settledAfterWaking());
     EXPECT_EQ(fixture.fired(), Boundaries());
     ASSERT_TRUE(fixture.advance(1ns + 20ms));
     EXPECT_EQ(fixture.fired(), Boundaries{kMidnight + 11h});
@@ -132,7 +132,7 @@ TEST(ClockAlignedTimerCore, StopReloadAndSetPeriodChangeTheAwaitedBoundary) {
     EXPECT_FALSE(fixture.timer.isRunning());
     ASSERT_TRUE(fixture.started());
     fixture.setPeriod(4s);
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+    ASSERT_TRUE(fixture.clock.settledAfterWaking());
     EXPECT_EQ(fixture.clock.waitingFor(), 9s);
     ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
     EXPECT_EQ(fixture.clock.waitingFor(), 3s);

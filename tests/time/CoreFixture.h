@@ -64,7 +64,7 @@ class CoreFixture {
     template <class Action>
     [[nodiscard]] bool settledAfter(Action action) {
         action();
-        return clock.settledAfter([&] { clock.wakeSpuriously(); });
+        return clock.settledAfterWaking();
     }
     [[nodiscard]] bool started() {
         return settledAfter([&] { start(); });

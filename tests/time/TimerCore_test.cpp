@@ -40,7 +40,7 @@ TEST(TimerCore, FiresEveryPeriodAfterItsStart) {
     EXPECT_TRUE(fixture.timer.isRunning());
     EXPECT_EQ(fixture.clock.waitingFor(), 1000ms);
     ASSERT_TRUE(fixture.advance(1000ms - 1ns));
-    ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+    ASSERT_TRUE(fixture.clock.settledAfterWaking());
     EXPECT_EQ(fixture.calls, 0);
     ASSERT_TRUE(fixture.advance(1ns));
     EXPECT_EQ(fixture.calls, 1);
@@ -135,7 +135,7 @@ TEST(TimerCore, SetPeriodStoresAtLeastTheMinimumAndDoesNotRearm) {
         Fixture fixture(1000ms);
         ASSERT_TRUE(fixture.started());
         fixture.setPeriod(row.given);
-        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+        ASSERT_TRUE(fixture.clock.settledAfterWaking());
         EXPECT_EQ(fixture.clock.waitingFor(), 1000ms);
         ASSERT_TRUE(fixture.settledAfter([&] { fixture.reload(); }));
         EXPECT_EQ(fixture.clock.waitingFor(), row.stored);
@@ -190,7 +190,7 @@ TEST(TimerCore, DoesNotFireOnASpuriousWakeUp) {
     Fixture fixture(1000ms);
     ASSERT_TRUE(fixture.started());
     for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(fixture.clock.settledAfter([&] { fixture.clock.wakeSpuriously(); }));
+        ASSERT_TRUE(fixture.clock.settledAfterWaking());
     }
     EXPECT_EQ(fixture.calls, 0);
     EXPECT_EQ(fixture.clock.waitingFor(), 1000ms);

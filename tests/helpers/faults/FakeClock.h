@@ -44,6 +44,7 @@ class FakeClock final : public vorn::common::internal::Clock {
                 return;
             }
             ++waits_;
+            sleptSince_ = wakeUps_;
         }
         // The test moves the time under the timer's mutex, so that this wait sees the notification.
         changed.wait(timerLock);
@@ -64,9 +65,6 @@ class FakeClock final : public vorn::common::internal::Clock {
         steady_ += duration;
         wall_ += duration;
     }
-
-    /// Wakes the waiting thread without a reason.
-    void wakeSpuriously() { static_cast<void>(move({}, true)); }
 
     /// Calls that at every reading of the wall clock; it may change what is read.
     void onWallReading(std::function<void(System&)> action) {
@@ -93,10 +91,21 @@ class FakeClock final : public vorn::common::internal::Clock {
         return helpers::waitUntil([&] { return waits() > before; });
     }
 
+    /// Wakes the timer's thread without a reason and waits until it sleeps again, also when it is
+    /// on its way through another wake-up: counting its waits could then be content with the wait
+    /// that comes before the one for this wake-up, and the test would run ahead of the thread.
+    [[nodiscard]] bool settledAfterWaking() {
+        const int wakeUp = move({}, true).wakeUp;
+        return helpers::waitUntil([&] {
+            const std::lock_guard lock(mutex_);
+            return sleptSince_ >= wakeUp;
+        });
+    }
+
     /// Moves both clocks and, when that wakes the timer's thread, waits until it sleeps again.
     [[nodiscard]] bool settledAfterAdvancing(std::chrono::nanoseconds duration) {
         const int before = waits();
-        return !move(duration, false) || helpers::waitUntil([&] { return waits() > before; });
+        return !move(duration, false).wakes || helpers::waitUntil([&] { return waits() > before; });
     }
 
     /// How often the timer's thread has gone to sleep.
@@ -106,8 +115,12 @@ class FakeClock final : public vorn::common::internal::Clock {
     }
 
   private:
-    /// Whether it woke the thread.
-    bool move(std::chrono::nanoseconds duration, bool wakeAnyway) {
+    struct Moved {
+        bool wakes;
+        int wakeUp;  // its number
+    };
+
+    Moved move(std::chrono::nanoseconds duration, bool wakeAnyway) {
         std::condition_variable* changed = nullptr;
         std::mutex* timerMutex = nullptr;
         {
@@ -122,9 +135,10 @@ class FakeClock final : public vorn::common::internal::Clock {
         wall_ += duration;
         const bool wakes = wakeAnyway || steady_ >= deadline_;
         if (wakes) {
+            ++wakeUps_;
             changed->notify_all();
         }
-        return wakes;
+        return {wakes, wakeUps_};
     }
 
     std::mutex mutex_;
@@ -132,6 +146,8 @@ class FakeClock final : public vorn::common::internal::Clock {
     System wall_;
     Steady deadline_;
     int waits_ = 0;  // those that slept
+    int wakeUps_ = 0;
+    int sleptSince_ = 0;  // the latest wake-up when the thread last went to sleep
     std::function<void(System&)> onWallReading_;
     std::condition_variable* changed_ = nullptr;
     std::mutex* timerMutex_ = nullptr;
