@@ -13,7 +13,7 @@ if(DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
     set(VORN_GW_COMMON_TESTS OFF)
 endif()
 set(VORN_GW_COMMON_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize= (empty: none)")
-set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} ladders limits kernels test-support debugging
+set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} ladders limits kernels schedules test-support debugging
     CACHE STRING "The folders below tests/ to build (the thread sanitizer needs not all of them)")
 
 # Object files are shared between the build trees of all presets where the compiler calls agree.

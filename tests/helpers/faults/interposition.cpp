@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "helpers/faults/interposition.h"
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
@@ -12,39 +11,14 @@
 #include <sys/wait.h>
 #include <time.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <type_traits>
 
+#include "helpers/faults/Next.h"
+
 namespace faults::interposition {
 namespace {
-
-/// The definition that the program would use without this one. Looked up before main where
-/// possible: a child of a process with threads had better not.
-template <class Function>
-class Next {
-  public:
-    constexpr explicit Next(const char* name) : name_(name) {}
-
-    Function* resolve() {
-        auto* function = function_.load(std::memory_order_relaxed);
-        if (function == nullptr) {
-            function = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name_));
-            function_.store(function, std::memory_order_relaxed);
-        }
-        return function;
-    }
-
-    template <class... Arguments>
-    auto operator()(Arguments... arguments) {
-        return resolve()(arguments...);
-    }
-
-  private:
-    const char* name_;
-    std::atomic<Function*> function_{nullptr};
-};
 
 template <class Result>
 Result answer(long value) {

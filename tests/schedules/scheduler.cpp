@@ -1,0 +1,452 @@
+// SPDX-License-Identifier: MIT
+#include "schedules/scheduler.h"
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include "schedules/calls.h"
+
+namespace schedules {
+namespace {
+
+constexpr std::size_t kMostSteps = 50'000;
+constexpr int kRounds = 2;
+constexpr std::int64_t kBeginning = 1'000'000'000'000'000'000;
+
+constinit thread_local Worker* own = nullptr;
+
+/// While it lives this thread, and those that it makes, have one processor: to hand the turn over
+/// takes a tenth of the time then.
+class OneProcessor {
+  public:
+    OneProcessor() {
+        ::sched_getaffinity(0, sizeof(before_), &before_);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(::sched_getcpu(), &one);
+        ::sched_setaffinity(0, sizeof(one), &one);
+    }
+    ~OneProcessor() { ::sched_setaffinity(0, sizeof(before_), &before_); }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+
+  private:
+    cpu_set_t before_{};
+};
+
+void waitForTurn(sem_t& turn) {
+    while (::sem_wait(&turn) != 0) {
+    }
+}
+
+}  // namespace
+
+Worker* Scheduler::self() {
+    return own;
+}
+
+Scheduler& Scheduler::instance() {
+    // Never destroyed: threads of a case that failed refer to it.
+    static auto* const scheduler = new Scheduler;
+    return *scheduler;
+}
+
+Result Scheduler::explore(const std::function<void()>& body, Options options) {
+    const OneProcessor pinned;
+    options_ = options;
+    failure_.clear();
+    ::sem_init(&ended_, 0, 0);
+    Result result;
+    if (const char* const schedule = std::getenv("VORN_TESTS_SCHEDULE")) {
+        bound_ = options.preemptions;
+        follow(schedule);
+        runOnce(body);
+        result.schedules = 1;
+    } else if (options.walks > 0) {
+        for (; result.schedules < options.walks && failure_.empty(); ++result.schedules) {
+            trail_.clear();
+            random_.seed(static_cast<unsigned>(result.schedules) + 1);
+            runOnce(body);
+        }
+    } else {
+        for (bound_ = 0; bound_ <= options.preemptions && failure_.empty(); ++bound_) {
+            trail_.clear();
+            result.schedules = 0;
+            do {
+                runOnce(body);
+                ++result.schedules;
+            } while (failure_.empty() && advance());
+        }
+    }
+    result.failure = failure_;
+    if (!failure_.empty()) {
+        workers_.clear();  // they stay where they are
+    }
+    return result;
+}
+
+void Scheduler::runOnce(const std::function<void()>& body) {
+    position_ = 0;
+    preemptions_ = 0;
+    threads_ = 0;
+    now_ = kBeginning;
+    owners_.clear();
+    steps_.clear();
+    forbidden_ = nullptr;
+    ::sem_post(&start(body).turn);
+    waitForTurn(ended_);
+}
+
+/// Prepares the next schedule: the last decision that has another option takes it.
+bool Scheduler::advance() {
+    while (!trail_.empty() && trail_.back().taken + 1 == trail_.back().options) {
+        trail_.pop_back();
+    }
+    if (trail_.empty()) {
+        return false;
+    }
+    ++trail_.back().taken;
+    return true;
+}
+
+int Scheduler::choose(std::size_t options) {
+    if (options < 2) {
+        return 0;
+    }
+    const int count = static_cast<int>(options);
+    if (position_ == trail_.size()) {
+        // A walk mostly stays with the first, which usually is the thread that runs.
+        const bool strays = options_.walks > 0 && random_() % 4 == 0;
+        trail_.push_back({strays ? static_cast<int>(random_() % options) : 0, count});
+    }
+    Decision& decision = trail_[position_++];
+    if (decision.options == 0) {
+        decision.options = count;  // from a text
+    }
+    if (decision.options != count || decision.taken >= count) {
+        fail("the case does not repeat itself");
+    }
+    return decision.taken;
+}
+
+/// Who may have the turn, the usual one first; what each costs.
+std::vector<Scheduler::Candidate> Scheduler::candidates(Worker& current, bool yields) const {
+    std::vector<Candidate> found;
+    const bool goesOn = current.state == Worker::State::Ready;
+    const int spare = options_.walks > 0 ? 1 : bound_ - preemptions_;
+    if (goesOn && !yields) {
+        found.push_back({&current, 0});
+    }
+    const int cost = goesOn && !yields ? 1 : 0;
+    for (std::size_t i = 0; i < threads_; ++i) {
+        if (workers_[i] != &current && workers_[i]->state == Worker::State::Ready &&
+            cost <= spare) {
+            found.push_back({workers_[i], cost});
+        }
+    }
+    if (goesOn && yields) {
+        found.push_back({&current, 0});
+    }
+    std::vector<Candidate> late;
+    for (std::size_t i = 0; i < threads_; ++i) {
+        if (workers_[i]->state == Worker::State::Waiting && workers_[i]->limit != kNever) {
+            late.push_back({workers_[i], 1});
+        }
+    }
+    std::stable_sort(late.begin(), late.end(), [](const auto& left, const auto& right) {
+        return left.worker->limit < right.worker->limit;
+    });
+    for (auto& candidate : late) {
+        if (found.empty()) {
+            candidate.cost = 0;
+        }
+        if (candidate.cost <= spare) {
+            found.push_back(candidate);
+        }
+    }
+    return found;
+}
+
+/// Ends all waits that have no longer limits.
+void Scheduler::passTime(std::int64_t until) {
+    now_ = std::max(now_, until);
+    for (std::size_t i = 0; i < threads_; ++i) {
+        Worker& worker = *workers_[i];
+        if (worker.state == Worker::State::Waiting && worker.limit <= now_) {
+            worker.state = Worker::State::Ready;
+            worker.timedOut = true;
+        }
+    }
+}
+
+/// Decides who goes on, and returns when this thread has the turn again, or at once when it ended.
+void Scheduler::next(Worker& current, bool yields) {
+    if (steps_.size() == kMostSteps) {
+        fail("it does not end");
+    }
+    const auto options = candidates(current, yields);
+    if (options.empty()) {
+        if (std::any_of(workers_.begin(), workers_.begin() + static_cast<long>(threads_),
+                        [](const auto* worker) { return worker->state != Worker::State::Ended; })) {
+            fail("nobody can run any more");
+        }
+        ::sem_post(&ended_);
+        return;
+    }
+    const Candidate chosen = options[static_cast<std::size_t>(choose(options.size()))];
+    preemptions_ += chosen.cost;
+    Worker& worker = *chosen.worker;
+    if (worker.state == Worker::State::Waiting) {
+        passTime(worker.limit);
+    }
+    steps_.push_back({worker.index, worker.action, worker.object});
+    if (&worker == &current) {
+        return;
+    }
+    worker.rounds.clear();
+    const bool ended = current.state == Worker::State::Ended;
+    ::sem_post(&worker.turn);
+    if (!ended) {
+        waitForTurn(current.turn);
+    }
+}
+
+void Scheduler::decide(const char* action, const void* object) {
+    own->action = action;
+    own->object = object;
+    touch(object, 1);
+    next(*own);
+    // Others may have run meanwhile.
+    touch(object, 1);
+}
+
+void Scheduler::decideUnlessSpinning(const char* action, const void* object, const void* place) {
+    if (++own->rounds[{place, object}] <= kRounds) {
+        decide(action, object);
+    }
+}
+
+void Scheduler::yield() {
+    own->action = "yield";
+    own->object = nullptr;
+    next(*own, true);
+}
+
+bool Scheduler::wait(const char* action, const void* object, std::int64_t limit) {
+    own->action = action;
+    own->object = object;
+    own->limit = limit;
+    own->timedOut = limit <= now_;
+    own->state = own->timedOut ? Worker::State::Ready : Worker::State::Waiting;
+    next(*own);
+    return !own->timedOut;
+}
+
+void Scheduler::wake(const void* object) {
+    for (std::size_t i = 0; i < threads_; ++i) {
+        if (workers_[i]->state == Worker::State::Waiting && workers_[i]->object == object) {
+            workers_[i]->state = Worker::State::Ready;
+        }
+    }
+}
+
+void Scheduler::wakeOne(const void* object) {
+    std::vector<Worker*> waiting;
+    std::copy_if(workers_.begin(), workers_.begin() + static_cast<long>(threads_),
+                 std::back_inserter(waiting), [&](const auto* worker) {
+                     return worker->state == Worker::State::Waiting && worker->object == object;
+                 });
+    if (!waiting.empty()) {
+        waiting[static_cast<std::size_t>(choose(waiting.size()))]->state = Worker::State::Ready;
+    }
+}
+
+bool Scheduler::isWaitedFor(const void* object) const {
+    return std::any_of(workers_.begin(), workers_.begin() + static_cast<long>(threads_),
+                       [&](const auto* worker) {
+                           return worker->state == Worker::State::Waiting &&
+                                  worker->object == object;
+                       });
+}
+
+void Scheduler::touch(const void* address, std::size_t size) {
+    const auto* const begin = static_cast<const std::byte*>(address);
+    if (forbidden_ != nullptr && begin < forbidden_ + forbiddenSize_ && forbidden_ < begin + size) {
+        fail("what was destroyed is used");
+    }
+}
+
+void Scheduler::forbid(const void* memory, std::size_t size) {
+    forbidden_ = static_cast<const std::byte*>(memory);
+    forbiddenSize_ = size;
+}
+
+void Scheduler::fail(const std::string& what) {
+    forbidden_ = nullptr;
+    failure_ = what + story() + "\nVORN_TESTS_SCHEDULE='" + schedule() + "'";
+    ::sem_post(&ended_);
+    // Without unwinding, which would run the case's own code.
+    for (;;) {
+        ::pause();
+    }
+}
+
+void Scheduler::lock(const void* mutex) {
+    decide("lock", mutex);
+    while (!owners_.try_emplace(mutex, own).second) {
+        static_cast<void>(wait("lock", mutex));
+    }
+}
+
+bool Scheduler::tryLock(const void* mutex) {
+    return owners_.try_emplace(mutex, own).second;
+}
+
+void Scheduler::unlock(const void* mutex) {
+    const auto owner = owners_.find(mutex);
+    if (owner == owners_.end() || owner->second != own) {
+        fail("a mutex is released by a thread that does not hold it");
+    }
+    owners_.erase(owner);
+    wake(mutex);
+}
+
+Worker& Scheduler::start(std::function<void()> job) {
+    if (threads_ == workers_.size()) {
+        auto* const worker = new Worker;  // may have to stay
+        worker->index = static_cast<int>(threads_);
+        ::sem_init(&worker->turn, 0, 0);
+        workers_.push_back(worker);
+        pthread_t thread{};
+        if (realThread(&thread, &Scheduler::work, worker) != 0) {
+            std::abort();
+        }
+    }
+    Worker& worker = *workers_[threads_++];
+    worker.job = std::move(job);
+    worker.state = Worker::State::Ready;
+    worker.action = "start";
+    worker.object = nullptr;
+    return worker;
+}
+
+void* Scheduler::work(void* argument) {
+    own = static_cast<Worker*>(argument);
+    for (;;) {
+        waitForTurn(own->turn);
+        own->job();
+        own->action = "end";
+        own->object = nullptr;
+        own->state = Worker::State::Ended;
+        instance().wake(own);
+        instance().next(*own);
+    }
+}
+
+Worker& Scheduler::byNumber(pthread_t number) {
+    for (std::size_t i = 0; i < threads_; ++i) {
+        if (numberOf(*workers_[i]) == number) {
+            return *workers_[i];
+        }
+    }
+    fail("no such thread");
+}
+
+/// Like the address of a control block, for the same numbers in every run.
+pthread_t Scheduler::numberOf(const Worker& worker) const {
+    constexpr unsigned kPageBits = 12;
+    constexpr unsigned kSlotBits = 3;
+    return (static_cast<pthread_t>(worker.index) + 1)
+           << (options_.oneHome ? kPageBits + kSlotBits : kPageBits);
+}
+
+/// The decisions that were not the usual one: "7:1 12:2" takes the second option at the eighth
+/// decision and the third at the thirteenth.
+std::string Scheduler::schedule() const {
+    std::ostringstream text;
+    for (std::size_t i = 0; i < std::min(position_, trail_.size()); ++i) {
+        if (trail_[i].taken != 0) {
+            text << (text.tellp() > 0 ? " " : "") << i << ':' << trail_[i].taken;
+        }
+    }
+    return text.str();
+}
+
+void Scheduler::follow(const char* schedule) {
+    trail_.clear();
+    std::istringstream text(schedule);
+    std::size_t place = 0;
+    char colon = 0;
+    int taken = 0;
+    while (text >> place >> colon >> taken) {
+        trail_.resize(place, {0, 0});
+        trail_.push_back({taken, 0});
+    }
+}
+
+/// Who went on where, and what everybody is at.
+std::string Scheduler::story() const {
+    std::ostringstream text;
+    const auto tell = [&](int thread, const char* action, const void* object) {
+        text << "\n  thread " << thread << ": " << action;
+        if (object != nullptr) {
+            text << ' ' << object;
+        }
+    };
+    int last = -1;
+    std::size_t begin = steps_.size();
+    for (int switches = 0; begin > 0 && switches < 20; --begin) {
+        switches += begin < steps_.size() && steps_[begin].thread != steps_[begin - 1].thread;
+    }
+    for (std::size_t i = begin; i < steps_.size(); ++i) {
+        if (steps_[i].thread != last) {
+            tell(steps_[i].thread, steps_[i].action, steps_[i].object);
+            text << " and on";
+        }
+        last = steps_[i].thread;
+    }
+    text << "\nat the end";
+    for (std::size_t i = 0; i < threads_; ++i) {
+        const auto& worker = *workers_[i];
+        tell(worker.index, worker.action, worker.object);
+        text << (worker.state == Worker::State::Waiting ? " (waits)" : "");
+    }
+    return text.str();
+}
+
+Result explore(const std::function<void()>& body, Options options) {
+    return Scheduler::instance().explore(body, options);
+}
+
+void require(bool holds, const char* what) {
+    if (!holds) {
+        Scheduler::instance().fail(what);
+    }
+}
+
+void forbid(const void* memory, std::size_t size) {
+    Scheduler::instance().forbid(memory, size);
+}
+
+bool isExplored() {
+    return own != nullptr;
+}
+
+void decide(const char* action, const void* object) {
+    Scheduler::instance().decide(action, object);
+}
+
+bool waitFor(const char* action, const void* object, std::chrono::nanoseconds limit) {
+    auto& scheduler = Scheduler::instance();
+    return scheduler.wait(action, object, scheduler.now() + limit.count());
+}
+
+void wake(const void* object) {
+    Scheduler::instance().wake(object);
+}
+
+}  // namespace schedules
