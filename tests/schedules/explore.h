@@ -25,7 +25,8 @@
 /// then those with one, and so on, so that what is found has as few as possible.
 ///
 /// The clocks stand still until nobody can run: then they move to the end of the first sleep or wait
-/// with a time limit. That they move earlier, or farther, counts as a preemption.
+/// with a time limit. That they do so earlier counts as a preemption, and is tried up to a minute
+/// ahead: whoever waits for longer is to be woken.
 ///
 /// A case fails when nobody can ever run again (a deadlock or a lost wake-up: who waits for what is
 /// told), when it does not end, when require() or forbid() says so, and when a condition is destroyed
@@ -40,8 +41,7 @@ namespace schedules {
 
 struct Options {
     int preemptions = 2;
-    int walks = 0;         ///< when above 0: so many random schedules instead, with any preemptions
-    bool oneHome = false;  ///< thread numbers that RecursiveSharedMutex sends to one slot
+    int walks = 0;  ///< when above 0: so many random schedules instead, with any preemptions
 };
 
 struct Result {

@@ -156,7 +156,7 @@ TEST(Explorer, LetsTimeEndAWaitBeforeItsNotification) {
             { const std::lock_guard changing(mutex); }
             changed.notify_one();
         });
-        ends.insert(changed.wait_for(lock, std::chrono::hours(1)));
+        ends.insert(changed.wait_for(lock, std::chrono::seconds(1)));
         lock.unlock();
         thread.join();
     });
@@ -191,7 +191,7 @@ TEST(Explorer, FindsAConditionDestroyedUnderItsWaiter) {
         auto condition = std::make_unique<std::condition_variable>();
         std::thread thread([&, changed = condition.get()] {
             std::unique_lock lock(mutex);
-            changed->wait_for(lock, std::chrono::hours(1));
+            changed->wait_for(lock, std::chrono::seconds(1));
         });
         condition.reset();
         thread.join();

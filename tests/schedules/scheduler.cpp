@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t kMostSteps = 50'000;
 constexpr int kRounds = 2;
+constexpr std::int64_t kLongestDelay = 60'000'000'000;
 constexpr std::int64_t kBeginning = 1'000'000'000'000'000'000;
 
 constinit thread_local Worker* own = nullptr;
@@ -148,24 +149,21 @@ std::vector<Scheduler::Candidate> Scheduler::candidates(Worker& current, bool yi
             found.push_back({workers_[i], cost});
         }
     }
-    if (goesOn && yields) {
-        found.push_back({&current, 0});
+    if (const int stays = found.empty() ? 0 : 1; goesOn && yields && stays <= spare) {
+        found.push_back({&current, stays});
     }
-    std::vector<Candidate> late;
+    // Time passes to the end of the first wait, and no farther. While others can run it is they who
+    // are slow, but not by hours: the wait for those would hide that nobody wakes it.
+    std::int64_t first = found.empty() ? kNever - 1 : now_ + kLongestDelay;
     for (std::size_t i = 0; i < threads_; ++i) {
-        if (workers_[i]->state == Worker::State::Waiting && workers_[i]->limit != kNever) {
-            late.push_back({workers_[i], 1});
+        if (workers_[i]->state == Worker::State::Waiting) {
+            first = std::min(first, workers_[i]->limit);
         }
     }
-    std::stable_sort(late.begin(), late.end(), [](const auto& left, const auto& right) {
-        return left.worker->limit < right.worker->limit;
-    });
-    for (auto& candidate : late) {
-        if (found.empty()) {
-            candidate.cost = 0;
-        }
-        if (candidate.cost <= spare) {
-            found.push_back(candidate);
+    const int late = found.empty() ? 0 : 1;
+    for (std::size_t i = 0; i < threads_ && late <= spare; ++i) {
+        if (workers_[i]->state == Worker::State::Waiting && workers_[i]->limit == first) {
+            found.push_back({workers_[i], late});
         }
     }
     return found;
@@ -329,6 +327,7 @@ Worker& Scheduler::start(std::function<void()> job) {
     Worker& worker = *workers_[threads_++];
     worker.job = std::move(job);
     worker.state = Worker::State::Ready;
+    worker.rounds.clear();
     worker.action = "start";
     worker.object = nullptr;
     return worker;
@@ -356,12 +355,11 @@ Worker& Scheduler::byNumber(pthread_t number) {
     fail("no such thread");
 }
 
-/// Like the address of a control block, for the same numbers in every run.
+/// Like the address of a control block, the same in every run. Two threads each have the same bits
+/// where RecursiveSharedMutex chooses a slot by them.
 pthread_t Scheduler::numberOf(const Worker& worker) const {
-    constexpr unsigned kPageBits = 12;
-    constexpr unsigned kSlotBits = 3;
-    return (static_cast<pthread_t>(worker.index) + 1)
-           << (options_.oneHome ? kPageBits + kSlotBits : kPageBits);
+    const auto index = static_cast<pthread_t>(worker.index);
+    return (index + 1) << 15U | (index / 2 % 8) << 12U;
 }
 
 /// The decisions that were not the usual one: "7:1 12:2" takes the second option at the eighth
