@@ -98,8 +98,9 @@ TEST(MessageThreadSchedules, WhoWaitedBeforeTheEndMayDestroyItBeforeTerminateRet
             alignas(MessageThread) std::byte place[sizeof(MessageThread)];
             auto* const thread = new (place) MessageThread([](const Message&) {});
             thread->start();
+            // Which the thread may take after the flag is down, and end.
+            thread->sendMessage(Message(0, 1));
             std::thread other([&] { thread->terminate(); });
-            // Without a lock, which would order the two calls: this one only looks.
             while (thread->isStarted()) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Tasks are run once each or discarded, whoever waits is told, and nobody touches a pool that is gone.
+// Tasks are run once each or discarded, whoever waits is told, and nobody touches a pool that is
+// gone.
 
 #include <condition_variable>
 #include <cstddef>
@@ -56,7 +57,7 @@ TEST(ThreadPoolSchedules, TwoWorkersRunTwoTasksAtOnce) {
             waitUntilIdle(pool);
             require(here == 2, "the tasks have not met");
         },
-        {.preemptions = 1});
+        {.preemptions = 0});
 }
 
 TEST(ThreadPoolSchedules, TheDestructorRunsOrDiscardsWhatIsQueued) {
@@ -122,24 +123,67 @@ TEST(ThreadPoolSchedules, ATaskThatWaitsForAFreeWorkerIsToldByTheDestructor) {
         {.preemptions = 1});
 }
 
+/// Set once, and waited for.
+class Event {
+  public:
+    void set() {
+        const std::lock_guard lock(mutex_);
+        isSet_ = true;
+        changed_.notify_all();
+    }
+    void wait() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return isSet_; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isSet_ = false;
+};
+
+TEST(ThreadPoolSchedules, WhoWaitsForABusyPoolIsToldByTheFirstOfTwoTasks) {
+    expectNoFailure([] {
+        Event seen;
+        ThreadPool pool(1);
+        std::thread other([&] {
+            pool._emplaceTask([&] { seen.wait(); });
+            pool._emplaceTask([] {});
+        });
+        {
+            std::unique_lock lock(pool.mutex());
+            pool.stateChanged().wait(lock, [&] { return pool._isBusy(lock); });
+        }
+        seen.set();
+        other.join();
+    });
+}
+
+TEST(ThreadPoolSchedules, WhoWaitsForAFreeWorkerIsToldWhenABusyOneTakesTheLastTask) {
+    expectNoFailure(
+        [] {
+            Event seen;
+            ThreadPool pool(2);
+            pool._emplaceTask([] {});
+            pool._emplaceTask([&] { seen.wait(); });
+            {
+                std::unique_lock lock(pool.mutex());
+                pool.stateChanged().wait(lock, [&] { return pool._hasFreeWorker(lock); });
+            }
+            seen.set();
+        },
+        {.preemptions = 1});
+}
+
 TEST(ThreadPoolSchedules, ATaskMayLetThePoolBeDestroyedBeforeItsSubmitterReturns) {
     expectNoFailure([] {
         alignas(ThreadPool) std::byte place[sizeof(ThreadPool)];
         auto* const pool = new (place) ThreadPool(1);
-        std::mutex mutex;
-        std::condition_variable changed;
-        bool ran = false;
-        std::thread submitter([&] {
-            pool->_emplaceTask([&] {
-                const std::lock_guard lock(mutex);
-                ran = true;
-                changed.notify_all();
-            });
-        });
-        {
-            std::unique_lock lock(mutex);
-            changed.wait(lock, [&] { return ran; });
-        }
+        // Its notification may still be on the way to the worker, which then takes both tasks.
+        pool->_emplaceTask([] {});
+        Event ran;
+        std::thread submitter([&] { pool->_emplaceTask([&] { ran.set(); }); });
+        ran.wait();
         pool->~ThreadPool();
         schedules::forbid(place, sizeof(place));
         submitter.join();

@@ -23,8 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 /// A timer that counts its calls.
 struct Counted {
-    explicit Counted(std::chrono::milliseconds period,
-                     Recurrence recurrence = Recurrence::OneShot)
+    explicit Counted(std::chrono::milliseconds period, Recurrence recurrence = Recurrence::OneShot)
         : timer([this] { call(); }, period, recurrence) {}
     ~Counted() {
         timer.terminate();
@@ -98,8 +97,14 @@ TEST(TimerThreadSchedules, AStoppedTimerIsSilentAndStartsAgain) {
     expectNoFailure([] {
         Counted counted(1s);
         counted.start();
-        std::thread other([&] { counted.stop(); });
+        bool inTime = false;
+        std::thread other([&] {
+            counted.stop();
+            inTime = Clock::now() < counted.begin + 1s;
+        });
         other.join();
+        std::this_thread::sleep_for(10s);
+        require(!inTime || counted.calls == 0, "a stopped timer calls");
         const int before = counted.calls;
         counted.start();
         counted.waitForCalls(before + 1);

@@ -11,7 +11,8 @@
 
 namespace schedules {
 
-/// Walks through the case with random decisions, always the same; in the long form 50 times as often.
+/// Walks through the case with random decisions, always the same; in the long form 50 times as
+/// often.
 inline void expectNoFailureAtRandom(const std::function<void()>& body, int walks,
                                     Options options = {}) {
     options.walks = walks * (helpers::longForm() ? 50 : 1);

@@ -20,23 +20,23 @@
 /// One thread of the case runs at a time. Before each of these the explorer decides who goes on:
 /// mutexes, conditions, futexes, the start and the join of a thread, yields and sleeps, and every
 /// atomic operation of what is compiled into this program (the compiler calls a thread sanitizer's
-/// functions there, and those are defined here). It goes through the decisions depth first. A switch
-/// away from a thread that could go on is a preemption; first all schedules without one are taken,
-/// then those with one, and so on, so that what is found has as few as possible.
+/// functions there, and those are defined here). It goes through the decisions depth first. A
+/// switch away from a thread that could go on is a preemption; first all schedules without one are
+/// taken, then those with one, and so on, so that what is found has as few as possible.
 ///
-/// The clocks stand still until nobody can run: then they move to the end of the first sleep or wait
-/// with a time limit. That they do so earlier counts as a preemption, and is tried up to a minute
-/// ahead: whoever waits for longer is to be woken.
+/// The clocks stand still until nobody can run: then they move to the end of the first sleep or
+/// wait with a time limit. That they do so earlier counts as a preemption, and is tried up to a
+/// minute ahead: whoever waits for longer is to be woken.
 ///
 /// A case fails when nobody can ever run again (a deadlock or a lost wake-up: who waits for what is
-/// told), when it does not end, when require() or forbid() says so, and when a condition is destroyed
-/// or a mutex released against its rules. The failure ends with the schedule; VORN_TESTS_SCHEDULE set
-/// to that text runs it alone.
+/// told), when it does not end, when require() says so, when memory is used that was released or is
+/// forbidden, and when a mutex, a condition or a thread is used against its rules. The failure ends
+/// with the schedule; VORN_TESTS_SCHEDULE set to that text runs it alone.
 ///
-/// Not explored: more preemptions than that; orders of plain accesses and of weakly ordered atomics,
-/// which all are sequentially consistent here (the thread sanitizer sees those); wake-ups without a
-/// reason; what is linked from the library's archive (a Child, an identifier); and of a thread that
-/// turns on an atomic with nobody else running the third round and those after it.
+/// Not explored: more preemptions than that; orders of plain accesses and of weakly ordered
+/// atomics, which all are sequentially consistent here (the thread sanitizer sees those); wake-ups
+/// without a reason; what is linked from the library's archive (a Child, an identifier); and of a
+/// thread that turns on an atomic with nobody else running the third round and those after it.
 namespace schedules {
 
 struct Options {
@@ -60,8 +60,8 @@ void require(bool holds, const char* what);
 void forbid(const void* memory, std::size_t size);
 
 /// What stands in for calls that wait in the system uses these. They concern the threads of a case:
-/// whether the caller is one, a decision who goes on, a wait for wake() or (false) for its time, and
-/// the end of all waits for an object.
+/// whether the caller is one, a decision who goes on, a wait for wake() or (false) for its time,
+/// and the end of all waits for an object.
 /// @{
 [[nodiscard]] bool isExplored();
 void decide(const char* action, const void* object);

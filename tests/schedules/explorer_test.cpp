@@ -2,6 +2,8 @@
 
 // What the explorer finds when it is there, and that it does not find what is not.
 
+#include <pthread.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -10,9 +12,11 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +28,13 @@ namespace {
 using schedules::explore;
 using testing::HasSubstr;
 
-enum class Fault { None, NotifiesBeforeTheChange, DoesNotNotify, ChangesWithoutTheMutex, OneForTwo };
+enum class Fault {
+    None,
+    NotifiesBeforeTheChange,
+    DoesNotNotify,
+    ChangesWithoutTheMutex,
+    OneForTwo
+};
 
 /// Takers wait until there is something.
 template <Fault fault>
@@ -185,11 +195,34 @@ TEST(Explorer, FindsTheUseOfWhatIsDestroyed) {
     EXPECT_THAT(result.failure, HasSubstr("what was destroyed is used"));
 }
 
+TEST(Explorer, FindsTheUseOfWhatIsReleased) {
+    const auto result = explore([] {
+        auto number = std::make_unique<int>(1);
+        std::thread thread([late = number.get()] {
+            std::this_thread::yield();
+            *late = 2;
+        });
+        number.reset();
+        thread.join();
+    });
+    EXPECT_THAT(result.failure, HasSubstr("what was destroyed is used"));
+}
+
+TEST(Explorer, FindsAThreadJoinedTwice) {
+    const auto result = explore([] {
+        std::thread thread([] {});
+        std::thread other([number = thread.native_handle()] { pthread_join(number, nullptr); });
+        thread.join();
+        other.join();
+    });
+    EXPECT_THAT(result.failure, HasSubstr("a thread is joined twice"));
+}
+
 TEST(Explorer, FindsAConditionDestroyedUnderItsWaiter) {
     const auto result = explore([] {
         std::mutex mutex;
-        auto condition = std::make_unique<std::condition_variable>();
-        std::thread thread([&, changed = condition.get()] {
+        std::optional<std::condition_variable> condition(std::in_place);
+        std::thread thread([&, changed = &*condition] {
             std::unique_lock lock(mutex);
             changed->wait_for(lock, std::chrono::seconds(1));
         });

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "schedules/scheduler.h"
 
+#include <malloc.h>
 #include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <sstream>
 
 #include "schedules/calls.h"
@@ -58,6 +60,7 @@ Scheduler& Scheduler::instance() {
 
 Result Scheduler::explore(const std::function<void()>& body, Options options) {
     const OneProcessor pinned;
+    steps_.reserve(kMostSteps);
     options_ = options;
     failure_.clear();
     ::sem_init(&ended_, 0, 0);
@@ -97,9 +100,14 @@ void Scheduler::runOnce(const std::function<void()>& body) {
     now_ = kBeginning;
     owners_.clear();
     steps_.clear();
-    forbidden_ = nullptr;
     ::sem_post(&start(body).turn);
     waitForTurn(ended_);
+    for (const auto& [block, gone] : gone_) {
+        if (gone.allocated) {
+            std::free(const_cast<std::byte*>(block));
+        }
+    }
+    gone_.clear();
 }
 
 /// Prepares the next schedule: the last decision that has another option takes it.
@@ -135,35 +143,35 @@ int Scheduler::choose(std::size_t options) {
 }
 
 /// Who may have the turn, the usual one first; what each costs.
-std::vector<Scheduler::Candidate> Scheduler::candidates(Worker& current, bool yields) const {
-    std::vector<Candidate> found;
+Scheduler::Candidates Scheduler::candidates(Worker& current, bool yields) const {
+    Candidates found;
     const bool goesOn = current.state == Worker::State::Ready;
     const int spare = options_.walks > 0 ? 1 : bound_ - preemptions_;
     if (goesOn && !yields) {
-        found.push_back({&current, 0});
+        found.add(&current, 0);
     }
     const int cost = goesOn && !yields ? 1 : 0;
     for (std::size_t i = 0; i < threads_; ++i) {
         if (workers_[i] != &current && workers_[i]->state == Worker::State::Ready &&
             cost <= spare) {
-            found.push_back({workers_[i], cost});
+            found.add(workers_[i], cost);
         }
     }
-    if (const int stays = found.empty() ? 0 : 1; goesOn && yields && stays <= spare) {
-        found.push_back({&current, stays});
+    if (const int stays = found.count == 0 ? 0 : 1; goesOn && yields && stays <= spare) {
+        found.add(&current, stays);
     }
     // Time passes to the end of the first wait, and no farther. While others can run it is they who
     // are slow, but not by hours: the wait for those would hide that nobody wakes it.
-    std::int64_t first = found.empty() ? kNever - 1 : now_ + kLongestDelay;
+    std::int64_t first = found.count == 0 ? kNever - 1 : now_ + kLongestDelay;
     for (std::size_t i = 0; i < threads_; ++i) {
         if (workers_[i]->state == Worker::State::Waiting) {
             first = std::min(first, workers_[i]->limit);
         }
     }
-    const int late = found.empty() ? 0 : 1;
+    const int late = found.count == 0 ? 0 : 1;
     for (std::size_t i = 0; i < threads_ && late <= spare; ++i) {
         if (workers_[i]->state == Worker::State::Waiting && workers_[i]->limit == first) {
-            found.push_back({workers_[i], late});
+            found.add(workers_[i], late);
         }
     }
     return found;
@@ -187,7 +195,7 @@ void Scheduler::next(Worker& current, bool yields) {
         fail("it does not end");
     }
     const auto options = candidates(current, yields);
-    if (options.empty()) {
+    if (options.count == 0) {
         if (std::any_of(workers_.begin(), workers_.begin() + static_cast<long>(threads_),
                         [](const auto* worker) { return worker->state != Worker::State::Ended; })) {
             fail("nobody can run any more");
@@ -195,7 +203,7 @@ void Scheduler::next(Worker& current, bool yields) {
         ::sem_post(&ended_);
         return;
     }
-    const Candidate chosen = options[static_cast<std::size_t>(choose(options.size()))];
+    const Candidate chosen = options.at[static_cast<std::size_t>(choose(options.count))];
     preemptions_ += chosen.cost;
     Worker& worker = *chosen.worker;
     if (worker.state == Worker::State::Waiting) {
@@ -264,27 +272,33 @@ void Scheduler::wakeOne(const void* object) {
 }
 
 bool Scheduler::isWaitedFor(const void* object) const {
-    return std::any_of(workers_.begin(), workers_.begin() + static_cast<long>(threads_),
-                       [&](const auto* worker) {
-                           return worker->state == Worker::State::Waiting &&
-                                  worker->object == object;
-                       });
+    return std::any_of(
+        workers_.begin(), workers_.begin() + static_cast<long>(threads_), [&](const auto* worker) {
+            return worker->state == Worker::State::Waiting && worker->object == object;
+        });
 }
 
 void Scheduler::touch(const void* address, std::size_t size) {
     const auto* const begin = static_cast<const std::byte*>(address);
-    if (forbidden_ != nullptr && begin < forbidden_ + forbiddenSize_ && forbidden_ < begin + size) {
+    const auto behind = gone_.lower_bound(begin + size);
+    if (behind == gone_.begin()) {
+        return;
+    }
+    const auto& [block, gone] = *std::prev(behind);
+    if (begin < block + gone.size && failure_.empty()) {
         fail("what was destroyed is used");
     }
 }
 
 void Scheduler::forbid(const void* memory, std::size_t size) {
-    forbidden_ = static_cast<const std::byte*>(memory);
-    forbiddenSize_ = size;
+    gone_[static_cast<const std::byte*>(memory)] = {size, false};
+}
+
+void Scheduler::release(void* block) {
+    gone_[static_cast<const std::byte*>(block)] = {::malloc_usable_size(block), true};
 }
 
 void Scheduler::fail(const std::string& what) {
-    forbidden_ = nullptr;
     failure_ = what + story() + "\nVORN_TESTS_SCHEDULE='" + schedule() + "'";
     ::sem_post(&ended_);
     // Without unwinding, which would run the case's own code.
@@ -314,6 +328,9 @@ void Scheduler::unlock(const void* mutex) {
 }
 
 Worker& Scheduler::start(std::function<void()> job) {
+    if (threads_ == kMostThreads) {
+        fail("too many threads");
+    }
     if (threads_ == workers_.size()) {
         auto* const worker = new Worker;  // may have to stay
         worker->index = static_cast<int>(threads_);
@@ -327,6 +344,7 @@ Worker& Scheduler::start(std::function<void()> job) {
     Worker& worker = *workers_[threads_++];
     worker.job = std::move(job);
     worker.state = Worker::State::Ready;
+    worker.joined = false;
     worker.rounds.clear();
     worker.action = "start";
     worker.object = nullptr;

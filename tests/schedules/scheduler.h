@@ -23,17 +23,20 @@ namespace schedules {
 /// Instants are nanoseconds of a clock that only moves when a wait ends by itself.
 inline constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 
+inline constexpr std::size_t kMostThreads = 16;
+
 /// A thread of a case, on a thread of the system that is used again by the next schedule.
 struct Worker {
     enum class State { Ready, Waiting, Ended };
 
     int index = 0;
     State state = State::Ended;
+    bool joined = false;
     std::function<void()> job;
-    const char* action = "";         // what it is about to do, or waits in
-    const void* object = nullptr;    // with what
-    std::int64_t limit = kNever;     // when the wait ends by itself
-    bool timedOut = false;           // and that it did
+    const char* action = "";       // what it is about to do, or waits in
+    const void* object = nullptr;  // with what
+    std::int64_t limit = kNever;   // when the wait ends by itself
+    bool timedOut = false;         // and that it did
     std::map<std::pair<const void*, const void*>, int> rounds;  // place and object: how often
     sem_t turn{};
 };
@@ -59,6 +62,8 @@ class Scheduler {
     [[nodiscard]] bool isWaitedFor(const void* object) const;
     void touch(const void* address, std::size_t size);
     void forbid(const void* memory, std::size_t size);
+    /// Forbids a block that was allocated, and keeps it until the schedule has ended.
+    void release(void* block);
     [[noreturn]] void fail(const std::string& what);
 
     void lock(const void* mutex);
@@ -75,8 +80,17 @@ class Scheduler {
         int options;
     };
     struct Candidate {
-        Worker* worker;
-        int cost;
+        Worker* worker = nullptr;
+        int cost = 0;
+    };
+    struct Candidates {
+        void add(Worker* worker, int cost) { at[count++] = {worker, cost}; }
+        std::array<Candidate, kMostThreads> at;
+        std::size_t count = 0;
+    };
+    struct Gone {
+        std::size_t size;
+        bool allocated;  // and goes back at the end of the schedule
     };
     struct Step {
         int thread;
@@ -87,7 +101,7 @@ class Scheduler {
     void runOnce(const std::function<void()>& body);
     [[nodiscard]] bool advance();
     [[nodiscard]] int choose(std::size_t options);
-    [[nodiscard]] std::vector<Candidate> candidates(Worker& current, bool yields) const;
+    [[nodiscard]] Candidates candidates(Worker& current, bool yields) const;
     void passTime(std::int64_t until);
     void next(Worker& current, bool yields = false);
     void follow(const char* schedule);
@@ -106,8 +120,7 @@ class Scheduler {
     std::size_t threads_ = 0;
     std::map<const void*, Worker*> owners_;  // of the mutexes that are locked
     std::vector<Step> steps_;
-    const std::byte* forbidden_ = nullptr;
-    std::size_t forbiddenSize_ = 0;
+    std::map<const std::byte*, Gone> gone_;  // what must not be touched
     std::minstd_rand random_;
 
     std::vector<Worker*> workers_;

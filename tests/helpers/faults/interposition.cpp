@@ -295,4 +295,9 @@ void yield() {
     sched_yieldNext();
 }
 
+void pause(std::chrono::nanoseconds duration) {
+    const timespec time{0, static_cast<long>(duration.count())};
+    nanosleepNext(&time, nullptr);
+}
+
 }  // namespace faults::interposition
