@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <latch>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <system_error>
@@ -154,6 +157,25 @@ TEST(FaultsThreads, NoneCanBeCreated) {
         EXPECT_THROW(std::thread([] {}), std::system_error);
     }
     EXPECT_NO_THROW(std::thread([] {}).join());
+}
+
+TEST(FaultsJitter, ThreadsDawdleAtTheirLocksOnlyWhenTheEnvironmentWantsIt) {
+    const auto sleeps = [] {
+        rusage used{};
+        ::getrusage(RUSAGE_THREAD, &used);
+        return used.ru_nvcsw;
+    };
+    const long before = sleeps();
+    std::mutex mutex;
+    for (int i = 0; i < 1'000; ++i) {
+        const std::lock_guard lock(mutex);
+    }
+    // An eighth of the calls sleeps.
+    if (std::getenv("VORN_TESTS_JITTER") != nullptr) {
+        EXPECT_GT(sleeps() - before, 100);
+    } else {
+        EXPECT_LT(sleeps() - before, 20);
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "schedules/scheduler.h"
 
@@ -48,6 +49,17 @@ void touch(const void* address, std::size_t size) {
                                            __ATOMIC_SEQ_CST);                              \
     }
 
+// The other form of it: returns what was there.
+#define VORN_EXCHANGE_VALUE(bits)                                                    \
+    VORN_DEFINE(std::uint##bits##_t, __tsan_atomic##bits##_compare_exchange_val,     \
+                (volatile std::uint##bits##_t * word, std::uint##bits##_t expected,  \
+                 std::uint##bits##_t value, int, int)) {                             \
+        decide("compare and exchange", word, __builtin_return_address(0));           \
+        __atomic_compare_exchange_n(word, &expected, value, false, __ATOMIC_SEQ_CST, \
+                                    __ATOMIC_SEQ_CST);                               \
+        return expected;                                                             \
+    }
+
 #define VORN_ATOMICS(bits)                                                               \
     VORN_DEFINE(std::uint##bits##_t, __tsan_atomic##bits##_load,                         \
                 (const volatile std::uint##bits##_t* word, int)) {                       \
@@ -66,7 +78,16 @@ void touch(const void* address, std::size_t size) {
     VORN_UPDATE(bits, fetch_or, __atomic_fetch_or)                                       \
     VORN_UPDATE(bits, fetch_xor, __atomic_fetch_xor)                                     \
     VORN_EXCHANGE_IF(bits, strong)                                                       \
-    VORN_EXCHANGE_IF(bits, weak)
+    VORN_EXCHANGE_IF(bits, weak)                                                         \
+    VORN_EXCHANGE_VALUE(bits)
+
+#define VORN_UNALIGNED(bytes)                                                 \
+    VORN_DEFINE(void, __tsan_unaligned_read##bytes, (const void* address)) {  \
+        touch(address, bytes);                                                \
+    }                                                                         \
+    VORN_DEFINE(void, __tsan_unaligned_write##bytes, (const void* address)) { \
+        touch(address, bytes);                                                \
+    }
 
 #define VORN_ACCESSES(bytes)                                        \
     VORN_DEFINE(void, __tsan_read##bytes, (const void* address)) {  \
@@ -88,6 +109,26 @@ VORN_ACCESSES(2)
 VORN_ACCESSES(4)
 VORN_ACCESSES(8)
 VORN_ACCESSES(16)
+
+VORN_UNALIGNED(2)
+VORN_UNALIGNED(4)
+VORN_UNALIGNED(8)
+VORN_UNALIGNED(16)
+
+VORN_DEFINE(void*, __tsan_memset, (void* to, int value, std::size_t size)) {
+    touch(to, size);
+    return std::memset(to, value, size);
+}
+VORN_DEFINE(void*, __tsan_memcpy, (void* to, const void* from, std::size_t size)) {
+    touch(from, size);
+    touch(to, size);
+    return std::memcpy(to, from, size);
+}
+VORN_DEFINE(void*, __tsan_memmove, (void* to, const void* from, std::size_t size)) {
+    touch(from, size);
+    touch(to, size);
+    return std::memmove(to, from, size);
+}
 
 VORN_DEFINE(void, __tsan_init, ()) {}
 VORN_DEFINE(void, __tsan_func_entry, (void*)) {}
