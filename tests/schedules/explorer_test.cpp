@@ -8,11 +8,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
+#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -95,6 +97,21 @@ TEST(Explorer, FindsLostWakeUps) {
 TEST(Explorer, FindsALostWakeUpAtRandomToo) {
     EXPECT_THAT(explore(&fillForTwo<Fault::ChangesWithoutTheMutex>, {.walks = 10'000}).failure,
                 HasSubstr("nobody can run any more"));
+}
+
+TEST(Explorer, RepeatsTheScheduleOfAFailure) {
+    const auto body = &fillForTwo<Fault::ChangesWithoutTheMutex>;
+    for (const int walks : {0, 10'000}) {
+        const auto failure = explore(body, {.walks = walks}).failure;
+        std::smatch schedule;
+        ASSERT_TRUE(std::regex_search(failure, schedule, std::regex("SCHEDULE='(.*)'")));
+        ::setenv("VORN_TESTS_SCHEDULE", schedule[1].str().c_str(), 1);
+        const auto again = explore(body);
+        ::unsetenv("VORN_TESTS_SCHEDULE");
+        EXPECT_EQ(again.schedules, 1);
+        EXPECT_THAT(again.failure, HasSubstr(schedule[0]));
+        EXPECT_THAT(again.failure, HasSubstr("nobody can run any more"));
+    }
 }
 
 TEST(Explorer, FindsTwoMutexesTakenInDifferentOrders) {

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <sstream>
 
 #include "schedules/calls.h"
 
@@ -66,9 +65,10 @@ Result Scheduler::explore(const std::function<void()>& body, Options options) {
     ::sem_init(&ended_, 0, 0);
     Result result;
     if (const char* const schedule = std::getenv("VORN_TESTS_SCHEDULE")) {
-        bound_ = options.preemptions;
+        following_ = true;
         follow(schedule);
         runOnce(body);
+        following_ = false;
         result.schedules = 1;
     } else if (options.walks > 0) {
         for (; result.schedules < options.walks && failure_.empty(); ++result.schedules) {
@@ -122,56 +122,51 @@ bool Scheduler::advance() {
     return true;
 }
 
-int Scheduler::choose(std::size_t options) {
+/// Of so many options the first ones are affordable. A decision counts also where only one is, so
+/// that the text of a schedule means the same with any number of preemptions.
+std::size_t Scheduler::choose(std::size_t options, std::size_t affordable) {
     if (options < 2) {
         return 0;
     }
-    const int count = static_cast<int>(options);
     if (position_ == trail_.size()) {
         // A walk mostly stays with the first, which usually is the thread that runs.
         const bool strays = options_.walks > 0 && random_() % 4 == 0;
-        trail_.push_back({strays ? static_cast<int>(random_() % options) : 0, count});
+        trail_.push_back({strays ? random_() % affordable : 0, affordable});
     }
-    Decision& decision = trail_[position_++];
-    if (decision.options == 0) {
-        decision.options = count;  // from a text
-    }
-    if (decision.options != count || decision.taken >= count) {
+    const Decision& decision = trail_[position_++];
+    if (decision.taken >= options || (!following_ && decision.options != affordable)) {
         fail("the case does not repeat itself");
     }
     return decision.taken;
 }
 
-/// Who may have the turn, the usual one first; what each costs.
+/// Who may have the turn: the usual one first, and those that cost nothing before the others.
 Scheduler::Candidates Scheduler::candidates(Worker& current, bool yields) const {
     Candidates found;
     const bool goesOn = current.state == Worker::State::Ready;
-    const int spare = options_.walks > 0 ? 1 : bound_ - preemptions_;
     if (goesOn && !yields) {
         found.add(&current, 0);
     }
-    const int cost = goesOn && !yields ? 1 : 0;
     for (std::size_t i = 0; i < threads_; ++i) {
-        if (workers_[i] != &current && workers_[i]->state == Worker::State::Ready &&
-            cost <= spare) {
-            found.add(workers_[i], cost);
+        if (workers_[i] != &current && workers_[i]->state == Worker::State::Ready) {
+            found.add(workers_[i], goesOn && !yields ? 1 : 0);
         }
     }
-    if (const int stays = found.count == 0 ? 0 : 1; goesOn && yields && stays <= spare) {
-        found.add(&current, stays);
+    if (goesOn && yields) {
+        found.add(&current, found.count == 0 ? 0 : 1);
     }
     // Time passes to the end of the first wait, and no farther. While others can run it is they who
     // are slow, but not by hours: the wait for those would hide that nobody wakes it.
-    std::int64_t first = found.count == 0 ? kNever - 1 : now_ + kLongestDelay;
+    const int cost = found.count == 0 ? 0 : 1;
+    std::int64_t first = cost == 0 ? kNever - 1 : now_ + kLongestDelay;
     for (std::size_t i = 0; i < threads_; ++i) {
         if (workers_[i]->state == Worker::State::Waiting) {
             first = std::min(first, workers_[i]->limit);
         }
     }
-    const int late = found.count == 0 ? 0 : 1;
-    for (std::size_t i = 0; i < threads_ && late <= spare; ++i) {
+    for (std::size_t i = 0; i < threads_; ++i) {
         if (workers_[i]->state == Worker::State::Waiting && workers_[i]->limit == first) {
-            found.add(workers_[i], late);
+            found.add(workers_[i], cost);
         }
     }
     return found;
@@ -203,7 +198,12 @@ void Scheduler::next(Worker& current, bool yields) {
         ::sem_post(&ended_);
         return;
     }
-    const Candidate chosen = options.at[static_cast<std::size_t>(choose(options.count))];
+    const auto affordable = std::count_if(
+        options.at.begin(), options.at.begin() + options.count, [this](const auto& candidate) {
+            return candidate.cost == 0 || preemptions_ < bound_ || options_.walks > 0;
+        });
+    const Candidate chosen =
+        options.at[choose(options.count, static_cast<std::size_t>(affordable))];
     preemptions_ += chosen.cost;
     Worker& worker = *chosen.worker;
     if (worker.state == Worker::State::Waiting) {
@@ -267,7 +267,7 @@ void Scheduler::wakeOne(const void* object) {
                      return worker->state == Worker::State::Waiting && worker->object == object;
                  });
     if (!waiting.empty()) {
-        waiting[static_cast<std::size_t>(choose(waiting.size()))]->state = Worker::State::Ready;
+        waiting[choose(waiting.size(), waiting.size())]->state = Worker::State::Ready;
     }
 }
 
@@ -378,91 +378,6 @@ Worker& Scheduler::byNumber(pthread_t number) {
 pthread_t Scheduler::numberOf(const Worker& worker) const {
     const auto index = static_cast<pthread_t>(worker.index);
     return (index + 1) << 15U | (index / 2 % 8) << 12U;
-}
-
-/// The decisions that were not the usual one: "7:1 12:2" takes the second option at the eighth
-/// decision and the third at the thirteenth.
-std::string Scheduler::schedule() const {
-    std::ostringstream text;
-    for (std::size_t i = 0; i < std::min(position_, trail_.size()); ++i) {
-        if (trail_[i].taken != 0) {
-            text << (text.tellp() > 0 ? " " : "") << i << ':' << trail_[i].taken;
-        }
-    }
-    return text.str();
-}
-
-void Scheduler::follow(const char* schedule) {
-    trail_.clear();
-    std::istringstream text(schedule);
-    std::size_t place = 0;
-    char colon = 0;
-    int taken = 0;
-    while (text >> place >> colon >> taken) {
-        trail_.resize(place, {0, 0});
-        trail_.push_back({taken, 0});
-    }
-}
-
-/// Who went on where, and what everybody is at.
-std::string Scheduler::story() const {
-    std::ostringstream text;
-    const auto tell = [&](int thread, const char* action, const void* object) {
-        text << "\n  thread " << thread << ": " << action;
-        if (object != nullptr) {
-            text << ' ' << object;
-        }
-    };
-    int last = -1;
-    std::size_t begin = steps_.size();
-    for (int switches = 0; begin > 0 && switches < 20; --begin) {
-        switches += begin < steps_.size() && steps_[begin].thread != steps_[begin - 1].thread;
-    }
-    for (std::size_t i = begin; i < steps_.size(); ++i) {
-        if (steps_[i].thread != last) {
-            tell(steps_[i].thread, steps_[i].action, steps_[i].object);
-            text << " and on";
-        }
-        last = steps_[i].thread;
-    }
-    text << "\nat the end";
-    for (std::size_t i = 0; i < threads_; ++i) {
-        const auto& worker = *workers_[i];
-        tell(worker.index, worker.action, worker.object);
-        text << (worker.state == Worker::State::Waiting ? " (waits)" : "");
-    }
-    return text.str();
-}
-
-Result explore(const std::function<void()>& body, Options options) {
-    return Scheduler::instance().explore(body, options);
-}
-
-void require(bool holds, const char* what) {
-    if (!holds) {
-        Scheduler::instance().fail(what);
-    }
-}
-
-void forbid(const void* memory, std::size_t size) {
-    Scheduler::instance().forbid(memory, size);
-}
-
-bool isExplored() {
-    return own != nullptr;
-}
-
-void decide(const char* action, const void* object) {
-    Scheduler::instance().decide(action, object);
-}
-
-bool waitFor(const char* action, const void* object, std::chrono::nanoseconds limit) {
-    auto& scheduler = Scheduler::instance();
-    return scheduler.wait(action, object, scheduler.now() + limit.count());
-}
-
-void wake(const void* object) {
-    Scheduler::instance().wake(object);
 }
 
 }  // namespace schedules

@@ -76,8 +76,8 @@ class Scheduler {
 
   private:
     struct Decision {
-        int taken;
-        int options;
+        std::size_t taken;
+        std::size_t options;
     };
     struct Candidate {
         Worker* worker = nullptr;
@@ -100,7 +100,7 @@ class Scheduler {
 
     void runOnce(const std::function<void()>& body);
     [[nodiscard]] bool advance();
-    [[nodiscard]] int choose(std::size_t options);
+    [[nodiscard]] std::size_t choose(std::size_t options, std::size_t affordable);
     [[nodiscard]] Candidates candidates(Worker& current, bool yields) const;
     void passTime(std::int64_t until);
     void next(Worker& current, bool yields = false);
@@ -111,6 +111,7 @@ class Scheduler {
 
     Options options_;
     int bound_ = 0;
+    bool following_ = false;  // the trail came as a text
 
     // Of one schedule.
     std::vector<Decision> trail_;
