@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <iostream>
 #include <iterator>
@@ -121,8 +120,7 @@ void preferMemory() {
 
 pid_t startChild(Mode mode, const std::string& path) {
     shared().changes = 0;
-    const auto pid = ::fork();
-    if (pid == 0) {
+    return helpers::startProcess([&]() -> int {
         faults::Calls calls(faults::Threads::All);
         calls.hook([](const auto& call) {
             shared().changes += files::changesFiles(call.call) ? 1 : 0;
@@ -130,8 +128,7 @@ pid_t startChild(Mode mode, const std::string& path) {
         });
         prepare(calls, mode);
         changeForEver(path);
-    }
-    return pid;
+    });
 }
 
 // The instant is random in what the child has done, so that a busy machine changes nothing.
@@ -141,9 +138,7 @@ void killAtRandomInstant(pid_t pid, std::mt19937& random) {
     std::this_thread::sleep_for(
         std::chrono::microseconds(std::uniform_int_distribution<int>(0, 500)(random)));
     ::kill(pid, SIGKILL);
-    int status = 0;
-    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
-    }
+    const int status = helpers::waitForEnd(pid);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
 }
 

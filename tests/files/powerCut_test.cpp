@@ -4,12 +4,10 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -31,6 +29,7 @@
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/wait_until.h"
 
 // A power cut loses what the kernel has not given to the device. Here the device is a file: what it
 // holds at an instant, mounted elsewhere, is what a machine would find at its next start.
@@ -57,8 +56,7 @@ std::atomic<long>& flushed() {
 }
 
 pid_t startWriter(const std::string& path) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
+    return helpers::startProcess([&]() -> int {
         CachedFileManager manager;
         manager.add(std::make_unique<Document>(), path);
         auto& handler = manager.getHandler(typeid(Document));
@@ -70,8 +68,7 @@ pid_t startWriter(const std::string& path) {
             locked.flush();
             flushed() = document.number;
         }
-    }
-    return pid;
+    });
 }
 
 /// What the device held at one instant: a copy is one if nothing has changed behind the copying.
@@ -136,8 +133,12 @@ TEST(PowerCut, WhatWasFlushedIsThereAfterIt) {
             return 77;
         }
         const int file = ::open(image.c_str(), O_RDONLY | O_CLOEXEC);
-        const auto* device =
-            static_cast<const char*>(::mmap(nullptr, kImageSize, PROT_READ, MAP_SHARED, file, 0));
+        void* const memory = ::mmap(nullptr, kImageSize, PROT_READ, MAP_SHARED, file, 0);
+        if (memory == MAP_FAILED) {
+            report("the device cannot be looked at");
+            return 1;
+        }
+        const auto* device = static_cast<const char*>(memory);
         std::mt19937 random(20240229);
         int code = 0;
         files::documentSize = 20000;
@@ -145,16 +146,15 @@ TEST(PowerCut, WhatWasFlushedIsThereAfterIt) {
             const long before = flushed();
             const pid_t writer = startWriter(place + "/document");
             const long wanted = before + std::uniform_int_distribution<long>(1, 20)(random);
-            while (flushed() < wanted) {
-                std::this_thread::sleep_for(std::chrono::microseconds(random() % 200));
-            }
+            const bool written = helpers::waitUntil([&] { return flushed() >= wanted; });
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 1000));
             const long known = flushed();
             const auto instant = instantOf(device);
             ::kill(writer, SIGKILL);
-            while (::waitpid(writer, nullptr, 0) == -1 && errno == EINTR) {
-            }
-            const std::string loss =
-                instant ? lossAfterCut(dir, *instant, known) : "the device never rests";
+            helpers::waitForEnd(writer);
+            const std::string loss = !written   ? "the writer does not go on"
+                                     : !instant ? "the device never rests"
+                                                : lossAfterCut(dir, *instant, known);
             if (!loss.empty()) {
                 report("cut " + std::to_string(cut) + ": " + loss);
                 code = 1;

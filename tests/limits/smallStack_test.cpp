@@ -129,9 +129,9 @@ TEST(SmallStack, SixtyFourKilobytesSufficeForTheLibrarysOwnThreads) {
         messages.sendMessage(thread::Message(1, 1));
         EXPECT_TRUE(helpers::waitUntil([&] { return done == 4; })) << done;
     }
+    Observer observer;  // outlives the executor, whose thread may still be in its last call
     ScriptExecutor scripts(1, kDefaultScriptRoutine);
     scripts.start();
-    Observer observer;
     Script script;
     script.content = "exit 3";
     ASSERT_TRUE(scripts.execute(script, &observer, time::SecondsDuration(60)));

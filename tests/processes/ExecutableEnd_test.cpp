@@ -74,7 +74,6 @@ TEST(ExecutableEnd, StopAndContinueAreNoEnd) {
         ASSERT_EQ(::mkfifo(directory.file("fifo").c_str(), 0600), 0);
         program.execAsync({});
         const pid_t pid = helpers::pidIn(directory.file("pid"));
-        ASSERT_GT(pid, 0);
         ::kill(pid, SIGSTOP);
         ASSERT_TRUE(
             helpers::waitUntil([&] { return helpers::stateOf(std::to_string(pid)) == 'T'; }));
@@ -162,7 +161,6 @@ TEST(ExecutableEnd, DeliberateDestructionKillsTheProcessButNotItsGroup) {
             program.execAsync([&](const IExecutable&) { called = true; });
             child = helpers::pidIn(directory.file("child"));
             grandchild = helpers::pidIn(directory.file("grandchild"));
-            ASSERT_GT(grandchild, 0);
             EXPECT_TRUE(helpers::isAlive(child));
         }
         EXPECT_EQ(::kill(child, 0), -1);
