@@ -270,10 +270,10 @@ TEST(Executable, DeliberateEmptyArgumentListThrowsInTheChild) {
         if (::getpid() == parent) {
             FAIL() << "thrown in the parent";
         }
-        const bool stated = std::string(error.what()) == "arguments cannot be empty" &&
-                            program.getStatus() == Executable::Running &&
-                            ::getpgrp() == ::getpid() && !program.readFromStdOut();
-        ::_exit(stated ? 7 : 8);
+        const bool asDocumented = std::string(error.what()) == "arguments cannot be empty" &&
+                                  program.getStatus() == Executable::Running &&
+                                  ::getpgrp() == ::getpid() && !program.readFromStdOut();
+        ::_exit(asDocumented ? 7 : 8);
     }
     ASSERT_EQ(::getpid(), parent);
     ASSERT_TRUE(helpers::waitUntil([&] { return program.getStatus() == Executable::Exited; }));
