@@ -114,9 +114,7 @@ TEST(PowerCut, WhatWasFlushedIsThereAfterIt) {
         GTEST_SKIP() << "an emulator's machine has no block devices to mount";
     }
     const int cuts = helpers::longForm() ? 100 : 5;
-    ::setenv("TMPDIR", "/dev/shm", 1);
-    const helpers::TempDir dir;
-    ::unsetenv("TMPDIR");
+    const helpers::TempDir dir = helpers::TempDir::inMemory();
     // Mounts of its own: whatever happens, none is left.
     const auto result = helpers::runInChild([&](const auto& report) {
         const std::string image = dir.file("device");

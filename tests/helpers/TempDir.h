@@ -11,6 +11,10 @@ namespace helpers {
 class TempDir {
   public:
     TempDir();
+    /// Below `parent`.
+    explicit TempDir(const std::filesystem::path& parent);
+    /// In memory where there is such a place, for what would wait for the disk.
+    [[nodiscard]] static TempDir inMemory();
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
