@@ -157,6 +157,20 @@ TEST(FileOutput, PermissionsAreExactFromTheFirstMomentOn) {
     EXPECT_EQ(modeOf(wide), 0600U) << "replaced on an existing file";
 }
 
+TEST(FileOutput, ABackupThatHoldsAVersionIsAsNarrowAsTheFile) {
+    const TempDir dir;
+    const auto path = dir.file("a");
+    const auto backup = dir.file("a.bak");
+    const auto before = ::umask(0);
+    // The backup of the first one is the empty file that the swap has made.
+    for (const char* content : {"1", "2", "3"}) {
+        store(content, path, backup, std::ios_base::trunc, perms{0600});
+        EXPECT_TRUE(contentOf(backup).empty() || modeOf(backup) == 0600U) << content;
+    }
+    ::umask(before);
+    EXPECT_EQ(contentOf(backup), "2");
+}
+
 TEST(FileOutput, SwapsThroughTheTemporaryPath) {
     const TempDir dir;
     const auto path = dir.file("a");
