@@ -26,6 +26,7 @@ namespace {
 
 using faults::Call;
 using helpers::contentOf;
+using helpers::modeOf;
 using helpers::TempDir;
 using std::filesystem::perms;
 
@@ -42,12 +43,6 @@ void store(const std::string& content, const std::string& path, const std::strin
     FileOutputStreamAccessor accessor(path, mode, permissions, tmpPath);
     accessor.stream() << content;
     accessor.commit();
-}
-
-unsigned modeOf(const std::string& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0);
-    return status.st_mode & 07777;
 }
 
 TEST(StreamAccessors, NullBuildersGiveNothing) {

@@ -31,6 +31,9 @@ class TempDir {
     std::filesystem::path path_;
 };
 
+/// The permission bits of a file; none when it does not exist.
+unsigned modeOf(const std::filesystem::path& path);
+
 /// The whole content of a file; empty when it cannot be read.
 std::string contentOf(const std::filesystem::path& path);
 

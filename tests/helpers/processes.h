@@ -12,6 +12,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "helpers/TempDir.h"
 #include "helpers/wait_until.h"
@@ -52,6 +53,11 @@ inline pid_t pidIn(const std::filesystem::path& path) {
         throw std::runtime_error("no process number in " + path.string());
     }
     return pid;
+}
+
+/// The command line with which a shell executes a text.
+inline std::vector<std::string> shell(const std::string& text) {
+    return {"/bin/sh", "-c", text};
 }
 
 /// The descriptors below 256 that are open in this process.

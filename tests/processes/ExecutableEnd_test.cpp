@@ -19,15 +19,12 @@
 
 namespace {
 
+using helpers::shell;
 using vorn::common::executable::Executable;
 using vorn::common::executable::IExecutable;
 using namespace std::chrono_literals;
 
 const std::vector<std::string> kTools{"PATH=/bin:/usr/bin"};
-
-std::vector<std::string> shell(const std::string& text) {
-    return {"/bin/sh", "-c", text};
-}
 
 bool endsAs(const Executable& program, Executable::Status status) {
     return helpers::waitUntil([&] { return program.getStatus() > Executable::Running; }) &&

@@ -21,6 +21,7 @@
 
 namespace {
 
+using helpers::shell;
 using vorn::common::executable::Executable;
 using vorn::common::executable::IExecutable;
 using namespace std::chrono_literals;
@@ -32,10 +33,6 @@ static_assert(std::is_base_of_v<vorn::common::classattributes::NonCopiable<Execu
 static_assert(std::has_virtual_destructor_v<IExecutable>);
 
 const Executable::Params kNoOptions{};
-
-std::vector<std::string> shell(const std::string& text) {
-    return {"/bin/sh", "-c", text};
-}
 
 TEST(Executable, StatusValuesAreFixed) {
     EXPECT_EQ(Executable::Idle, 0);

@@ -24,13 +24,10 @@
 // long form.
 namespace {
 
+using helpers::shell;
 using vorn::common::executable::Executable;
 using vorn::common::executable::IExecutable;
 using namespace std::chrono_literals;
-
-std::vector<std::string> shell(const std::string& text) {
-    return {"/bin/sh", "-c", text};
-}
 
 /// What a program was told to do, and how that must end.
 struct Errand {
