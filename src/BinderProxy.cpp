@@ -39,7 +39,7 @@ Binder::Error BinderProxy::startBinding(const Uuid& server) {
     }
     binding_ = true;
     serverUuid_ = server;
-    // Stated as "no contact"; nobody is told, because nothing is bound yet.
+    // Nobody is told of "no contact", because nothing is bound yet.
     setCommunicationState(ComState::NoContact, lock);
     return BINDER_SUCCESS;
 }
@@ -80,7 +80,7 @@ Binder::Error BinderProxy::startUnbinding() {
 }
 
 void BinderProxy::endUnbinding(Error result) {
-    // Stated to be read before the rest; under the lock all the same, so that it is no race.
+    // Deliberate: read before the rest. It takes the lock for itself, so that it is no race.
     const bool wasBound = !getBoundUuid().isNil();
     Lock lock(mutex_);
     const Uuid server = serverUuid_;

@@ -193,7 +193,7 @@ void ScriptExecutor::processingLoop() {
             waitForWork();
         }
     }
-    // Stated: terminate returns when the scripts have ended. Nobody looks at deadlines any more.
+    // Deliberate: returns when the scripts have ended. Nobody looks at deadlines any more.
     for (const auto& context : contexts_) {
         if (context->state != 0) {
             context->result.wait();

@@ -85,7 +85,7 @@ std::string SecureString::decipheredString() const {
 }
 
 void SecureString::reset(const std::string& plain) {
-    // First, as stated: a cipher that throws must not leave the former secret behind.
+    // First: a cipher that throws must not leave the former secret behind.
     wipe(ciphered_);
     auto ciphered = cipher_.encrypt(plain);
     replace(ciphered_, ciphered);

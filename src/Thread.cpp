@@ -60,7 +60,7 @@ unsigned int Thread::wait(long long timeoutMs) {
     if (!run_) {
         return 0;
     }
-    // Without a thread there is no future either; to join is the error that is stated then.
+    // Without a thread there is no future either; to join throws what the header says.
     if (timeoutMs != kNoTimeout && run_->done.valid() &&
         !internal::waitReady(run_->done, std::chrono::milliseconds(timeoutMs))) {
         return 1;

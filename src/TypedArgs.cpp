@@ -18,8 +18,8 @@ namespace {
     throw std::invalid_argument(std::string("Invalid argument: ") + expected + " value expected");
 }
 
-/// `strtold` and not `from_chars`: blanks, '+' and hexadecimal forms are accepted, and its report
-/// of a range error is the stated one.
+/// `strtold` and not `from_chars`: blanks, '+' and hexadecimal forms are accepted, and a range
+/// error is what it reports as one.
 long double floatingPoint(std::string_view text) {
     const std::string terminated(text);
     // errno is the only report of a range error; callers keep theirs.
@@ -76,7 +76,8 @@ T GetTypedArgHelper<T>::get(std::string_view text) {
         return static_cast<T>(floatingPoint(text));
     } else {
         T value{};
-        // Exactly the stated form: no blanks, no '+', no locale, and what follows is not looked at.
+        // The form of the header alone: no blanks, no '+', no locale, and what follows is not
+        // looked at.
         if (std::from_chars(text.data(), text.data() + text.size(), value).ec != std::errc()) {
             refuse(std::is_signed_v<T> ? "signed integer" : "unsigned integer");
         }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+// usage: compared [ROUNDS]
 // Runs each task with both, in alternating rounds, and prints for each the median of the rounds'
-// ratios (peer's time / ours), the lower and the upper quartile, separated by tabs. usage: compared
-// [ROUNDS]
+// ratios (peer's time / ours), the lower and the upper quartile, separated by tabs.
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 
-// What each operation costs the thread that calls it:
-//   cost [NAME...]   "name, tab, allocations" for each. The system call at the beginning and the
-//   end of
-//                    its repetitions is for count_instructions.cpp, which counts what lies between.
+// What each operation costs the thread that calls it.
+//   cost [NAME...]   "name, tab, allocations" for each
 //   cost --memory    "document, tab, bytes of its text, of its tree, at the peak of its parse"
+// The system call at the beginning and the end of the repetitions is for count_instructions.cpp,
+// which counts what lies between.
 
 #include <malloc.h>
 #include <unistd.h>

@@ -3,9 +3,11 @@
 // Keeps a password enciphered in memory. The cipher here is a toy; real ones come from a plug-in,
 // through cipher::getCipherFromLib.
 
-#include <algorithm>
+#include <string.h>
+
 #include <iostream>
 #include <memory>
+#include <string>
 
 #include <vorn/common/SecureString.h>
 
@@ -37,5 +39,7 @@ int main() {
     std::cout << "stored as   " << password.cipheredString() << '\n';
 
     const auto restored = SecureString::fromCiphered(cipher, password.cipheredString());
-    std::cout << "deciphered  " << restored.decipheredString() << '\n';
+    std::string plain = restored.decipheredString();
+    std::cout << "deciphered  " << plain << '\n';
+    ::explicit_bzero(plain.data(), plain.size());  // a plain text is its user's to wipe
 }

@@ -8,6 +8,7 @@
 #include <iostream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include <vorn/common/BinaryDeserializer.h>
 #include <vorn/common/BinarySerializer.h>
@@ -142,12 +143,14 @@ int main() {
     const communication::CommunicationStatus link(communication::ComState::Ok);
     const SecureString secret(cipher::CipherProxy(std::make_unique<Cipher>()), "door");
 
-    // Idle once the settings are written and the threads have come to rest.
+    // Idle once the settings are written and the threads have come to rest. What is shared changes
+    // with the other processes of the machine, so that the whole may never rest.
     std::string before;
-    for (std::string now = memory(); now != before; now = memory()) {
-        before = now;
+    std::string now = memory();
+    for (int second = 0; second < 30 && now != before; ++second) {
         std::this_thread::sleep_for(1s);
+        before = std::exchange(now, memory());
     }
-    std::cout << before << std::flush;
+    std::cout << now << std::flush;
     _exit(0);  // one of the threads sleeps for a day
 }

@@ -38,8 +38,8 @@ internal::Child start(const std::vector<std::string>& arguments,
     if (!command.empty()) {
         return internal::startChild(plan, internal::ExecImage(command, params.environment));
     }
-    // The stated exception is thrown in the child and runs through code of the caller's, which only
-    // a copy of the whole process can do.
+    // Deliberate: the exception is thrown in the child and runs through code of the caller's, which
+    // only a copy of the whole process can do.
     const pid_t pid = internal::forkChild(plan);
     if (pid == 0) {
         exechelper::exec(command, params.environment);

@@ -54,7 +54,7 @@ void ExecutableManager::execAsync(ExecutableHolder&& holder, const Uuid& uuid,
     holder.uuid = uuid;
     holder.description = description;
     holder.callback = callback;
-    // Registered before the start, whose failure is stated to leave the holder where it is.
+    // Registered before the start: one that fails leaves the holder where it is.
     holders_.push_back(std::move(holder));
     // Without a callback: it would come on the executable's own thread, which cannot destroy it.
     holders_.back().executable->execAsync({});

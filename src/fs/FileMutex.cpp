@@ -48,7 +48,7 @@ FileMutex::~FileMutex() {
 
 void FileMutex::lock() {
     requireNotOwned("lock");
-    // No pause is stated, and none is made: whoever may wait long uses try_lock_until.
+    // Deliberate: no pause. Whoever may wait long uses try_lock_until.
     while (!attempt()) {
     }
 }

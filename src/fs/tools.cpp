@@ -147,7 +147,7 @@ std::vector<std::string> listFilesFromDirPath(const std::string& dirPath, bool w
     }
     const auto prefix = withPath ? dirPath + "/" : std::string();
     while (const auto* entry = ::readdir(directory.get())) {
-        // The type is taken from the entry: that is stated, and saves a stat for each.
+        // Deliberate: the type is taken from the entry, which saves a stat for each.
         if (entry->d_type == DT_REG) {
             names.push_back(prefix + entry->d_name);
         }

@@ -31,12 +31,18 @@ class Serializer::TreeCopy {
 
     void writeArray(const Deserializer& node, Frame& frame);
     void writeObject(const Deserializer& node, const Frame& frame);
+    bool writeLine(const Deserializer& member, const Frame& object);
     void text(std::string_view text, std::size_t shift);
     void lineFeedAndSpaces(std::size_t count);
     void newLine(const Frame& frame);
     void startOwnLine(const Frame& frame);
     [[nodiscard]] static Frame inside(const Frame& frame, bool empty) {
         return {frame.pretty ? frame.shift + frame.indent : 0, 0, true, empty, false};
+    }
+
+    [[nodiscard]] static bool hasLineFeed(std::string_view text) noexcept {
+        const char* const end = text.data() + text.size();
+        return internal::scan::lineFeed(text.data(), end) != end;
     }
 
     internal::Tail output_;
@@ -93,6 +99,9 @@ void Serializer::TreeCopy::writeObject(const Deserializer& node, const Frame& fr
     output_.put('{');
     object.indent = internal::kIndentationStep;
     for (const Deserializer& member : node.members()) {
+        if (writeLine(member, object)) {
+            continue;
+        }
         newLine(object);
         output_.put('"');
         text(member.key().view(), object.shift);
@@ -103,6 +112,29 @@ void Serializer::TreeCopy::writeObject(const Deserializer& node, const Frame& fr
     object.indent = 0;
     newLine(object);
     output_.put("},");
+}
+
+/// The usual member, a value without line feeds under such a name, in one piece; false, and nothing
+/// written, for another one.
+bool Serializer::TreeCopy::writeLine(const Deserializer& member, const Frame& object) {
+    const std::string_view name = member.key().view();
+    const std::string_view value = member.value.view();
+    const std::size_t lead = 1 + object.shift + object.indent;
+    if (member.type() != Deserializer::MemberType::Value || lead > internal::kIndentation.size() ||
+        (object.shift != 0 && (hasLineFeed(name) || hasLineFeed(value)))) {
+        return false;
+    }
+    constexpr std::string_view kSeparator = "\": ";
+    char* to = output_.room(internal::indentationRoom(lead) + 1 + name.size() + kSeparator.size() +
+                            value.size() + 1);
+    to = internal::copyIndentation(to, lead);
+    *to++ = '"';
+    to = internal::copyCharacters(to, name);
+    to = internal::copyCharacters(to, kSeparator);
+    to = internal::copyCharacters(to, value);
+    *to++ = ',';
+    output_.advanceTo(to);
+    return true;
 }
 
 void Serializer::TreeCopy::text(std::string_view text, std::size_t shift) {

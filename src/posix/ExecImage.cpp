@@ -33,7 +33,7 @@ ExecImage::ExecImage(const std::vector<std::string>& arguments,
     : path_(programOf(arguments).c_str()),
       argv_(pointersTo(arguments)),
       envp_(pointersTo(environment)) {
-    // The stated argv[0]; the path itself goes to execve as it was given.
+    // argv[0] is the last part of the path; the path itself goes to execve as it was given.
     const auto slash = arguments.front().rfind('/');
     if (slash != std::string::npos) {
         argv_.front() += slash + 1;

@@ -9,7 +9,7 @@ CpuLoadRegulator::CpuLoadRegulator() : last_(internal::processLoadMeter().sample
 
 CpuLoadRegulator::CpuLoadRegulator(int ratio, int maxRestMs)
     : last_(internal::processLoadMeter().sample()), ratio_(ratio), maxRestMs_(maxRestMs) {
-    // After the first sample, and the ratio first: the order in which errors are stated.
+    // After the first sample, and the ratio first: the order in which errors are told.
     internal::checkRatio(ratio);
     internal::checkRest(maxRestMs >= 0 && maxRestMs <= 1000);
 }

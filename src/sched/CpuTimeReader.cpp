@@ -35,7 +35,7 @@ std::int64_t CpuTimeReader::read() noexcept {
     }
     const std::int64_t sum = count(used.tms_utime) + count(used.tms_stime) +
                              count(used.tms_cutime) + count(used.tms_cstime);
-    // The division first, as stated; tick rates divide a million.
+    // Deliberate: the division first. Tick rates divide a million.
     return sum * (1'000'000 / perSecond);
 }
 

@@ -13,7 +13,7 @@
 namespace vorn::common::stream {
 namespace {
 
-// Stated; a full device may have room again after what failed has been removed.
+// A full device may have room again after what failed has been removed.
 constexpr int kAttempts = 3;
 
 template <class Attempt>

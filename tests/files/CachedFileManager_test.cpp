@@ -344,7 +344,8 @@ TEST(CachedFileManager, WhateverSerializeThrowsOnTheManagersThreadTheOthersAreWr
     EXPECT_FALSE(std::filesystem::exists(dir.file("bad")));
 }
 
-// A stated trap: what could not be read for want of memory looks like a missing file.
+// A trap that the header tells of: what could not be read for want of memory looks like a missing
+// file.
 TEST(CachedFileManager, DeliberatelyAGoodFileThatNoMemoryLetsInIsReplacedByTheNextWrite) {
     const TempDir dir;
     const auto path = dir.write("a", "text:precious");

@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <random>
 #include <stdexcept>
 #include <vector>
@@ -14,6 +13,7 @@
 #include <vorn/common/fs/LockedFile.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/calls.h"
@@ -31,32 +31,11 @@ constexpr int kProcesses = 8;
 constexpr int kIncrements =
     helpers::kForeign || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 50 : 1000;
 
-template <class Body>
-pid_t startChild(Body body) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        int code = 99;
-        try {
-            code = body();
-        } catch (...) {
-        }
-        ::_exit(code);
-    }
-    return pid;
-}
-
-int waitFor(pid_t pid) {
-    int status = 0;
-    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
-    }
-    return status;
-}
-
 template <class Increment>
 void expectNoLostIncrement(const std::string& path, Increment increment) {
     std::vector<pid_t> children;
     for (int i = 0; i < kProcesses; ++i) {
-        children.push_back(startChild([&] {
+        children.push_back(helpers::startProcess([&] {
             for (int k = 0; k < kIncrements; ++k) {
                 increment();
             }
@@ -64,7 +43,7 @@ void expectNoLostIncrement(const std::string& path, Increment increment) {
         }));
     }
     for (const auto pid : children) {
-        EXPECT_EQ(waitFor(pid), 0);
+        EXPECT_EQ(helpers::waitForEnd(pid), 0);
     }
     EXPECT_EQ(helpers::contentOf(path), std::to_string(kProcesses * kIncrements));
     EXPECT_FALSE(std::filesystem::exists(path + ".lck"));
@@ -131,7 +110,7 @@ TEST(LockedFileProcesses, DeliberatelyAKilledHolderLeavesTheLockFile) {
     const TempDir dir;
     const auto path = dir.file("data");
     const auto ready = dir.file("ready");
-    const auto pid = startChild([&] {
+    const auto pid = helpers::startProcess([&] {
         const auto file = LockedFile::create(path);
         std::ofstream(ready) << "x";
         for (;;) {
@@ -141,7 +120,7 @@ TEST(LockedFileProcesses, DeliberatelyAKilledHolderLeavesTheLockFile) {
     });
     ASSERT_TRUE(helpers::waitUntil([&] { return std::filesystem::exists(ready); }));
     ::kill(pid, SIGKILL);
-    EXPECT_TRUE(WIFSIGNALED(waitFor(pid)));
+    EXPECT_TRUE(WIFSIGNALED(helpers::waitForEnd(pid)));
     EXPECT_TRUE(std::filesystem::exists(path + ".lck"));
     EXPECT_THROW(LockedFile::tryCreateUntil(path, Clock::now() + 120ms), std::ios_base::failure);
     std::filesystem::remove(path + ".lck");
@@ -151,14 +130,14 @@ TEST(LockedFileProcesses, DeliberatelyAKilledHolderLeavesTheLockFile) {
 TEST(LockedFileProcesses, OneProcessWaitsForAnothersFile) {
     const TempDir dir;
     const auto path = dir.file("data");
-    const auto pid = startChild([&] {
+    const auto pid = helpers::startProcess([&] {
         LockedFile::create(path).stream() << "produced";
         return 0;
     });
     std::string word;
     LockedFile::waitUntil(path, Clock::now() + 60s).stream() >> word;
     EXPECT_EQ(word, "produced");
-    EXPECT_EQ(waitFor(pid), 0);
+    EXPECT_EQ(helpers::waitForEnd(pid), 0);
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ namespace {
 
 using faults::Call;
 using helpers::contentOf;
+using helpers::modeOf;
 using helpers::TempDir;
 using std::filesystem::perms;
 
@@ -42,12 +43,6 @@ void store(const std::string& content, const std::string& path, const std::strin
     FileOutputStreamAccessor accessor(path, mode, permissions, tmpPath);
     accessor.stream() << content;
     accessor.commit();
-}
-
-unsigned modeOf(const std::string& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0);
-    return status.st_mode & 07777;
 }
 
 TEST(StreamAccessors, NullBuildersGiveNothing) {
@@ -155,6 +150,20 @@ TEST(FileOutput, PermissionsAreExactFromTheFirstMomentOn) {
     std::filesystem::permissions(wide, perms{0666});
     store("x", wide);
     EXPECT_EQ(modeOf(wide), 0600U) << "replaced on an existing file";
+}
+
+TEST(FileOutput, ABackupThatHoldsAVersionIsAsNarrowAsTheFile) {
+    const TempDir dir;
+    const auto path = dir.file("a");
+    const auto backup = dir.file("a.bak");
+    const auto before = ::umask(0);
+    // The backup of the first one is the empty file that the swap has made.
+    for (const char* content : {"1", "2", "3"}) {
+        store(content, path, backup, std::ios_base::trunc, perms{0600});
+        EXPECT_TRUE(contentOf(backup).empty() || modeOf(backup) == 0600U) << content;
+    }
+    ::umask(before);
+    EXPECT_EQ(contentOf(backup), "2");
 }
 
 TEST(FileOutput, SwapsThroughTheTemporaryPath) {

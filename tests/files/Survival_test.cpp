@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <iostream>
 #include <iterator>
@@ -112,17 +109,9 @@ void loseTheFile(const std::string& path) {
     }
 }
 
-// A kill concerns the process, not the device: in memory the same calls are made without waiting.
-void preferMemory() {
-    if (::access("/dev/shm", W_OK) == 0) {
-        ::setenv("TMPDIR", "/dev/shm", 1);
-    }
-}
-
 pid_t startChild(Mode mode, const std::string& path) {
     shared().changes = 0;
-    const auto pid = ::fork();
-    if (pid == 0) {
+    return helpers::startProcess([&]() -> int {
         faults::Calls calls(faults::Threads::All);
         calls.hook([](const auto& call) {
             shared().changes += files::changesFiles(call.call) ? 1 : 0;
@@ -130,8 +119,7 @@ pid_t startChild(Mode mode, const std::string& path) {
         });
         prepare(calls, mode);
         changeForEver(path);
-    }
-    return pid;
+    });
 }
 
 // The instant is random in what the child has done, so that a busy machine changes nothing.
@@ -141,15 +129,13 @@ void killAtRandomInstant(pid_t pid, std::mt19937& random) {
     std::this_thread::sleep_for(
         std::chrono::microseconds(std::uniform_int_distribution<int>(0, 500)(random)));
     ::kill(pid, SIGKILL);
-    int status = 0;
-    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
-    }
+    const int status = helpers::waitForEnd(pid);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
 }
 
+// A kill concerns the process, not the device: in memory the same calls are made without waiting.
 void survive(Mode mode, const char* name, int kills = kKills) {
-    preferMemory();
-    const TempDir dir;
+    const TempDir dir = TempDir::inMemory();
     const auto path = dir.write("document", documentOf(0));
     std::mt19937 random(20240229);
     shared().flushed = 0;
@@ -235,12 +221,11 @@ TEST(Survival, KillBeforeEveryCall) {
         {"backup alone", "-", documentOf(7)},   {"empty file", "", documentOf(7)},
         {"half a file", "123", documentOf(7)},  {"half a backup", documentOf(8), "123"},
     };
-    preferMemory();
     int deaths = 0;
     for (const auto mode : {Mode::Normal, Mode::WithoutExchange}) {
         for (const auto& state : states) {
             for (int call = 1;; call += kStride) {
-                const TempDir dir;
+                const TempDir dir = TempDir::inMemory();
                 const auto path = dir.file("document");
                 if (state.file != "-") {
                     dir.write("document", state.file);

@@ -26,18 +26,13 @@ namespace {
 
 using faults::Call;
 using helpers::contentOf;
+using helpers::modeOf;
 using helpers::TempDir;
 
 ino_t inodeOf(const std::string& path) {
     struct stat status {};
     EXPECT_EQ(::stat(path.c_str(), &status), 0);
     return status.st_ino;
-}
-
-unsigned modeOf(const std::string& path) {
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0);
-    return status.st_mode & 07777;
 }
 
 /// A directory on another file system than the temporary directory, or empty.

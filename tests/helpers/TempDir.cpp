@@ -2,6 +2,7 @@
 #include "helpers/TempDir.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -9,12 +10,19 @@
 
 namespace helpers {
 
-TempDir::TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
+TempDir::TempDir() : TempDir(std::filesystem::temp_directory_path()) {}
+
+TempDir::TempDir(const std::filesystem::path& parent) {
+    std::string pattern = (parent / "vorn-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed");
     }
     path_ = pattern;
+}
+
+TempDir TempDir::inMemory() {
+    const std::filesystem::path memory = "/dev/shm";
+    return ::access(memory.c_str(), W_OK) == 0 ? TempDir(memory) : TempDir();
 }
 
 TempDir::~TempDir() {
@@ -34,6 +42,10 @@ std::string TempDir::write(const std::string& name, const std::string& content) 
     const auto target = file(name);
     std::ofstream(target, std::ios::binary) << content;
     return target;
+}
+
+unsigned modeOf(const std::filesystem::path& path) {
+    return static_cast<unsigned>(std::filesystem::status(path).permissions());
 }
 
 std::string contentOf(const std::filesystem::path& path) {

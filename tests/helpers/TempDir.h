@@ -11,6 +11,10 @@ namespace helpers {
 class TempDir {
   public:
     TempDir();
+    /// Below `parent`.
+    explicit TempDir(const std::filesystem::path& parent);
+    /// In memory where there is such a place, for what would wait for the disk.
+    [[nodiscard]] static TempDir inMemory();
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -26,6 +30,9 @@ class TempDir {
   private:
     std::filesystem::path path_;
 };
+
+/// The permission bits of a file; none when it does not exist.
+unsigned modeOf(const std::filesystem::path& path);
 
 /// The whole content of a file; empty when it cannot be read.
 std::string contentOf(const std::filesystem::path& path);

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "helpers/child.h"
 
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <exception>
 #include <stdexcept>
 
@@ -28,14 +31,22 @@ void writeAll(int fd, const std::string& text) {
     }
 }
 
-[[noreturn]] void runBody(
-    int fd, const std::function<int(const std::function<void(const std::string&)>&)>& body) {
-    const auto report = [fd](const std::string& text) { writeAll(fd, text); };
+}  // namespace
+
+pid_t startProcess(const std::function<int()>& body) {
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (pid != 0) {
+        return pid;
+    }
+    // Not the C library's function, which some tests replace.
+    ::syscall(SYS_prctl, PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
     int code = 99;
     try {
-        code = body(report);
-    } catch (const std::exception& error) {
-        report(error.what());
+        code = body();
+    } catch (...) {
     }
 #ifdef VORN_GW_COMMON_COVERAGE
     // _exit writes no counts.
@@ -44,7 +55,12 @@ void writeAll(int fd, const std::string& text) {
     ::_exit(code);
 }
 
-}  // namespace
+int waitForEnd(pid_t pid) {
+    int status = 0;
+    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
+    }
+    return status;
+}
 
 ChildResult runInChild(
     const std::function<int(const std::function<void(const std::string&)>&)>& body) {
@@ -52,14 +68,16 @@ ChildResult runInChild(
     if (::pipe(ends) != 0) {
         throw std::runtime_error("pipe failed");
     }
-    const pid_t pid = ::fork();
-    if (pid < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    if (pid == 0) {
+    const pid_t pid = startProcess([&] {
         ::close(ends[0]);
-        runBody(ends[1], body);
-    }
+        const auto report = [&](const std::string& text) { writeAll(ends[1], text); };
+        try {
+            return body(report);
+        } catch (const std::exception& error) {
+            report(error.what());
+            throw;
+        }
+    });
     ::close(ends[1]);
 
     ChildResult result;
@@ -74,9 +92,7 @@ ChildResult runInChild(
     }
     ::close(ends[0]);
 
-    int status = 0;
-    while (::waitpid(pid, &status, 0) == -1 && errno == EINTR) {
-    }
+    const int status = waitForEnd(pid);
     if (WIFEXITED(status)) {
         result.exitCode = WEXITSTATUS(status);
     } else if (WIFSIGNALED(status)) {

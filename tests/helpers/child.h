@@ -1,11 +1,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <optional>
 #include <string>
 
 namespace helpers {
+
+/// Forks a process that runs `body`; its result is the exit code, 99 stands for an exception. It
+/// leaves through _exit and is killed when the thread that started it ends, so that an interrupted
+/// test leaves none behind. Throws when there is no process to be had: kill() takes -1 for
+/// everybody.
+pid_t startProcess(const std::function<int()>& body);
+
+/// Waits for the end of a child and returns what `waitpid` tells.
+int waitForEnd(pid_t pid);
 
 /// How a forked child ended, and what it reported.
 struct ChildResult {

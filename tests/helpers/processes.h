@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/types.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "helpers/TempDir.h"
 #include "helpers/wait_until.h"
@@ -40,10 +45,36 @@ inline std::string lineOf(const std::filesystem::path& path) {
     return found ? line : std::string();
 }
 
-/// The same for the number of a process.
+/// The same for the number of a process. Throws when there is none: kill() takes -1 for everybody.
 inline pid_t pidIn(const std::filesystem::path& path) {
     const auto line = lineOf(path);
-    return line.empty() ? -1 : std::stoi(line);
+    const pid_t pid = line.empty() ? 0 : std::stoi(line);
+    if (pid <= 0) {
+        throw std::runtime_error("no process number in " + path.string());
+    }
+    return pid;
+}
+
+/// The command line with which a shell executes a text.
+inline std::vector<std::string> shell(const std::string& text) {
+    return {"/bin/sh", "-c", text};
+}
+
+/// The descriptors below 256 that are open in this process.
+inline std::set<int> openDescriptors() {
+    std::set<int> open;
+    for (int fd = 0; fd < 256; ++fd) {
+        if (::fcntl(fd, F_GETFD) != -1) {
+            open.insert(fd);
+        }
+    }
+    return open;
+}
+
+/// Whether this process has children, those included that have ended and nobody waited for.
+inline bool hasChildren() {
+    siginfo_t info{};
+    return ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
 /// A directory that a process can have as its root: /bin/sh is a static shell, and /usr/bin/cgexec

@@ -173,13 +173,16 @@ TEST(SerializerTreeCopy, AHundredLevelsAreCopied) {
         text += "}]";
     }
     const Deserializer tree{std::string_view(text)};
-    Serializer expected(Serializer::Compact);
-    Serializer found(Serializer::Compact);
-    addByNesting(expected, tree);
-    found.addValue(tree);
-    EXPECT_EQ(found.json(), expected.json());
-    found.finalize();
-    EXPECT_TRUE(tree.compare(Deserializer(std::string_view(found.json()))));
+    // The innermost line of the Pretty one begins with more spaces than one serializer writes.
+    for (const auto format : {Serializer::Compact, Serializer::Pretty}) {
+        Serializer expected(format);
+        Serializer found(format);
+        expected.appendKey("k");
+        found.appendKey("k");
+        addByNesting(expected, tree);
+        found.addValue(tree);
+        EXPECT_EQ(found.json(), expected.json());
+    }
 }
 
 }  // namespace

@@ -25,6 +25,7 @@
 
 #include "helpers/environment.h"
 #include "helpers/faults/allocation.h"
+#include "helpers/processes.h"
 #include "helpers/wait_until.h"
 #include "ladders/Calls.h"
 
@@ -61,12 +62,9 @@ struct Possessions {
 
     static Possessions now() {
         Possessions found;
-        for (int fd = 0; fd < 256; ++fd) {
-            found.descriptors += ::fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-        }
+        found.descriptors = static_cast<int>(helpers::openDescriptors().size());
         found.threads = std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-        siginfo_t info{};
-        found.children = ::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+        found.children = helpers::hasChildren();
         found.blocks = faults::blocksAlive();
         return found;
     }

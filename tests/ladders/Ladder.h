@@ -9,15 +9,15 @@
 #include "ladders/Trial.h"
 
 /// A ladder runs one operation again and again, and lets its first, second, third, ... allocation
-/// or system call fail. After each run the operation has failed as stated or succeeded, as many
-/// descriptors, threads, children and blocks of memory are left as before, and what the row checks
-/// holds: the next use works.
+/// or system call fail. After each run the operation has failed as its header says or succeeded, as
+/// many descriptors, threads, children and blocks of memory are left as before, and what the row
+/// checks holds: the next use works.
 namespace ladders {
 
 /// What an operation does about a failure.
 enum class Answer {
     Throws,  ///< std::bad_alloc for want of memory; any standard exception, or success, otherwise
-    Hides,   ///< as stated it returns, or throws something of its own
+    Hides,   ///< as its header says it returns, or throws something of its own
 };
 
 struct Row {

@@ -189,8 +189,8 @@ void describing(Trial& trial) {
     trial.require(trial.threw() || text == status.getJson(), "another text");
 }
 
-/// In a child, which it changes for ever: 0 when it has another identity, 1 when the stated error
-/// came, 2 for anything else.
+/// In a child, which it changes for ever: 0 when it has another identity, 1 when the documented
+/// error came, 2 for anything else.
 int identityCode(const service::ProcessAttrs& attributes) {
     const pid_t child = ::fork();
     if (child == 0) {

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -27,6 +26,7 @@
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
+#include "helpers/runWithStack.h"
 #include "helpers/wait_until.h"
 #include "processes/ScriptObserver.h"
 #include "textOperations.h"
@@ -34,21 +34,6 @@
 namespace {
 
 constexpr std::size_t kStack = std::size_t{64} * 1024;
-
-/// Runs `body` on a thread with 64 KiB of stack.
-bool runOnSmallStack(std::function<void()> body) {
-    pthread_attr_t attributes;
-    ::pthread_attr_init(&attributes);
-    pthread_t thread{};
-    const auto run = [](void* argument) -> void* {
-        (*static_cast<std::function<void()>*>(argument))();
-        return nullptr;
-    };
-    const bool started = ::pthread_attr_setstacksize(&attributes, kStack) == 0 &&
-                         ::pthread_create(&thread, &attributes, run, &body) == 0;
-    ::pthread_attr_destroy(&attributes);
-    return started && ::pthread_join(thread, nullptr) == 0;
-}
 
 /// The stack does not grow with the text: a text of four times its size would show that.
 TEST(SmallStack, SixtyFourKilobytesSufficeForEveryTextOperation) {
@@ -60,7 +45,7 @@ TEST(SmallStack, SixtyFourKilobytesSufficeForEveryTextOperation) {
         SCOPED_TRACE(row.name);
         // Named before it runs: too small a stack ends the program.
         std::fprintf(stderr, "%s\n", row.name);
-        ASSERT_TRUE(runOnSmallStack([&] {
+        ASSERT_TRUE(helpers::runWithStack(kStack, [&] {
             const auto operation = row.prepare(bytes);
             operation();
         }));
@@ -129,9 +114,9 @@ TEST(SmallStack, SixtyFourKilobytesSufficeForTheLibrarysOwnThreads) {
         messages.sendMessage(thread::Message(1, 1));
         EXPECT_TRUE(helpers::waitUntil([&] { return done == 4; })) << done;
     }
+    Observer observer;  // outlives the executor, whose thread may still be in its last call
     ScriptExecutor scripts(1, kDefaultScriptRoutine);
     scripts.start();
-    Observer observer;
     Script script;
     script.content = "exit 3";
     ASSERT_TRUE(scripts.execute(script, &observer, time::SecondsDuration(60)));

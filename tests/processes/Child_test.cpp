@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "helpers/child.h"
 #include "helpers/faults/calls.h"
 #include "posix/Child.h"
 
@@ -20,16 +21,12 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 pid_t forked(int code) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        if (code < 0) {
-            for (;;) {
-                ::pause();
-            }
+    return helpers::startProcess([code] {
+        while (code < 0) {
+            ::pause();
         }
-        ::_exit(code);
-    }
-    return pid;
+        return code;
+    });
 }
 
 Descriptor descriptorOf(pid_t pid) {

@@ -133,12 +133,11 @@ TEST(DefaultScriptRoutine, WaitsWithAllSignalsBlocked) {
 TEST(DefaultScriptRoutine, AFailedForkGivesMinusOneAtOnce) {
     VORN_REQUIRE_ROOT();
     const auto result = helpers::runInChild([](const auto&) {
-        const pid_t bystander = ::fork();
-        if (bystander == 0) {
+        const pid_t bystander = helpers::startProcess([]() -> int {
             for (;;) {
                 ::pause();
             }
-        }
+        });
         const rlimit none{0, 0};
         if (::setrlimit(RLIMIT_NPROC, &none) != 0 || ::setresuid(65534, 0, 0) != 0 ||
             ::setresuid(65534, 65534, 0) != 0) {
@@ -148,7 +147,7 @@ TEST(DefaultScriptRoutine, AFailedForkGivesMinusOneAtOnce) {
         const int outcome = kDefaultScriptRoutine(&context);
         ::setresuid(0, 0, 0);
         ::kill(bystander, SIGKILL);
-        ::waitpid(bystander, nullptr, 0);
+        helpers::waitForEnd(bystander);
         return outcome == -1 && context.pid == -1 ? 0 : 91;
     });
     EXPECT_EQ(result.exitCode, 0);

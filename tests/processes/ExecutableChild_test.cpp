@@ -28,6 +28,7 @@
 
 namespace {
 
+using helpers::shell;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -35,10 +36,6 @@ using vorn::common::executable::Executable;
 using vorn::common::executable::IExecutable;
 
 const std::vector<std::string> kTools{"PATH=/bin:/usr/bin"};
-
-std::vector<std::string> shell(const std::string& text) {
-    return {"/bin/sh", "-c", text};
-}
 
 std::string outputOf(const std::vector<std::string>& arguments, Executable::Params options = {}) {
     if (options.environment.empty()) {

@@ -19,15 +19,12 @@
 
 namespace {
 
+using helpers::shell;
 using vorn::common::executable::Executable;
 using vorn::common::executable::IExecutable;
 using namespace std::chrono_literals;
 
 const std::vector<std::string> kTools{"PATH=/bin:/usr/bin"};
-
-std::vector<std::string> shell(const std::string& text) {
-    return {"/bin/sh", "-c", text};
-}
 
 bool endsAs(const Executable& program, Executable::Status status) {
     return helpers::waitUntil([&] { return program.getStatus() > Executable::Running; }) &&
@@ -74,7 +71,6 @@ TEST(ExecutableEnd, StopAndContinueAreNoEnd) {
         ASSERT_EQ(::mkfifo(directory.file("fifo").c_str(), 0600), 0);
         program.execAsync({});
         const pid_t pid = helpers::pidIn(directory.file("pid"));
-        ASSERT_GT(pid, 0);
         ::kill(pid, SIGSTOP);
         ASSERT_TRUE(
             helpers::waitUntil([&] { return helpers::stateOf(std::to_string(pid)) == 'T'; }));
@@ -162,7 +158,6 @@ TEST(ExecutableEnd, DeliberateDestructionKillsTheProcessButNotItsGroup) {
             program.execAsync([&](const IExecutable&) { called = true; });
             child = helpers::pidIn(directory.file("child"));
             grandchild = helpers::pidIn(directory.file("grandchild"));
-            ASSERT_GT(grandchild, 0);
             EXPECT_TRUE(helpers::isAlive(child));
         }
         EXPECT_EQ(::kill(child, 0), -1);

@@ -331,7 +331,6 @@ TEST(ExecutableManager, AbortKillsWithoutCallback) {
                       uuid, "endless",
                       [&](const IExecutable&, const Uuid&, const std::string&) { called = true; });
     const pid_t pid = helpers::pidIn(directory.file("pid"));
-    ASSERT_GT(pid, 0);
     EXPECT_TRUE(helpers::isAlive(pid));
     EXPECT_FALSE(manager.abort(Uuid(0ULL)));
     EXPECT_TRUE(manager.abort(uuid));
@@ -422,7 +421,6 @@ TEST(ExecutableManager, DestructionKillsEverythingWithoutCallbacks) {
     }
     EXPECT_EQ(calls, 0);
     for (const pid_t pid : pids) {
-        ASSERT_GT(pid, 0);
         EXPECT_EQ(::kill(pid, 0), -1);
     }
 }

@@ -21,6 +21,7 @@
 
 namespace {
 
+using helpers::shell;
 using vorn::common::executable::Executable;
 using vorn::common::executable::IExecutable;
 using namespace std::chrono_literals;
@@ -32,10 +33,6 @@ static_assert(std::is_base_of_v<vorn::common::classattributes::NonCopiable<Execu
 static_assert(std::has_virtual_destructor_v<IExecutable>);
 
 const Executable::Params kNoOptions{};
-
-std::vector<std::string> shell(const std::string& text) {
-    return {"/bin/sh", "-c", text};
-}
 
 TEST(Executable, StatusValuesAreFixed) {
     EXPECT_EQ(Executable::Idle, 0);
@@ -270,10 +267,10 @@ TEST(Executable, DeliberateEmptyArgumentListThrowsInTheChild) {
         if (::getpid() == parent) {
             FAIL() << "thrown in the parent";
         }
-        const bool stated = std::string(error.what()) == "arguments cannot be empty" &&
-                            program.getStatus() == Executable::Running &&
-                            ::getpgrp() == ::getpid() && !program.readFromStdOut();
-        ::_exit(stated ? 7 : 8);
+        const bool asDocumented = std::string(error.what()) == "arguments cannot be empty" &&
+                                  program.getStatus() == Executable::Running &&
+                                  ::getpgrp() == ::getpid() && !program.readFromStdOut();
+        ::_exit(asDocumented ? 7 : 8);
     }
     ASSERT_EQ(::getpid(), parent);
     ASSERT_TRUE(helpers::waitUntil([&] { return program.getStatus() == Executable::Exited; }));

@@ -17,6 +17,7 @@
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/processes.h"
 
 namespace {
 
@@ -157,16 +158,6 @@ TEST(Pipes, AnErrorEndsTheText) {
     EXPECT_EQ(pipes.readFromStdOut(), "");
 }
 
-std::set<int> openDescriptors() {
-    std::set<int> open;
-    for (int fd = 0; fd < 256; ++fd) {
-        if (isOpen(fd)) {
-            open.insert(fd);
-        }
-    }
-    return open;
-}
-
 TEST(Pipes, FailureToOpenLeavesNothingOpen) {
     if (helpers::kAddressSanitizer) {
         GTEST_SKIP() << "the sanitizers of this build need descriptors for their own checks";
@@ -179,13 +170,13 @@ TEST(Pipes, FailureToOpenLeavesNothingOpen) {
             }
             const rlimit few{limit, limit};
             ::setrlimit(RLIMIT_NOFILE, &few);
-            const auto before = openDescriptors();
+            const auto before = helpers::openDescriptors();
             try {
                 const Pipes pipes;
             } catch (const std::runtime_error& error) {
                 report(error.what());
             }
-            return openDescriptors() == before ? 0 : 1;
+            return helpers::openDescriptors() == before ? 0 : 1;
         });
         EXPECT_EQ(result.report, "failed to open pipe") << available;
         EXPECT_EQ(result.exitCode, 0) << available;

@@ -128,6 +128,22 @@ TEST_F(ProcessAttributesTest, TheOwnedFileIsHandedOver) {
     EXPECT_EQ(status.st_uid, 0u);
 }
 
+TEST_F(ProcessAttributesTest, DeliberateALinkHandsOverWhatItNames) {
+    const helpers::TempDir dir;
+    const auto named = dir.write("named", "");
+    const auto link = dir.file("link");
+    std::filesystem::create_symlink(named, link);
+    const auto result = runSwitch(kPasswd, kGroup, [&] {
+        setProcessAttributes({"gateway", "services", {}}, link);
+    });
+    SKIP_WITHOUT_ACCOUNTS(result);
+    struct stat status {};
+    ASSERT_EQ(::stat(named.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 4001u);
+    ASSERT_EQ(::lstat(link.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 0u) << "the link itself";
+}
+
 TEST_F(ProcessAttributesTest, TheGroupNeedNotBeTheUsersOwn) {
     const auto result = runSwitch(kPasswd, kGroup, [&] {
         setProcessAttributes({"gateway", "net", {}}, "");

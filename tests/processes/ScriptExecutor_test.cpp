@@ -272,15 +272,12 @@ TEST(ScriptExecutor, DeliberateTimeoutsRepeatUntilTheRoutineReturns) {
 TEST(ScriptExecutor, KillsTheProcessThatTheRoutineStored) {
     Observer observer;
     ScriptExecutor executor(1, [](ScriptContext* context) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
+        context->pid = helpers::startProcess([]() -> int {
             for (;;) {
                 ::pause();
             }
-        }
-        context->pid = pid;
-        int status = 0;
-        ::waitpid(pid, &status, 0);
+        });
+        const int status = helpers::waitForEnd(context->pid);
         return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : 0;
     });
     executor.start();

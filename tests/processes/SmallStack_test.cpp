@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <pthread.h>
-
-#include <functional>
+#include <chrono>
+#include <cstddef>
 
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 #include <vorn/common/executable/Executable.h>
 
 #include "helpers/environment.h"
+#include "helpers/runWithStack.h"
 #include "helpers/wait_until.h"
 
 namespace {
@@ -16,21 +16,7 @@ namespace {
 using namespace vorn::common;
 using executable::Executable;
 
-/// Runs `body` on a thread with the smallest stack that a thread can have on this architecture.
-bool runOnSmallStack(std::function<void()> body) {
-    constexpr std::size_t kSmallest = std::size_t{16} * 1024;
-    pthread_attr_t attributes;
-    ::pthread_attr_init(&attributes);
-    pthread_t thread{};
-    const auto run = [](void* argument) -> void* {
-        (*static_cast<std::function<void()>*>(argument))();
-        return nullptr;
-    };
-    const bool started = ::pthread_attr_setstacksize(&attributes, kSmallest) == 0 &&
-                         ::pthread_create(&thread, &attributes, run, &body) == 0;
-    ::pthread_attr_destroy(&attributes);
-    return started && ::pthread_join(thread, nullptr) == 0;
-}
+constexpr std::size_t kSmallest = std::size_t{16} * 1024;
 
 class SmallStack : public testing::Test {
   protected:
@@ -43,7 +29,7 @@ class SmallStack : public testing::Test {
 
 TEST_F(SmallStack, SixteenKilobytesSufficeToStartAProgram) {
     Executable program({"/bin/sh", "-c", "echo x; exit 3"}, {.timeout = std::chrono::hours(1)});
-    ASSERT_TRUE(runOnSmallStack([&] { program.execAsync({}); }));
+    ASSERT_TRUE(helpers::runWithStack(kSmallest, [&] { program.execAsync({}); }));
     EXPECT_TRUE(helpers::waitUntil([&] { return program.getStatus() == Executable::Exited; }));
     EXPECT_EQ(program.getExitCode(), 3);
     EXPECT_EQ(program.readFromStdOut(), "x\n");
@@ -53,7 +39,8 @@ TEST_F(SmallStack, SixteenKilobytesSufficeToRunAScript) {
     ScriptContext context;
     context.request.script.content = "exit 4";
     int result = 0;
-    ASSERT_TRUE(runOnSmallStack([&] { result = kDefaultScriptRoutine(&context); }));
+    ASSERT_TRUE(
+        helpers::runWithStack(kSmallest, [&] { result = kDefaultScriptRoutine(&context); }));
     EXPECT_EQ(result, 4);
 }
 

@@ -31,7 +31,7 @@ using TimePoint = ClockAlignedTimer::TimePoint;
 constexpr nanoseconds kDay = 24h;
 constexpr TimePoint kMidnight(20000 * kDay);
 
-TEST(ClockAlignedTimer, HasTheStatedConstants) {
+TEST(ClockAlignedTimer, HasTheDocumentedConstants) {
     static_assert(ClockAlignedTimer::MIN_PERIOD == 1ms);
     static_assert(std::has_virtual_destructor_v<ClockAlignedTimer>);
     static_assert(!std::is_copy_constructible_v<ClockAlignedTimer>);

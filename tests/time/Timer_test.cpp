@@ -32,7 +32,7 @@ using vorn::common::time::Timer;
 using vorn::common::time::UnixTime;
 using Steady = std::chrono::steady_clock;
 
-TEST(Timer, HasTheStatedConstants) {
+TEST(Timer, HasTheDocumentedConstants) {
     static_assert(Timer::MIN_PERIOD == 1ms);
     static_assert(static_cast<int>(Recurrence::Recurrent) == 0);
     static_assert(static_cast<int>(Recurrence::OneShot) == 1);

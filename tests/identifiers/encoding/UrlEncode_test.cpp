@@ -96,7 +96,6 @@ TEST(UrlEncode, DecodeRefuses) {
     }
 }
 
-/// The rules for one character at a time.
 void expectTheRuleForTextsOfEveryLength() {
     std::mt19937 random(5);
     for (std::size_t length = 0; length < 1100; ++length) {
