@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
@@ -85,13 +86,26 @@ TEST(SideFile, AnInPlaceCopyIsCutOff) {
     EXPECT_EQ(contentOf(target), "short");
 }
 
-TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLong) {
-    const TempDir dir;
-    const auto target = dir.write(std::string(250, 'x'), "a long former content");
-    SideFile side(target);
-    ASSERT_TRUE(side.copyFrom(dir.write("source", "short")));
-    EXPECT_TRUE(side.replaceTarget());
-    EXPECT_EQ(contentOf(target), "short");
+TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLongAndLeavesNothingThere) {
+    for (const bool renamed : {true, false}) {
+        const TempDir dir;
+        const TempDir elsewhere;
+        const auto target = dir.write(std::string(250, 'x'), "a long former content");
+        ::setenv("TMPDIR", elsewhere.path().c_str(), 1);
+        {
+            faults::Calls calls;
+            if (!renamed) {
+                calls.fail(faults::Call::rename, EXDEV);
+            }
+            SideFile side(target);
+            EXPECT_TRUE(side.copyFrom(dir.write("source", "short")));
+            EXPECT_EQ(elsewhere.entries(), 1U);
+            EXPECT_TRUE(side.replaceTarget());
+        }
+        ::unsetenv("TMPDIR");
+        EXPECT_EQ(contentOf(target), "short");
+        EXPECT_EQ(elsewhere.entries(), 0U);
+    }
 }
 
 }  // namespace
