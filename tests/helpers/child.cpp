@@ -9,7 +9,9 @@
 #include <stdexcept>
 
 #ifdef VORN_GW_COMMON_COVERAGE
+extern "C" {
 #include <gcov.h>
+}
 #endif
 
 namespace helpers {
