@@ -14,6 +14,7 @@
 #include <vorn/common/fs/LockedFile.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/calls.h"
@@ -40,7 +41,7 @@ pid_t startChild(Body body) {
             code = body();
         } catch (...) {
         }
-        ::_exit(code);
+        helpers::leave(code);
     }
     return pid;
 }

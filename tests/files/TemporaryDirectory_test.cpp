@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <stdlib.h>
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -190,9 +192,17 @@ TEST(TemporaryDirectory, PermissionsThatAreRefusedTakeTheDirectoryBack) {
         std::filesystem::remove(call.path);
         return 0;
     });
+    calls.hook(faults::Call::mkdtemp, [](auto& call) {
+        char* const path = ::mkdtemp(const_cast<char*>(call.path));
+        std::filesystem::remove(path);
+        call.answer = reinterpret_cast<std::intptr_t>(path);
+        return 0;
+    });
     EXPECT_THROW(TemporaryDirectory(dir.file("a"), perms{0700}), std::filesystem::filesystem_error);
     EXPECT_EQ(calls.count(faults::Call::rmdir), 1);
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    EXPECT_THROW(TemporaryDirectory(perms{0700}), std::filesystem::filesystem_error);
+    EXPECT_EQ(calls.count(faults::Call::rmdir), 2);
 }
 
 TEST(TemporaryDirectory, LeavesNothingWhenMemoryEndsWhileItIsMade) {

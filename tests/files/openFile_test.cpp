@@ -64,6 +64,23 @@ TEST(OpenFile, EveryModeActsLikeTheStandardStreams) {
     }
 }
 
+TEST(OpenFile, EveryModeIsCloseOnExec) {
+    const ios_base::openmode modes[] = {ios_base::in,
+                                        ios_base::out,
+                                        ios_base::app,
+                                        ios_base::in | ios_base::out,
+                                        ios_base::in | ios_base::app,
+                                        ios_base::out | ios_base::app,
+                                        ios_base::out | ios_base::trunc,
+                                        ios_base::in | ios_base::out | ios_base::app,
+                                        ios_base::in | ios_base::out | ios_base::trunc};
+    for (const auto mode : modes) {
+        const auto flags = openFlags(mode);
+        ASSERT_TRUE(flags) << mode;
+        EXPECT_NE(*flags & O_CLOEXEC, 0) << mode;
+    }
+}
+
 TEST(OpenFile, ANewFileHasItsPermissionsFromTheStart) {
     const helpers::TempDir dir;
     std::ofstream stream;

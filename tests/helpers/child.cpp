@@ -39,14 +39,17 @@ void writeAll(int fd, const std::string& text) {
     } catch (const std::exception& error) {
         report(error.what());
     }
+    leave(code);
+}
+
+}  // namespace
+
+void leave(int code) {
 #ifdef VORN_GW_COMMON_COVERAGE
-    // _exit writes no counts.
     __gcov_dump();
 #endif
     ::_exit(code);
 }
-
-}  // namespace
 
 ChildResult runInChild(
     const std::function<int(const std::function<void(const std::string&)>&)>& body) {

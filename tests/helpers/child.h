@@ -7,6 +7,9 @@
 
 namespace helpers {
 
+/// Ends a forked child like _exit, which alone would lose what a coverage build has counted.
+[[noreturn]] void leave(int code);
+
 /// How a forked child ended, and what it reported.
 struct ChildResult {
     std::optional<int> exitCode;  ///< empty when a signal ended it
@@ -16,7 +19,7 @@ struct ChildResult {
 
 /// Runs `body` in a forked child and waits for it. `body` gets a function that sends text to the
 /// parent; its result is the child's exit code. An exception ends the child with code 99 and its
-/// text in the report. The child leaves through _exit.
+/// text in the report. The child ends with leave().
 ChildResult runInChild(
     const std::function<int(const std::function<void(const std::string&)>&)>& body);
 

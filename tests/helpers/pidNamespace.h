@@ -30,7 +30,7 @@ inline ChildResult runInPidNamespace(
         }
         const pid_t init = ::fork();
         if (init == 0) {
-            ::_exit(body(report));
+            leave(body(report));
         }
         int status = 0;
         while (::waitpid(init, &status, 0) == -1 && errno == EINTR) {

@@ -314,6 +314,11 @@ TEST(Deserializer, ValueTypes) {
     for (const auto& row : rows) {
         EXPECT_EQ(Deserializer(row.text).getValueType(), row.type) << row.text;
     }
+    // Around the size of the copy that the conversion reads.
+    for (std::size_t size = 60; size <= 70; ++size) {
+        const std::string number = std::string(size - 2, '7') + ".5";
+        EXPECT_EQ(Deserializer(std::string_view(number)).getValueType(), Type::Float) << size;
+    }
     const std::string digits(100000, '7');
     EXPECT_EQ(Deserializer(std::string_view(digits)).getValueType(), Type::Integer);
     EXPECT_EQ(Deserializer(std::string_view(digits + ".5")).getValueType(), Type::Float);

@@ -19,6 +19,7 @@
 #include <vorn/common/service/ProcessAttributes.h>
 #include <vorn/common/service/ServiceStatus.h>
 
+#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "ladders/Ladder.h"
@@ -196,9 +197,9 @@ int identityCode(const service::ProcessAttrs& attributes) {
     if (child == 0) {
         try {
             service::setProcessAttributes(attributes, "");
-            ::_exit(::getuid() == 65534 && ::getgid() == 65534 ? 0 : 2);
+            helpers::leave(::getuid() == 65534 && ::getgid() == 65534 ? 0 : 2);
         } catch (const service::ServiceError&) {
-            ::_exit(1);
+            helpers::leave(1);
         } catch (...) {
             ::_exit(2);
         }

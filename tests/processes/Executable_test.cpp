@@ -273,7 +273,7 @@ TEST(Executable, DeliberateEmptyArgumentListThrowsInTheChild) {
         const bool stated = std::string(error.what()) == "arguments cannot be empty" &&
                             program.getStatus() == Executable::Running &&
                             ::getpgrp() == ::getpid() && !program.readFromStdOut();
-        ::_exit(stated ? 7 : 8);
+        helpers::leave(stated ? 7 : 8);
     }
     ASSERT_EQ(::getpid(), parent);
     ASSERT_TRUE(helpers::waitUntil([&] { return program.getStatus() == Executable::Exited; }));

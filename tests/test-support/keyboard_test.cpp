@@ -17,6 +17,7 @@
 
 #include <vorn/common/test/helpers.h>
 
+#include "helpers/child.h"
 #include "helpers/wait_until.h"
 
 namespace {
@@ -75,7 +76,7 @@ class Child {
             ::dup2(errors_[1], STDERR_FILENO);
             const int code = body();
             std::cout.flush();
-            ::_exit(code);
+            helpers::leave(code);
         }
         ::close(output_[1]);
         ::close(errors_[1]);

@@ -17,6 +17,7 @@
 #include <vorn/common/time/Timer.h>
 
 #include "helpers/Actor.h"
+#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/thread_state.h"
@@ -323,7 +324,7 @@ TEST(TimerDeathTest, CanBeEndedWithDeadlinesBeforeTheBeginningOfItsClock) {
                 timer.start();
             }
         }
-        ::_exit(0);
+        helpers::leave(0);
     };
     EXPECT_EXIT(armAndDestroy(), testing::ExitedWithCode(0), "");
 }
