@@ -8,8 +8,11 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
+#include <streambuf>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -137,6 +140,23 @@ TEST(FileMutex, DeliberatelyLeavesTheLockFileWhenDestroyedHeld) {
     ::close(next);
     FileMutex other(dir.file("lock"));
     EXPECT_FALSE(other.try_lock());
+}
+
+TEST(FileMutex, AWarningThatCannotBeWrittenIsDropped) {
+    struct Refusing : std::streambuf {
+        int_type overflow(int_type) override { throw std::runtime_error("refused"); }
+    } refusing;
+    const TempDir dir;
+    auto* const before = std::cerr.rdbuf(&refusing);
+    std::cerr.exceptions(std::ios_base::badbit);
+    EXPECT_NO_THROW({
+        FileMutex mutex(dir.file("lock"));
+        mutex.lock();
+    });
+    std::cerr.exceptions(std::ios_base::goodbit);
+    std::cerr.rdbuf(before);
+    std::cerr.clear();
+    EXPECT_TRUE(exists(dir.file("lock")));
 }
 
 TEST(FileMutex, DestroyedUnheldSaysNothing) {

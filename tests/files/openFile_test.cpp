@@ -12,8 +12,10 @@
 #include <gtest/gtest.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/faults/calls.h"
 #include "posix/openFile.h"
 #include "posix/transfer.h"
+#include "posix/writeInPlace.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -88,6 +90,35 @@ TEST(OpenFile, ANewFileHasItsPermissionsFromTheStart) {
     EXPECT_EQ(std::filesystem::status(dir.file("a")).permissions(), std::filesystem::perms{0600});
 }
 
+TEST(OpenFile, AModeOfNoFileEmptiesNone) {
+    EXPECT_FALSE(emptiesFile(ios_base::trunc));
+    EXPECT_TRUE(emptiesFile(ios_base::out));
+    EXPECT_FALSE(emptiesFile(ios_base::app));
+}
+
+TEST(OpenFile, TellsWhatMayBeReplaced) {
+    const helpers::TempDir dir;
+    const auto file = dir.write("file", "");
+    EXPECT_TRUE(isRegularOrMissing(file));
+    EXPECT_TRUE(isRegularOrMissing(dir.file("missing")));
+    EXPECT_TRUE(isRegularOrMissing(file + "/below"));
+    EXPECT_FALSE(isRegularOrMissing(dir.path()));
+    EXPECT_FALSE(isRegularOrMissing(dir.file(std::string(300, 'x')))) << "cannot be looked at";
+}
+
+TEST(OpenFile, AFileThatCannotBePositionedAtItsEndIsNotOpened) {
+    const helpers::TempDir dir;
+    const auto path = dir.write("a", "content");
+    faults::Calls calls;
+    calls.fail(faults::Call::lseek, EIO);
+    std::fstream stream;
+    openStream(stream, path, ios_base::in | ios_base::out | ios_base::ate);
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_FALSE(writeInPlace(path, ios_base::in | ios_base::out | ios_base::ate,
+                              std::filesystem::perms{0600}, "new"));
+    EXPECT_EQ(helpers::contentOf(path), "content");
+}
+
 TEST(OpenFile, FailedStreamsSaySo) {
     std::ifstream stream;
     openStream(stream, "/no/such/file", ios_base::in);
@@ -137,6 +168,19 @@ TEST(OpenFile, TheSizeIsWhatSeekingTells) {
         EXPECT_TRUE(size == -1 || (size > 0 && readFully(file.get(), &byte, 1).error == EISDIR))
             << path << ' ' << size;
     }
+}
+
+TEST(OpenFile, ASizeThatCannotBeToldIsNone) {
+    const helpers::TempDir dir;
+    const auto path = dir.write("a", "content");
+    const auto empty = openForReading(dir.write("empty", ""));
+    const auto file = openForReading(path);
+    faults::Calls calls;
+    calls.fail(faults::Call::fstat, EIO);
+    EXPECT_EQ(sizeBySeeking(empty.get()), -1);
+    EXPECT_EQ(sizeBySeeking(file.get()), 7);
+    calls.fail(faults::Call::lseek, EIO, calls.count(faults::Call::lseek) + 2);
+    EXPECT_EQ(sizeBySeeking(file.get()), -1);
 }
 
 TEST(OpenFile, StreamsWorkAfterMoving) {

@@ -36,6 +36,13 @@ std::string nested(unsigned levels) {
     return std::string(levels, '[') + std::string(levels, ']');
 }
 
+TEST(DeserializerString, EqualsItselfAndEveryOtherEmptyOne) {
+    const std::string text = "text";
+    const String span(text.data(), text.size());
+    EXPECT_TRUE(span == String(text.data(), text.size()));
+    EXPECT_TRUE(String(text.data(), std::size_t{0}) == String(text.data() + 1, std::size_t{0}));
+}
+
 TEST(DeserializerString, SpansCharacters) {
     const char* text = "abcabc";
     EXPECT_EQ(String().data, nullptr);
@@ -310,6 +317,7 @@ TEST(Deserializer, ValueTypes) {
         {"1f", Type::None},
         {"\f1.5", Type::Float},
         {"1\v", Type::None},
+        {"\v\f", Type::None},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Deserializer(row.text).getValueType(), row.type) << row.text;
@@ -329,6 +337,11 @@ TEST(Deserializer, ClassifyingLeavesErrnoAlone) {
     errno = 77;
     static_cast<void>(Deserializer("1e999").getValueType());
     EXPECT_EQ(errno, 77);
+}
+
+TEST(Deserializer, WordsThatOnlyBeginLikeNullAreTheCallersAffair) {
+    EXPECT_EQ(parsed("nothing"), "nothing");
+    EXPECT_EQ(parsed("[nul,nulls1]").substr(0, 8), "runtime:");
 }
 
 TEST(Deserializer, ATextOfFourGibibytesIsRefused) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vorn/common/lwjson/Serializer.h"
 
+#include <locale.h>
+
 #include <cfloat>
 #include <clocale>
 #include <cmath>
@@ -161,6 +163,14 @@ TEST(SerializerNumbers, TheGlobalLocaleChangesNothing) {
     for (std::size_t i = 0; i < std::size(expected); ++i) {
         EXPECT_EQ(texts[i], expected[i]);
     }
+}
+
+TEST(SerializerNumbers, TheThreadsLocaleStaysAsItWas) {
+    const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    const locale_t before = ::uselocale(own);
+    static_cast<void>(written(1234.5L));
+    EXPECT_EQ(::uselocale(before), own);
+    ::freelocale(own);
 }
 
 TEST(SerializerNumbers, ACommaLocaleChangesNothing) {

@@ -103,6 +103,17 @@ TEST(SerializerTreeCopy, RawLineFeedsGainTheIndentation) {
               "{\n  \"a\nb\":\n  [\n    \"x\n    y\"\n  ]\n}");
 }
 
+TEST(SerializerTreeCopy, RawLineFeedsBelowManyLevelsGainTheIndentationOfAll) {
+    // Each level of the tree adds two spaces, up to 200, to the 200 of the serializer.
+    const std::string text = std::string(99, '[') + "\"x\ny\"" + std::string(99, ']');
+    const Deserializer tree{std::string_view(text)};
+    Serializer expected(200U, Serializer::Pretty);
+    Serializer found(200U, Serializer::Pretty);
+    addByNesting(expected, tree);
+    found.addValue(tree);
+    EXPECT_EQ(found.json(), expected.json());
+}
+
 /// Random trees, added at every place that a serializer has.
 TEST(SerializerTreeCopy, EqualsACopyByNestedSerializers) {
     std::mt19937 random(5);

@@ -322,6 +322,15 @@ TEST(Serializer, ItsOwnTextMayBeAppended) {
         json.appendValueAsString(json.json().c_str());
         const std::string two = before + "\"" + before + "\",";
         EXPECT_EQ(json.json(), two + "\"" + two + "\",");
+        json.mutableJson().shrink_to_fit();
+        const std::string three = json.json();
+        json.appendValue(json.json().c_str());
+        EXPECT_EQ(json.json(), three + three + ",");
+        json.init(0, format);
+        json.mutableJson() = "0123456789012345678901234567890123456789";
+        json.mutableJson().shrink_to_fit();
+        json.appendKey(json.json().c_str());
+        EXPECT_NE(json.json().find("\"" + before.substr(0, 40) + "\":"), std::string::npos);
         json.mutableJson() = "{\"a\": 1";
         json.init(1, format);
         Serializer finished = json;

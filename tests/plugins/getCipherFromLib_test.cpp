@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <barrier>

@@ -177,6 +177,33 @@ TEST(Child, NoneIsNeitherSignalledNorWaitedFor) {
     EXPECT_EQ(none.reap(), std::nullopt);
 }
 
+TEST(Child, WhatHasBeenReapedIsNotSignalled) {
+    for (const auto& form : kForms) {
+        SCOPED_TRACE(form.name);
+        const Child child = form.made(0);
+        child.waitForEnd();
+        EXPECT_EQ(child.reap(), 0);
+        faults::Calls calls;
+        calls.hook(faults::Call::kill, [&child](auto& call) {
+            EXPECT_EQ(call.id, child.id()) << "a group, which may be a stranger's by now";
+            return ESRCH;
+        });
+        child.killGroup();
+    }
+}
+
+TEST(Child, ASignalThatIsRefusedFindsItsProcessAllTheSame) {
+    const Child child(forked(-1));
+    {
+        faults::Calls calls;
+        calls.fail(faults::Call::kill, EPERM);
+        child.killGroup();
+        EXPECT_EQ(calls.count(faults::Call::kill), 3) << "the look, the group, the process";
+    }
+    child.kill();
+    EXPECT_EQ(child.reap(), std::nullopt);
+}
+
 TEST(Child, AGroupIsKilledWithItsLeader) {
     for (const auto& form : kForms) {
         SCOPED_TRACE(form.name);
