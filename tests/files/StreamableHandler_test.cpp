@@ -104,6 +104,14 @@ TEST(StreamableHandler, AnEarlierDeadlineIsNeverMovedLater) {
     EXPECT_EQ(fixture.observer.count, 2);
 }
 
+TEST(StreamableHandler, AnEqualDeadlineIsNoNews) {
+    Fixture fixture;
+    for (int i = 0; i < 3; ++i) {
+        fixture.handler->lock().write(std::chrono::milliseconds::max());
+    }
+    EXPECT_EQ(fixture.observer.count, 1);
+}
+
 TEST(StreamableHandler, FlushWritesOnlyWhatIsPending) {
     Fixture fixture;
     {

@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: MIT
+#include <pthread.h>
+
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <new>
+#include <string>
+#include <system_error>
 
 #include <gtest/gtest.h>
 
 #include <vorn/common/SecureString.h>
 
 #include "TestCipher.h"
+#include "helpers/environment.h"
 #include "helpers/faults/allocation.h"
 
 namespace {
@@ -198,6 +205,43 @@ TEST_P(SecureStringMemory, NothingIsLeftOfConstructionAndCopies) {
                   std::swap(first, fourth);
               }),
               0);
+}
+
+/// Whether an enciphered text is left on a stack on which `action` has run.
+bool leavesTextOnItsStack(const std::function<void()>& action) {
+    constexpr std::size_t kSize = 256 * 1024;
+    const std::unique_ptr<void, decltype(&std::free)> stack(std::aligned_alloc(4096, kSize),
+                                                            &std::free);
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstack(&attributes, stack.get(), kSize);
+    pthread_t thread{};
+    const int error = ::pthread_create(
+        &thread, &attributes,
+        [](void* todo) -> void* {
+            (*static_cast<const std::function<void()>*>(todo))();
+            return nullptr;
+        },
+        const_cast<std::function<void()>*>(&action));
+    ::pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category());
+    }
+    ::pthread_join(thread, nullptr);
+    return holdsMarker(stack.get(), kSize);
+}
+
+TEST_P(SecureStringMemory, NothingIsLeftOfParameters) {
+    if (helpers::kAddressSanitizer) {
+        GTEST_SKIP() << "the sanitizer keeps variables elsewhere";
+    }
+    const auto first = SecureString::fromPlainText(TestCipher::make(log_, ""), plain_);
+    const std::string& text = first.cipheredString();
+    EXPECT_EQ(leavesTextOnItsStack([&] { const std::string copy(text); }), GetParam() < 16);
+    EXPECT_FALSE(
+        leavesTextOnItsStack([&] { const SecureString secret(TestCipher::make(log_, ""), text); }));
+    EXPECT_FALSE(leavesTextOnItsStack(
+        [&] { const auto secret = SecureString::fromCiphered(TestCipher::make(log_, ""), text); }));
 }
 
 INSTANTIATE_TEST_SUITE_P(ShortAndLong, SecureStringMemory, testing::ValuesIn(kLengths));

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -19,6 +20,14 @@ TEST(StartChild, AnEmptyRootHasAName) {
     EXPECT_EQ(rootOf(std::nullopt), nullptr);
     EXPECT_STREQ(rootOf(""), "/tmp/chroot");
     EXPECT_STREQ(rootOf("/srv"), "/srv");
+}
+
+TEST(StartChild, LeavesErrnoAlone) {
+    errno = 77;
+    const Child child = startChild(ChildPlan(), ExecImage({"/no/such/program"}, {}));
+    EXPECT_EQ(errno, 77);
+    child.waitForEnd();
+    EXPECT_EQ(child.reap(), 1);
 }
 
 /// Which of the descriptors 4093 to 4097, all open, a child has when it is to keep one of them: a
