@@ -65,6 +65,8 @@ class Child {
         if (::pipe(output_) != 0 || ::pipe(errors_) != 0) {
             throw std::runtime_error("pipe failed");
         }
+        // What stands in the buffer would be written by the child too.
+        std::fflush(stdout);
         pid_ = ::fork();
         if (pid_ == 0) {
             if (input == -1) {
