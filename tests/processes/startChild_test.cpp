@@ -65,6 +65,7 @@ TEST(StartChild, ClosesDescriptorsUpTo4095AndKeepsTheOthers) {
     EXPECT_EQ(openInChild(4094), 0b11010);
     EXPECT_EQ(openInChild(4095), 0b11100);
     EXPECT_EQ(openInChild(4096), 0b11000);
+    EXPECT_EQ(openInChild(4097), 0b11000);
 }
 
 }  // namespace
