@@ -207,6 +207,23 @@ TEST_P(SecureStringMemory, NothingIsLeftOfConstructionAndCopies) {
               0);
 }
 
+/// Gives the same text for everything, without a temporary of its own.
+class StoredCipher : public vorn::common::cipher::ICipher {
+  public:
+    explicit StoredCipher(const std::string& text) : text_(text) {}
+
+    std::string encrypt(const std::string_view&) const override { return text_; }
+    std::string decrypt(const std::string_view&) const override { return text_; }
+    vorn::common::cipher::CipherProxy clone() const override { return make(text_); }
+
+    static vorn::common::cipher::CipherProxy make(const std::string& text) {
+        return vorn::common::cipher::CipherProxy(std::make_unique<StoredCipher>(text));
+    }
+
+  private:
+    const std::string& text_;
+};
+
 /// Whether an enciphered text is left on a stack on which `action` has run.
 bool leavesTextOnItsStack(const std::function<void()>& action) {
     constexpr std::size_t kSize = 256 * 1024;
@@ -242,6 +259,13 @@ TEST_P(SecureStringMemory, NothingIsLeftOfParameters) {
         leavesTextOnItsStack([&] { const SecureString secret(TestCipher::make(log_, ""), text); }));
     EXPECT_FALSE(leavesTextOnItsStack(
         [&] { const auto secret = SecureString::fromCiphered(TestCipher::make(log_, ""), text); }));
+    EXPECT_FALSE(leavesTextOnItsStack([&] {
+        auto secret = SecureString::fromPlainText(StoredCipher::make(text), "");
+        secret.reset("");
+        SecureString other(StoredCipher::make(text));
+        other = secret;
+        other = std::move(secret);
+    }));
 }
 
 INSTANTIATE_TEST_SUITE_P(ShortAndLong, SecureStringMemory, testing::ValuesIn(kLengths));
