@@ -14,10 +14,10 @@
 #include <vorn/common/fs/LockedFile.h>
 
 #include "helpers/TempDir.h"
-#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/calls.h"
+#include "helpers/leave.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {

@@ -8,11 +8,7 @@
 #include <exception>
 #include <stdexcept>
 
-#ifdef VORN_GW_COMMON_COVERAGE
-extern "C" {
-#include <gcov.h>
-}
-#endif
+#include "helpers/leave.h"
 
 namespace helpers {
 namespace {
@@ -43,13 +39,6 @@ void writeAll(int fd, const std::string& text) {
 }
 
 }  // namespace
-
-void leave(int code) {
-#ifdef VORN_GW_COMMON_COVERAGE
-    __gcov_dump();
-#endif
-    ::_exit(code);
-}
 
 ChildResult runInChild(
     const std::function<int(const std::function<void(const std::string&)>&)>& body) {

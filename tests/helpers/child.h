@@ -7,9 +7,6 @@
 
 namespace helpers {
 
-/// Ends a forked child like _exit, which alone would lose what a coverage build has counted.
-[[noreturn]] void leave(int code);
-
 /// How a forked child ended, and what it reported.
 struct ChildResult {
     std::optional<int> exitCode;  ///< empty when a signal ended it

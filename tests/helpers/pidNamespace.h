@@ -14,6 +14,7 @@
 #include <string>
 
 #include "helpers/child.h"
+#include "helpers/leave.h"
 #include "helpers/wait_until.h"
 
 namespace helpers {

@@ -19,7 +19,6 @@
 #include <vorn/common/service/ProcessAttributes.h>
 #include <vorn/common/service/ServiceStatus.h>
 
-#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "ladders/Ladder.h"
@@ -197,9 +196,9 @@ int identityCode(const service::ProcessAttrs& attributes) {
     if (child == 0) {
         try {
             service::setProcessAttributes(attributes, "");
-            helpers::leave(::getuid() == 65534 && ::getgid() == 65534 ? 0 : 2);
+            ::_exit(::getuid() == 65534 && ::getgid() == 65534 ? 0 : 2);
         } catch (const service::ServiceError&) {
-            helpers::leave(1);
+            ::_exit(1);
         } catch (...) {
             ::_exit(2);
         }

@@ -17,6 +17,7 @@
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/threads.h"
+#include "helpers/leave.h"
 #include "helpers/processes.h"
 
 namespace {

@@ -17,7 +17,7 @@
 
 #include <vorn/common/test/helpers.h>
 
-#include "helpers/child.h"
+#include "helpers/leave.h"
 #include "helpers/wait_until.h"
 
 namespace {

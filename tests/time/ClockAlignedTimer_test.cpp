@@ -15,7 +15,7 @@
 #include <vorn/common/time/ClockAlignedTimer.h>
 
 #include "helpers/Actor.h"
-#include "helpers/child.h"
+#include "helpers/leave.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 

@@ -17,9 +17,9 @@
 #include <vorn/common/time/Timer.h>
 
 #include "helpers/Actor.h"
-#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/leave.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 
