@@ -426,6 +426,13 @@ TEST(StreamableHandlerMove, TakesThePendingWriteAndTheNotifier) {
     EXPECT_EQ(out.str(), "text:default");
 }
 
+TEST(StreamableHandlerMove, AnEmptyHandlerMovesToo) {
+    Fixture fixture;
+    const StreamableHandler first(std::move(*fixture.handler));
+    StreamableHandler second(std::move(*fixture.handler));
+    EXPECT_EQ(second.run(), kIdle);
+}
+
 TEST(StreamableHandlerMove, WaitsForTheHolderOfTheSource) {
     Fixture fixture;
     std::atomic<bool> released{false};

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "helpers/child.h"
+#include "helpers/environment.h"
 #include "posix/ExecImage.h"
 #include "posix/startChild.h"
 
@@ -28,6 +29,24 @@ TEST(StartChild, LeavesErrnoAlone) {
     EXPECT_EQ(errno, 77);
     child.waitForEnd();
     EXPECT_EQ(child.reap(), 1);
+}
+
+TEST(StartChild, WithoutMemoryForItsStackThereIsNone) {
+    if (helpers::kAddressSanitizer || helpers::kThreadSanitizer || helpers::kEmulated) {
+        GTEST_SKIP() << "sanitizers need address space at any time; the emulator knows no limit";
+    }
+    const auto result = helpers::runInChild([](const auto&) {
+        const ExecImage image({"/bin/true"}, {});
+        const ChildPlan plan;
+        rlimit before{};
+        ::getrlimit(RLIMIT_AS, &before);
+        const rlimit none{0, before.rlim_max};
+        ::setrlimit(RLIMIT_AS, &none);
+        const bool started = static_cast<bool>(startChild(plan, image));
+        ::setrlimit(RLIMIT_AS, &before);
+        return started ? 1 : 0;
+    });
+    EXPECT_EQ(result.exitCode, 0);
 }
 
 /// Which of the descriptors 4093 to 4097, all open, a child has when it is to keep one of them: a
