@@ -341,6 +341,7 @@ TEST(Deserializer, ClassifyingLeavesErrnoAlone) {
 
 TEST(Deserializer, WordsThatOnlyBeginLikeNullAreTheCallersAffair) {
     EXPECT_EQ(parsed("nothing"), "nothing");
+    EXPECT_EQ(parsed("[nothing]"), "[nothing]");
     EXPECT_EQ(parsed("[nul,nulls1]").substr(0, 8), "runtime:");
 }
 
@@ -348,6 +349,10 @@ TEST(Deserializer, ATextOfFourGibibytesIsRefused) {
     if constexpr (sizeof(std::size_t) > 4) {
         const std::string_view huge("1", static_cast<std::size_t>(std::uint64_t{1} << 32));
         EXPECT_THROW(static_cast<void>(Deserializer(huge)), std::length_error);
+        const auto end = reinterpret_cast<std::uintptr_t>(huge.data()) + huge.size();
+        EXPECT_THROW(Deserializer().extractMembers(huge.data(), reinterpret_cast<const char*>(end),
+                                                   ']', false, 1),
+                     std::length_error);
     } else {
         GTEST_SKIP() << "no text is that long on 32 bits";
     }

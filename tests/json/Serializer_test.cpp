@@ -223,6 +223,15 @@ TEST(Serializer, GoesOnFromAText) {
     EXPECT_EQ(value, "{\"a\":1,\"b\":null,\"c\":null}");
 }
 
+TEST(Serializer, GoesOnFromATextThatHasBecomeBlank) {
+    Serializer json(Serializer::Compact);
+    json.mutableJson() = "{\"a\":1";
+    json.init(0, Serializer::Compact);
+    json.mutableJson() = "  ";
+    json.appendKey("k");
+    EXPECT_EQ(json.json().find(','), std::string::npos);
+}
+
 TEST(Serializer, OtherTextsAreFinalized) {
     for (const char* text : {"{}", "{\"a\":1}", "{x}", "[1]", "[", "1", "null", " {", " ", "}"}) {
         std::string content = text;
