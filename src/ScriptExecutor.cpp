@@ -195,9 +195,7 @@ void ScriptExecutor::processingLoop() {
     }
     // Deliberate: returns when the scripts have ended. Nobody looks at deadlines any more.
     for (const auto& context : contexts_) {
-        if (context->state != 0) {
-            context->result.wait();
-        }
+        context->result.wait();
     }
 }
 

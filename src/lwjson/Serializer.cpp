@@ -151,7 +151,7 @@ void Serializer::appendKey(const char* key) {
     });
     // Behind all that may fail for lack of memory.
     indentation_ = indentation;
-    plain_ = plain_ && object_;
+    plain_ = false;
     object_ = true;
     continued_ = false;
 }

@@ -156,17 +156,17 @@ template <class BlockType = Block>
     return at;
 }
 
-/// Whether a text is so short that its first and its last word, which may overlap, are all of it,
-/// and `candidates` finds nothing in them: so are most texts, and they are looked at once.
+/// For less than a block: whether its first and its last eight characters, which may overlap, are
+/// all of it, and `candidates` finds nothing in them: so are most texts, and they are looked at
+/// once. Blocks of a word leave less than a word.
 template <class BlockType, class Candidates>
-[[nodiscard]] inline bool shortWithout(const char* from, const char* end,
-                                       Candidates candidates) noexcept {
+[[nodiscard]] inline bool shortWithout([[maybe_unused]] const char* from,
+                                       [[maybe_unused]] const char* end,
+                                       [[maybe_unused]] Candidates candidates) noexcept {
     if constexpr (requires { BlockType::ends(from, end); }) {
-        return end - from >= 8 && end - from <= 16 && candidates(BlockType::ends(from, end)) == 0;
+        return end - from >= 8 && candidates(BlockType::ends(from, end)) == 0;
     } else {
-        constexpr auto kWord = static_cast<std::ptrdiff_t>(WordBlock::kWidth);
-        return end - from >= kWord && end - from <= 2 * kWord &&
-               (candidates(WordBlock(from)) | candidates(WordBlock(end - kWord))) == 0;
+        return false;
     }
 }
 

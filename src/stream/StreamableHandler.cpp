@@ -135,10 +135,7 @@ StreamableHandler::~StreamableHandler() {
     // Waits for the LockedStreamable of another thread, which refers to what is destroyed here.
     const std::lock_guard lock(objectMutex_);
     if (cache_) {
-        try {
-            cache_->flush(true);
-        } catch (...) {
-        }
+        cache_->flush(true);
         cache_.reset();
     }
 }

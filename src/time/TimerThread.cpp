@@ -48,9 +48,7 @@ void TimerThread::terminate() {
         disarm();
         changed_.notify_all();
     }
-    if (thread_.joinable()) {
-        thread_.join();
-    }
+    thread_.join();
 }
 
 void TimerThread::loop(const std::function<void(Lock&)>& round) {

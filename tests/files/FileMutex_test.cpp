@@ -8,8 +8,11 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
+#include <streambuf>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -139,6 +142,23 @@ TEST(FileMutex, DeliberatelyLeavesTheLockFileWhenDestroyedHeld) {
     EXPECT_FALSE(other.try_lock());
 }
 
+TEST(FileMutex, AWarningThatCannotBeWrittenIsDropped) {
+    struct Refusing : std::streambuf {
+        int_type overflow(int_type) override { throw std::runtime_error("refused"); }
+    } refusing;
+    const TempDir dir;
+    auto* const before = std::cerr.rdbuf(&refusing);
+    std::cerr.exceptions(std::ios_base::badbit);
+    EXPECT_NO_THROW({
+        FileMutex mutex(dir.file("lock"));
+        mutex.lock();
+    });
+    std::cerr.exceptions(std::ios_base::goodbit);
+    std::cerr.rdbuf(before);
+    std::cerr.clear();
+    EXPECT_TRUE(exists(dir.file("lock")));
+}
+
 TEST(FileMutex, DestroyedUnheldSaysNothing) {
     const TempDir dir;
     dir.write("lock", "");
@@ -264,6 +284,56 @@ TEST(FileMutex, AnInterruptedAttemptDoesNotLockWhatCannotBeItsOwn) {
     });
     EXPECT_FALSE(mutex.try_lock());
     EXPECT_EQ(looks, 1);
+}
+
+TEST(FileMutex, AnInterruptedAttemptThatCannotLookAtTheFileDoesNotLockIt) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    for (int look = 1; look <= 3; ++look) {
+        faults::Calls calls;
+        interruptAfterCreation(calls, 1);
+        calls.fail(Call::fstat, EIO, look);
+        EXPECT_FALSE(FileMutex(path).try_lock()) << look;
+        EXPECT_EQ(calls.count(Call::fstat), look);
+        std::filesystem::remove(path);
+    }
+    for (const int open : {2, 3}) {
+        faults::Calls calls;
+        interruptAfterCreation(calls, 1);
+        calls.fail(Call::open, EACCES, open);
+        EXPECT_FALSE(FileMutex(path).try_lock()) << open;
+        std::filesystem::remove(path);
+    }
+}
+
+TEST(FileMutex, AnInterruptedAttemptDoesNotLockWhatHasLostItsName) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    for (const bool replaced : {false, true}) {
+        FileMutex mutex(path);
+        faults::Calls calls;
+        interruptAfterCreation(calls, 1);
+        calls.hook(Call::fstat, [&](auto& call) {
+            if (call.ordinal == 2) {
+                std::filesystem::remove(path);
+                if (replaced) {
+                    dir.write("lock", "");
+                }
+            }
+            return 0;
+        });
+        EXPECT_FALSE(mutex.try_lock()) << replaced;
+        std::filesystem::remove(path);
+    }
+}
+
+TEST(FileMutex, AHolderThatCannotLookAtItsFileHoldsIt) {
+    const TempDir dir;
+    FileMutex mutex(dir.file("lock"));
+    faults::Calls calls;
+    calls.fail(Call::fstat, EIO);
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
 }
 
 TEST(FileMutex, AHolderWhoseFileAnInterruptedAttemptHasTakenDoesNotHoldIt) {

@@ -17,6 +17,7 @@
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/calls.h"
+#include "helpers/leave.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {

@@ -86,6 +86,44 @@ TEST(SideFile, AnInPlaceCopyIsCutOff) {
     EXPECT_EQ(contentOf(target), "short");
 }
 
+TEST(SideFile, AFileThatCannotBeLookedAtOrReadIsNotCopied) {
+    const TempDir dir;
+    const auto source = dir.write("source", "content");
+    for (const auto call : {faults::Call::fstat, faults::Call::read}) {
+        faults::Calls calls;
+        calls.fail(call, EIO);
+        SideFile side(dir.file("a"));
+        EXPECT_FALSE(side.copyFrom(source)) << call;
+    }
+    EXPECT_EQ(contentOf(source), "content");
+}
+
+TEST(SideFile, ACopyCountsWithoutOwnerAndPermissions) {
+    const TempDir dir;
+    const auto source = dir.write("source", "content");
+    faults::Calls calls;
+    calls.fail(faults::Call::fstat, EIO, 2);
+    SideFile side(dir.file("a"));
+    EXPECT_TRUE(side.copyFrom(source));
+    EXPECT_TRUE(side.rename());
+    EXPECT_EQ(contentOf(dir.file("a")), "content");
+    EXPECT_EQ(std::filesystem::status(dir.file("a")).permissions(), kPrivate);
+}
+
+TEST(SideFile, WhatIsMissingCannotBeReplacedInPlace) {
+    const TempDir dir;
+    faults::Calls calls;
+    calls.fail(faults::Call::rename, EBUSY);
+    SideFile side(dir.file("a"));
+    ASSERT_TRUE(side.copyFrom(dir.write("source", "short")));
+    EXPECT_FALSE(side.replaceTarget()) << "the target";
+    EXPECT_FALSE(std::filesystem::exists(dir.file("a")));
+    std::filesystem::remove(dir.file("a.side~"));
+    dir.write("a", "content");
+    EXPECT_FALSE(side.replaceTarget()) << "the side file";
+    EXPECT_EQ(contentOf(dir.file("a")), "content");
+}
+
 TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLongAndLeavesNothingThere) {
     for (const bool renamed : {true, false}) {
         const TempDir dir;

@@ -104,6 +104,14 @@ TEST(StreamableHandler, AnEarlierDeadlineIsNeverMovedLater) {
     EXPECT_EQ(fixture.observer.count, 2);
 }
 
+TEST(StreamableHandler, AnEqualDeadlineIsNoNews) {
+    Fixture fixture;
+    for (int i = 0; i < 3; ++i) {
+        fixture.handler->lock().write(std::chrono::milliseconds::max());
+    }
+    EXPECT_EQ(fixture.observer.count, 1);
+}
+
 TEST(StreamableHandler, FlushWritesOnlyWhatIsPending) {
     Fixture fixture;
     {
@@ -416,6 +424,13 @@ TEST(StreamableHandlerMove, TakesThePendingWriteAndTheNotifier) {
     EXPECT_EQ(observer.count, 2);
     second.lock().flush();
     EXPECT_EQ(out.str(), "text:default");
+}
+
+TEST(StreamableHandlerMove, AnEmptyHandlerMovesToo) {
+    Fixture fixture;
+    const StreamableHandler first(std::move(*fixture.handler));
+    StreamableHandler second(std::move(*fixture.handler));
+    EXPECT_EQ(second.run(), kIdle);
 }
 
 TEST(StreamableHandlerMove, WaitsForTheHolderOfTheSource) {

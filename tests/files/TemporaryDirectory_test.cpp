@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <stdlib.h>
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -131,6 +133,39 @@ TEST(TemporaryDirectory, FailureBelowTmpIsASystemError) {
     EXPECT_EQ(result.exitCode, ENOENT);
 }
 
+TEST(TemporaryDirectory, FailureToMakeAName) {
+    faults::Calls calls;
+    calls.fail(faults::Call::mkdtemp, ENOSPC);
+    try {
+        const TemporaryDirectory directory;
+        FAIL() << "threw nothing";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::error_code(ENOSPC, std::generic_category()));
+    }
+}
+
+TEST(TemporaryDirectory, ASecondAttemptMaySucceed) {
+    const TempDir dir;
+    faults::Calls calls;
+    calls.fail(faults::Call::mkdir, EIO, 1);
+    const TemporaryDirectory directory(dir.file("a"), perms{0750});
+    EXPECT_EQ(calls.count(faults::Call::mkdir), 2);
+    EXPECT_EQ(directory.permissions(), perms{0750});
+}
+
+TEST(TemporaryDirectory, DestructorSwallowsFailures) {
+    const TempDir dir;
+    {
+        const TemporaryDirectory directory(dir.file("a"));
+        dir.write("a/file", "");
+        faults::Calls calls;
+        calls.fail(faults::Call::openat, EACCES);
+        EXPECT_NO_THROW({ const TemporaryDirectory other(dir.file("b")); });
+        EXPECT_TRUE(exists(dir.file("b")));
+    }
+    EXPECT_FALSE(exists(dir.file("a")));
+}
+
 TEST(TemporaryDirectory, RemoveIfExists) {
     const TempDir dir;
     TemporaryDirectory directory(dir.file("sub"));
@@ -190,9 +225,17 @@ TEST(TemporaryDirectory, PermissionsThatAreRefusedTakeTheDirectoryBack) {
         std::filesystem::remove(call.path);
         return 0;
     });
+    calls.hook(faults::Call::mkdtemp, [](auto& call) {
+        char* const path = ::mkdtemp(const_cast<char*>(call.path));
+        std::filesystem::remove(path);
+        call.answer = reinterpret_cast<std::intptr_t>(path);
+        return 0;
+    });
     EXPECT_THROW(TemporaryDirectory(dir.file("a"), perms{0700}), std::filesystem::filesystem_error);
     EXPECT_EQ(calls.count(faults::Call::rmdir), 1);
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    EXPECT_THROW(TemporaryDirectory(perms{0700}), std::filesystem::filesystem_error);
+    EXPECT_EQ(calls.count(faults::Call::rmdir), 2);
 }
 
 TEST(TemporaryDirectory, LeavesNothingWhenMemoryEndsWhileItIsMade) {

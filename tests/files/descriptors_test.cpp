@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <functional>
@@ -58,6 +59,21 @@ std::vector<Row> rows() {
         {"FileMutex",
          [](auto& dir) {
              FileMutex mutex(dir.file("a"));
+             mutex.lock();
+             mutex.unlock();
+         },
+         0600},
+        {"FileMutex, created by an open that was interrupted",
+         [](auto& dir) {
+             FileMutex mutex(dir.file("a"));
+             faults::Calls calls;
+             calls.hook(Call::open, [](auto& call) {
+                 if (call.ordinal != 1) {
+                     return 0;
+                 }
+                 ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
+                 return EINTR;
+             });
              mutex.lock();
              mutex.unlock();
          },

@@ -12,8 +12,10 @@
 #include <gtest/gtest.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/faults/calls.h"
 #include "posix/openFile.h"
 #include "posix/transfer.h"
+#include "posix/writeInPlace.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -64,11 +66,57 @@ TEST(OpenFile, EveryModeActsLikeTheStandardStreams) {
     }
 }
 
+TEST(OpenFile, EveryModeIsCloseOnExec) {
+    const ios_base::openmode modes[] = {ios_base::in,
+                                        ios_base::out,
+                                        ios_base::app,
+                                        ios_base::in | ios_base::out,
+                                        ios_base::in | ios_base::app,
+                                        ios_base::out | ios_base::app,
+                                        ios_base::out | ios_base::trunc,
+                                        ios_base::in | ios_base::out | ios_base::app,
+                                        ios_base::in | ios_base::out | ios_base::trunc};
+    for (const auto mode : modes) {
+        const auto flags = openFlags(mode);
+        ASSERT_TRUE(flags) << mode;
+        EXPECT_NE(*flags & O_CLOEXEC, 0) << mode;
+    }
+}
+
 TEST(OpenFile, ANewFileHasItsPermissionsFromTheStart) {
     const helpers::TempDir dir;
     std::ofstream stream;
     openStream(stream, dir.file("a"), ios_base::out, std::filesystem::perms{0600});
     EXPECT_EQ(std::filesystem::status(dir.file("a")).permissions(), std::filesystem::perms{0600});
+}
+
+TEST(OpenFile, AModeOfNoFileEmptiesNone) {
+    EXPECT_FALSE(emptiesFile(ios_base::trunc));
+    EXPECT_TRUE(emptiesFile(ios_base::out));
+    EXPECT_FALSE(emptiesFile(ios_base::app));
+}
+
+TEST(OpenFile, TellsWhatMayBeReplaced) {
+    const helpers::TempDir dir;
+    const auto file = dir.write("file", "");
+    EXPECT_TRUE(isRegularOrMissing(file));
+    EXPECT_TRUE(isRegularOrMissing(dir.file("missing")));
+    EXPECT_TRUE(isRegularOrMissing(file + "/below"));
+    EXPECT_FALSE(isRegularOrMissing(dir.path()));
+    EXPECT_FALSE(isRegularOrMissing(dir.file(std::string(300, 'x')))) << "cannot be looked at";
+}
+
+TEST(OpenFile, AFileThatCannotBePositionedAtItsEndIsNotOpened) {
+    const helpers::TempDir dir;
+    const auto path = dir.write("a", "content");
+    faults::Calls calls;
+    calls.fail(faults::Call::lseek, EIO);
+    std::fstream stream;
+    openStream(stream, path, ios_base::in | ios_base::out | ios_base::ate);
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_FALSE(writeInPlace(path, ios_base::in | ios_base::out | ios_base::ate,
+                              std::filesystem::perms{0600}, "new"));
+    EXPECT_EQ(helpers::contentOf(path), "content");
 }
 
 TEST(OpenFile, FailedStreamsSaySo) {
@@ -120,6 +168,20 @@ TEST(OpenFile, TheSizeIsWhatSeekingTells) {
         EXPECT_TRUE(size == -1 || (size > 0 && readFully(file.get(), &byte, 1).error == EISDIR))
             << path << ' ' << size;
     }
+}
+
+TEST(OpenFile, ASizeThatCannotBeToldIsNone) {
+    const helpers::TempDir dir;
+    const auto path = dir.write("a", "content");
+    const auto empty = openForReading(dir.write("empty", ""));
+    const auto file = openForReading(path);
+    faults::Calls calls;
+    calls.fail(faults::Call::fstat, EIO);
+    EXPECT_EQ(sizeBySeeking(empty.get()), -1);
+    EXPECT_EQ(sizeBySeeking(file.get()), 7);
+    faults::Calls seeks;
+    seeks.fail(faults::Call::lseek, EIO, 2);
+    EXPECT_EQ(sizeBySeeking(file.get()), -1);
 }
 
 TEST(OpenFile, StreamsWorkAfterMoving) {

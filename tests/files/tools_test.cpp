@@ -175,6 +175,14 @@ TEST(ReadFile, AFileThatFailsInTheMiddleIsAnError) {
     EXPECT_EQ(readFile(path), std::string(10000, 'a')) << "an interruption is none";
 }
 
+TEST(ReadFile, ADirectoryThatTellsItWhenReadHasNoSize) {
+    const TempDir dir;
+    const auto path = dir.write("a", "content");
+    faults::Calls calls;
+    calls.fail(Call::read, EISDIR);
+    EXPECT_THROW_TEXT(readFile(path), std::runtime_error, "Could not determine file size: " + path);
+}
+
 TEST(ReadFile, AFileThatPromisesMoreThanItHasIsNoError) {
     const std::string path = "/sys/kernel/mm/transparent_hugepage/enabled";
     struct stat status {};

@@ -11,9 +11,7 @@
 #include <exception>
 #include <stdexcept>
 
-#ifdef VORN_GW_COMMON_COVERAGE
-#include <gcov.h>
-#endif
+#include "helpers/leave.h"
 
 namespace helpers {
 namespace {
@@ -48,11 +46,7 @@ pid_t startProcess(const std::function<int()>& body) {
         code = body();
     } catch (...) {
     }
-#ifdef VORN_GW_COMMON_COVERAGE
-    // _exit writes no counts.
-    __gcov_dump();
-#endif
-    ::_exit(code);
+    leave(code);
 }
 
 int waitForEnd(pid_t pid) {

@@ -27,7 +27,7 @@ struct ChildResult {
 
 /// Runs `body` in a forked child and waits for it. `body` gets a function that sends text to the
 /// parent; its result is the child's exit code. An exception ends the child with code 99 and its
-/// text in the report. The child leaves through _exit.
+/// text in the report. The child ends with leave().
 ChildResult runInChild(
     const std::function<int(const std::function<void(const std::string&)>&)>& body);
 

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "helpers/child.h"
+#include "helpers/leave.h"
 #include "helpers/wait_until.h"
 
 namespace helpers {
@@ -30,7 +31,7 @@ inline ChildResult runInPidNamespace(
         }
         const pid_t init = ::fork();
         if (init == 0) {
-            ::_exit(body(report));
+            leave(body(report));
         }
         int status = 0;
         while (::waitpid(init, &status, 0) == -1 && errno == EINTR) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "posix/Descriptor.h"
@@ -31,6 +33,9 @@ TEST(Descriptor, MovedFromOwnsNothing) {
     EXPECT_EQ(target.get(), fd);
     EXPECT_TRUE(isOpen(fd));
     Descriptor third(std::move(target));
+    auto& same = third;
+    third = std::move(same);
+    EXPECT_TRUE(isOpen(fd));
     EXPECT_EQ(third.release(), fd);
     EXPECT_FALSE(third);
     EXPECT_TRUE(isOpen(fd));

@@ -18,6 +18,9 @@ TEST(AssertDeathTest, NamesFunctionAndCondition) {
 TEST(AssertDeathTest, ShowsTheFileAsAPathInTheRepository) {
     EXPECT_DEATH(assertionFailed("/somewhere/else/src/ThreadPool.cpp", 7, "f", "c"),
                  "^src/ThreadPool.cpp:7: f: Assertion `c' failed");
+    EXPECT_DEATH(assertionFailed("/usr/src/common/src/ThreadPool.cpp", 7, "f", "c"),
+                 "^src/ThreadPool.cpp:7: ");
+    EXPECT_DEATH(assertionFailed("elsewhere.cpp", 7, "f", "c"), "^elsewhere.cpp:7: ");
 }
 
 TEST(Assert, EvaluatesItsConditionOnce) {

@@ -183,6 +183,10 @@ TEST(DeserializerGrammar, NothingBehindTheEndIsRead) {
               "invalid: The string is missing the terminator \" (34)");
     EXPECT_EQ(parsed(std::string_view("{\"a\":1", 4)), "runtime: Missing ':' token after key");
     EXPECT_EQ(parsed(std::string_view("1x", 1)), "1");
+    EXPECT_EQ(parsed(std::string_view("{\"a\":1,\t\"b\":2}", 8)),
+              "runtime: Invalid token when looking for key");
+    EXPECT_EQ(parsed(std::string_view("[1,\t2]", 4)), "runtime: Empty value (\"\t\")");
+    EXPECT_EQ(parsed(std::string_view("\t2", 1)), "runtime: Empty value (\"\t\")");
 }
 
 TEST(DeserializerGrammar, ANulEndsWhateverStandsBeforeIt) {

@@ -36,6 +36,13 @@ std::string nested(unsigned levels) {
     return std::string(levels, '[') + std::string(levels, ']');
 }
 
+TEST(DeserializerString, EqualsItselfAndEveryOtherEmptyOne) {
+    const std::string text = "text";
+    const String span(text.data(), text.size());
+    EXPECT_TRUE(span == String(text.data(), text.size()));
+    EXPECT_TRUE(String(text.data(), std::size_t{0}) == String(text.data() + 1, std::size_t{0}));
+}
+
 TEST(DeserializerString, SpansCharacters) {
     const char* text = "abcabc";
     EXPECT_EQ(String().data, nullptr);
@@ -310,9 +317,15 @@ TEST(Deserializer, ValueTypes) {
         {"1f", Type::None},
         {"\f1.5", Type::Float},
         {"1\v", Type::None},
+        {"\v\f", Type::None},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Deserializer(row.text).getValueType(), row.type) << row.text;
+    }
+    // Around the size of the copy that the conversion reads.
+    for (std::size_t size = 60; size <= 70; ++size) {
+        const std::string number = std::string(size - 2, '7') + ".5";
+        EXPECT_EQ(Deserializer(std::string_view(number)).getValueType(), Type::Float) << size;
     }
     const std::string digits(100000, '7');
     EXPECT_EQ(Deserializer(std::string_view(digits)).getValueType(), Type::Integer);
@@ -326,10 +339,20 @@ TEST(Deserializer, ClassifyingLeavesErrnoAlone) {
     EXPECT_EQ(errno, 77);
 }
 
+TEST(Deserializer, WordsThatOnlyBeginLikeNullAreTheCallersAffair) {
+    EXPECT_EQ(parsed("nothing"), "nothing");
+    EXPECT_EQ(parsed("[nothing]"), "[nothing]");
+    EXPECT_EQ(parsed("[nul,nulls1]").substr(0, 8), "runtime:");
+}
+
 TEST(Deserializer, ATextOfFourGibibytesIsRefused) {
     if constexpr (sizeof(std::size_t) > 4) {
         const std::string_view huge("1", static_cast<std::size_t>(std::uint64_t{1} << 32));
         EXPECT_THROW(static_cast<void>(Deserializer(huge)), std::length_error);
+        const auto end = reinterpret_cast<std::uintptr_t>(huge.data()) + huge.size();
+        EXPECT_THROW(Deserializer().extractMembers(huge.data(), reinterpret_cast<const char*>(end),
+                                                   ']', false, 1),
+                     std::length_error);
     } else {
         GTEST_SKIP() << "no text is that long on 32 bits";
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vorn/common/lwjson/Serializer.h"
 
+#include <locale.h>
+
 #include <cfloat>
 #include <clocale>
 #include <cmath>
@@ -161,6 +163,14 @@ TEST(SerializerNumbers, TheGlobalLocaleChangesNothing) {
     for (std::size_t i = 0; i < std::size(expected); ++i) {
         EXPECT_EQ(texts[i], expected[i]);
     }
+}
+
+TEST(SerializerNumbers, TheThreadsLocaleStaysAsItWas) {
+    const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
+    const locale_t before = ::uselocale(own);
+    EXPECT_EQ(written(0.1L), "1.0000000000000000e-01,");
+    EXPECT_EQ(::uselocale(before), own);
+    ::freelocale(own);
 }
 
 TEST(SerializerNumbers, ACommaLocaleChangesNothing) {

@@ -103,6 +103,21 @@ TEST(SerializerTreeCopy, RawLineFeedsGainTheIndentation) {
               "{\n  \"a\nb\":\n  [\n    \"x\n    y\"\n  ]\n}");
 }
 
+TEST(SerializerTreeCopy, RawLineFeedsBelowAHundredLevelsGainTheIndentationOfAll) {
+    // Two spaces for each level and two for the object around them: more than one serializer
+    // writes.
+    const std::string text = std::string(100, '[') + "\"x\ny\"" + std::string(100, ']');
+    const Deserializer tree{std::string_view(text)};
+    Serializer expected(Serializer::Pretty);
+    Serializer found(Serializer::Pretty);
+    expected.appendKey("k");
+    found.appendKey("k");
+    addByNesting(expected, tree);
+    found.addValue(tree);
+    EXPECT_EQ(found.json(), expected.json());
+    EXPECT_NE(found.json().find("x\n" + std::string(202, ' ') + "y"), std::string::npos);
+}
+
 /// Random trees, added at every place that a serializer has.
 TEST(SerializerTreeCopy, EqualsACopyByNestedSerializers) {
     std::mt19937 random(5);

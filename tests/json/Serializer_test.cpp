@@ -223,6 +223,15 @@ TEST(Serializer, GoesOnFromAText) {
     EXPECT_EQ(value, "{\"a\":1,\"b\":null,\"c\":null}");
 }
 
+TEST(Serializer, GoesOnFromATextThatHasBecomeBlank) {
+    Serializer json(Serializer::Compact);
+    json.mutableJson() = "{\"a\":1";
+    json.init(0, Serializer::Compact);
+    json.mutableJson() = "  ";
+    json.appendKey("k");
+    EXPECT_EQ(json.json().find(','), std::string::npos);
+}
+
 TEST(Serializer, OtherTextsAreFinalized) {
     for (const char* text : {"{}", "{\"a\":1}", "{x}", "[1]", "[", "1", "null", " {", " ", "}"}) {
         std::string content = text;
@@ -322,6 +331,16 @@ TEST(Serializer, ItsOwnTextMayBeAppended) {
         json.appendValueAsString(json.json().c_str());
         const std::string two = before + "\"" + before + "\",";
         EXPECT_EQ(json.json(), two + "\"" + two + "\",");
+        json.mutableJson().shrink_to_fit();
+        const std::string three = json.json();
+        json.appendValue(json.json().c_str());
+        EXPECT_EQ(json.json(), three + three + ",");
+        json.mutableJson() = "{\"a\": 1234567890123456789012345678901234567890";
+        json.init(1, format);
+        json.mutableJson().shrink_to_fit();
+        const std::string key = json.json();
+        json.appendKey(json.json().c_str());
+        EXPECT_NE(json.json().find("\"" + key + "\":"), std::string::npos);
         json.mutableJson() = "{\"a\": 1";
         json.init(1, format);
         Serializer finished = json;

@@ -163,6 +163,13 @@ TEST(ScanText, ClosingQuotes) {
     }
 }
 
+TEST(ScanText, ANulEndsALongStringWithoutAQuote) {
+    std::string text(100, 'a');
+    text[30] = '\0';
+    text[40] = '"';
+    EXPECT_EQ(scan::closingQuote(text.data(), text.data() + text.size(), '"'), nullptr);
+}
+
 TEST(ScanText, TokenEnds) {
     for (int character = 0; character < 256; ++character) {
         const std::string text = std::string("ab") + static_cast<char>(character) + "c";

@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include <dlfcn.h>
+
+#include <new>
 #include <optional>
+#include <string>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 
 #include <vorn/common/DynamicLibrary.h>
 
+#include "helpers/TempDir.h"
+#include "helpers/child.h"
 #include "helpers/expect_throw.h"
 #include "modules.h"
 
@@ -46,6 +52,23 @@ TEST(DynamicLibrary, UnloadsOnRequest) {
     library.loadLibrary(library.path(), {});
     EXPECT_NE(library.object(), nullptr);
     EXPECT_EQ(events.text(), "loaded\nobject deleted\nlibrary closed\nloaded\n");
+}
+
+TEST(DynamicLibrary, ThePathMayLieInTheLibraryThatGoes) {
+    const helpers::TempDir dir;
+    const auto second = modules::copy(dir, "good", "second.so");
+    const auto child = helpers::runInChild([&](const auto& report) {
+        DynamicLibrary library(modules::path("good"), {});
+        void* const handle = ::dlopen(library.path().c_str(), RTLD_LAZY | RTLD_NOLOAD);
+        void* const inside = ::dlsym(handle, "pathInside");
+        ::dlclose(handle);
+        const std::string& path = *new (inside) std::string(second);
+        library.loadLibrary(path, {});
+        report(library.path());
+        return 0;
+    });
+    EXPECT_EQ(child.signal, 0);
+    EXPECT_EQ(child.report, second);
 }
 
 TEST(DynamicLibrary, LoadingAgainUnloadsFirst) {

@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: MIT
+#include <pthread.h>
+
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <new>
+#include <string>
+#include <system_error>
 
 #include <gtest/gtest.h>
 
 #include <vorn/common/SecureString.h>
 
 #include "TestCipher.h"
+#include "helpers/environment.h"
 #include "helpers/faults/allocation.h"
 
 namespace {
@@ -198,6 +205,67 @@ TEST_P(SecureStringMemory, NothingIsLeftOfConstructionAndCopies) {
                   std::swap(first, fourth);
               }),
               0);
+}
+
+/// Gives the same text for everything, without a temporary of its own.
+class StoredCipher : public vorn::common::cipher::ICipher {
+  public:
+    explicit StoredCipher(const std::string& text) : text_(text) {}
+
+    std::string encrypt(const std::string_view&) const override { return text_; }
+    std::string decrypt(const std::string_view&) const override { return text_; }
+    vorn::common::cipher::CipherProxy clone() const override { return make(text_); }
+
+    static vorn::common::cipher::CipherProxy make(const std::string& text) {
+        return vorn::common::cipher::CipherProxy(std::make_unique<StoredCipher>(text));
+    }
+
+  private:
+    const std::string& text_;
+};
+
+/// Whether an enciphered text is left on a stack on which `action` has run.
+bool leavesTextOnItsStack(const std::function<void()>& action) {
+    constexpr std::size_t kSize = 256 * 1024;
+    const std::unique_ptr<void, decltype(&std::free)> stack(std::aligned_alloc(4096, kSize),
+                                                            &std::free);
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstack(&attributes, stack.get(), kSize);
+    pthread_t thread{};
+    const int error = ::pthread_create(
+        &thread, &attributes,
+        [](void* todo) -> void* {
+            (*static_cast<const std::function<void()>*>(todo))();
+            return nullptr;
+        },
+        const_cast<std::function<void()>*>(&action));
+    ::pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category());
+    }
+    ::pthread_join(thread, nullptr);
+    return holdsMarker(stack.get(), kSize);
+}
+
+TEST_P(SecureStringMemory, NothingIsLeftOfParameters) {
+    if (helpers::kAddressSanitizer) {
+        GTEST_SKIP() << "the sanitizer keeps variables elsewhere";
+    }
+    const auto first = SecureString::fromPlainText(TestCipher::make(log_, ""), plain_);
+    const std::string& text = first.cipheredString();
+    EXPECT_EQ(leavesTextOnItsStack([&] { const std::string copy(text); }), GetParam() < 16);
+    EXPECT_FALSE(
+        leavesTextOnItsStack([&] { const SecureString secret(TestCipher::make(log_, ""), text); }));
+    EXPECT_FALSE(leavesTextOnItsStack(
+        [&] { const auto secret = SecureString::fromCiphered(TestCipher::make(log_, ""), text); }));
+    EXPECT_FALSE(leavesTextOnItsStack([&] {
+        auto secret = SecureString::fromPlainText(StoredCipher::make(text), "");
+        secret.reset("");
+        SecureString other(StoredCipher::make(text));
+        other = secret;
+        other = std::move(secret);
+    }));
 }
 
 INSTANTIATE_TEST_SUITE_P(ShortAndLong, SecureStringMemory, testing::ValuesIn(kLengths));

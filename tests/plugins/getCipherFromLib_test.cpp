@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <unistd.h>
-
+#include <array>
 #include <atomic>
 #include <barrier>
+#include <future>
 #include <regex>
 #include <thread>
 #include <vector>
@@ -11,6 +11,7 @@
 
 #include <vorn/common/cipher/helper.h>
 
+#include "helpers/Actor.h"
 #include "helpers/expect_throw.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
@@ -155,16 +156,18 @@ TEST_F(GetCipherFromLib, WhoeverWaitedForALoadUsesTheLoadedLibrary) {
     testing::internal::CaptureStderr();
     std::thread loader([&] { static_cast<void>(getCipherFromLib(slow, "x")); });
     const bool loading = helpers::waitUntil([&] { return events_.text() == "loading\n"; });
-    std::atomic<pid_t> waiterId = 0;
-    std::thread waiter([&] {
-        waiterId = ::gettid();
-        static_cast<void>(getCipherFromLib(slow, "x"));
-    });
-    const bool waiting =
-        helpers::waitUntil([&] { return waiterId != 0; }) && helpers::waitUntilAsleep(waiterId);
+    std::array<helpers::Actor, 2> waiters;
+    std::vector<std::future<void>> results;
+    bool waiting = true;
+    for (auto& waiter : waiters) {
+        results.push_back(waiter.post([&] { static_cast<void>(getCipherFromLib(slow, "x")); }));
+        waiting = helpers::waitUntilAsleep(waiter.tid()) && waiting;
+    }
     dir_.write("gate", "");
     loader.join();
-    waiter.join();
+    for (auto& result : results) {
+        result.get();
+    }
     ::unsetenv("VORN_TEST_GATE");
     testing::internal::GetCapturedStderr();
     EXPECT_TRUE(loading);

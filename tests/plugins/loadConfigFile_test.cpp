@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/allocation.h"
+#include "helpers/faults/calls.h"
 
 namespace {
 
@@ -210,6 +212,29 @@ TEST(LoadConfigFile, AFileThatCannotBeReadGivesItsErrno) {
                                            : "Failed to load configuration file: ";
             EXPECT_EQ(error.what(), prefix + std::strerror(errorNumber));
         }
+    }
+}
+
+TEST(LoadConfigFile, InterruptedReadsAreRepeated) {
+    const helpers::TempDir dir;
+    const auto path = dir.write("plugins.conf", "lib.so argument");
+    faults::Calls calls;
+    calls.hook(faults::Call::read, faults::interruptEveryOther);
+    EXPECT_EQ(summary(loadConfigFile(path)), "lib.so|arg0=argument");
+    EXPECT_GT(calls.count(faults::Call::read), 1);
+}
+
+TEST(LoadConfigFile, NoChildInheritsTheFileAndNoTerminalBecomesTheServices) {
+    const helpers::TempDir dir;
+    for (const auto* const name : {"plugins.json", "plugins.conf"}) {
+        const auto path = dir.write(name, R"({"plugins":[]})");
+        faults::Calls calls;
+        calls.hook(faults::Call::open, [](auto& call) {
+            EXPECT_EQ(call.flags & (O_CLOEXEC | O_NOCTTY), O_CLOEXEC | O_NOCTTY) << call.path;
+            return 0;
+        });
+        static_cast<void>(loadConfigFile(path));
+        EXPECT_EQ(calls.count(faults::Call::open), 1);
     }
 }
 

@@ -3,10 +3,14 @@
 #include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -101,6 +105,53 @@ TEST(Child, WaitsWithPausesWhereThePollIsRefused) {
     EXPECT_EQ(child.reap(), std::nullopt);
 }
 
+TEST(Child, PausesAreDoubledUpToTwentyMilliseconds) {
+    const Child child(forked(-1));
+    std::vector<std::chrono::nanoseconds> pauses;
+    faults::Calls calls;
+    calls.hook(faults::Call::nanosleep, [&pauses](auto& call) {
+        const auto& time = *static_cast<const timespec*>(call.data);
+        pauses.push_back(std::chrono::seconds(time.tv_sec) +
+                         std::chrono::nanoseconds(time.tv_nsec));
+        return 0;
+    });
+    EXPECT_FALSE(child.waitForEnd(Clock::now() + 100ms));
+    ASSERT_FALSE(pauses.empty());
+    // The last one ends with the deadline.
+    pauses.pop_back();
+    std::chrono::nanoseconds expected = 1ms;
+    for (const auto pause : pauses) {
+        EXPECT_EQ(pause, expected);
+        expected = std::min<std::chrono::nanoseconds>(2 * expected, 20ms);
+    }
+    child.kill();
+    EXPECT_EQ(child.reap(), std::nullopt);
+}
+
+TEST(Child, NoWaitGoesBeyondTheDeadline) {
+    const pid_t pid = forked(-1);
+    const Child byDescriptor(pid, descriptorOf(pid));
+    const Child byId(pid);
+    constexpr std::chrono::nanoseconds kLimit = 10ms;
+    // After pauses of 1, 2 and 4 milliseconds the next one has three left at most.
+    std::chrono::nanoseconds paused{};
+    faults::Calls calls;
+    calls.hook([&paused](auto& call) {
+        if (call.call == faults::Call::nanosleep) {
+            const auto& time = *static_cast<const timespec*>(call.data);
+            paused += std::chrono::nanoseconds(time.tv_nsec);
+        } else if (call.call == faults::Call::poll) {
+            EXPECT_LE(call.flags, 10);
+        }
+        return 0;
+    });
+    EXPECT_FALSE(byId.waitForEnd(Clock::now() + kLimit));
+    EXPECT_LE(paused, kLimit);
+    EXPECT_FALSE(byDescriptor.waitForEnd(Clock::now() + kLimit));
+    byId.kill();
+    EXPECT_EQ(byId.reap(), std::nullopt);
+}
+
 TEST(Child, WhatCannotBeWaitedForHasEnded) {
     for (const auto& form : kForms) {
         SCOPED_TRACE(form.name);
@@ -121,6 +172,33 @@ TEST(Child, NoneIsNeitherSignalledNorWaitedFor) {
     EXPECT_TRUE(none.waitForEnd(Clock::time_point::max()));
     none.waitForEnd();
     EXPECT_EQ(none.reap(), std::nullopt);
+}
+
+TEST(Child, WhatHasBeenReapedIsNotSignalled) {
+    for (const auto& form : kForms) {
+        SCOPED_TRACE(form.name);
+        const Child child = form.made(0);
+        child.waitForEnd();
+        EXPECT_EQ(child.reap(), 0);
+        faults::Calls calls;
+        calls.hook(faults::Call::kill, [&child](auto& call) {
+            EXPECT_EQ(call.id, child.id()) << "a group, which may be a stranger's by now";
+            return ESRCH;
+        });
+        child.killGroup();
+    }
+}
+
+TEST(Child, ASignalThatIsRefusedFindsItsProcessAllTheSame) {
+    const Child child(forked(-1));
+    {
+        faults::Calls calls;
+        calls.fail(faults::Call::kill, EPERM);
+        child.killGroup();
+        EXPECT_EQ(calls.count(faults::Call::kill), 3) << "the look, the group, the process";
+    }
+    child.kill();
+    EXPECT_EQ(child.reap(), std::nullopt);
 }
 
 TEST(Child, AGroupIsKilledWithItsLeader) {

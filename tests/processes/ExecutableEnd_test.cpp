@@ -15,6 +15,7 @@
 
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 #include "helpers/processes.h"
 
 namespace {
@@ -107,6 +108,25 @@ TEST(ExecutableEnd, ATimeoutKillsAndIsToldOnce) {
         }
         EXPECT_EQ(calls, 1);
     }
+}
+
+TEST(ExecutableEnd, NoWaitIsOpenToSignalsNotEvenThatForAKilledChild) {
+    std::atomic<int> waits = 0;
+    std::atomic<int> open = 0;
+    faults::Calls calls(faults::Threads::All);
+    calls.hook(faults::Call::waitid, [&](auto&) {
+        sigset_t blocked;
+        ::pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        ++waits;
+        open += sigismember(&blocked, SIGUSR1) == 1 && sigismember(&blocked, SIGTERM) == 1 ? 0 : 1;
+        return 0;
+    });
+    {
+        Executable program({"/bin/sleep", "1000"}, {.timeout = 0ms});
+        program.execSync();
+    }
+    EXPECT_GE(waits, 2);
+    EXPECT_EQ(open, 0);
 }
 
 TEST(ExecutableEnd, AKilledChildIsReaped) {

@@ -17,6 +17,7 @@
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/threads.h"
+#include "helpers/leave.h"
 #include "helpers/processes.h"
 
 namespace {
@@ -270,7 +271,7 @@ TEST(Executable, DeliberateEmptyArgumentListThrowsInTheChild) {
         const bool asDocumented = std::string(error.what()) == "arguments cannot be empty" &&
                                   program.getStatus() == Executable::Running &&
                                   ::getpgrp() == ::getpid() && !program.readFromStdOut();
-        ::_exit(asDocumented ? 7 : 8);
+        helpers::leave(asDocumented ? 7 : 8);
     }
     ASSERT_EQ(::getpid(), parent);
     ASSERT_TRUE(helpers::waitUntil([&] { return program.getStatus() == Executable::Exited; }));

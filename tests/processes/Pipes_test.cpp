@@ -17,6 +17,7 @@
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/calls.h"
 #include "helpers/processes.h"
 
 namespace {
@@ -63,6 +64,26 @@ TEST(Pipes, EndsAreMovedAboveTheStandardStreams) {
         return isOpen(0) || isOpen(1) || isOpen(2) ? 2 : 0;
     });
     EXPECT_EQ(result.exitCode, 0);
+}
+
+TEST(Pipes, EndsThatCannotBeMovedAreClosed) {
+    for (const int failing : {1, 2}) {
+        const auto result = helpers::runInChild([failing](const auto& report) {
+            for (const int fd : {0, 1, 2}) {
+                ::close(fd);
+            }
+            faults::Calls calls;
+            calls.fail(faults::Call::fcntl, EMFILE, failing);
+            try {
+                const Pipes pipes;
+            } catch (const std::runtime_error& error) {
+                report(error.what());
+            }
+            return ::fcntl(0, F_GETFD) == -1 && ::fcntl(1, F_GETFD) == -1 ? 0 : 1;
+        });
+        EXPECT_EQ(result.report, "failed to open pipe") << failing;
+        EXPECT_EQ(result.exitCode, 0) << failing;
+    }
 }
 
 TEST(Pipes, CloseClosesBothReadOrBothWriteEnds) {

@@ -287,6 +287,29 @@ TEST(ScriptExecutor, KillsTheProcessThatTheRoutineStored) {
     EXPECT_EQ(observer.texts().back(), "k finished 1009");
 }
 
+TEST(ScriptExecutor, WithoutAnObserverAProcessIsKilledAllTheSame) {
+    std::atomic<int> signal = 0;
+    {
+        ScriptExecutor executor(1, [&signal](ScriptContext* context) {
+            const pid_t pid = ::fork();
+            if (pid == 0) {
+                for (;;) {
+                    ::pause();
+                }
+            }
+            context->pid = pid;
+            int status = 0;
+            ::waitpid(pid, &status, 0);
+            signal = WIFSIGNALED(status) ? WTERMSIG(status) : -1;
+            return 0;
+        });
+        executor.start();
+        EXPECT_TRUE(executor.execute({scriptNamed("k"), nullptr, SecondsDuration(0)}));
+        EXPECT_TRUE(helpers::waitUntil([&] { return signal != 0; }));
+    }
+    EXPECT_EQ(signal, SIGKILL);
+}
+
 TEST(ScriptExecutor, ARoutineMayCallTheDefaultOneWhenItsDeadlineHasPassed) {
     // Relaxed: the thread sanitizer sees what the executor itself keeps in order, and nothing else.
     struct LateObserver : Observer {

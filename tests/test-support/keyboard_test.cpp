@@ -17,6 +17,7 @@
 
 #include <vorn/common/test/helpers.h>
 
+#include "helpers/leave.h"
 #include "helpers/wait_until.h"
 
 namespace {
@@ -64,6 +65,8 @@ class Child {
         if (::pipe(output_) != 0 || ::pipe(errors_) != 0) {
             throw std::runtime_error("pipe failed");
         }
+        // What stands in the buffer would be written by the child too.
+        std::fflush(stdout);
         pid_ = ::fork();
         if (pid_ == 0) {
             if (input == -1) {
@@ -75,7 +78,7 @@ class Child {
             ::dup2(errors_[1], STDERR_FILENO);
             const int code = body();
             std::cout.flush();
-            ::_exit(code);
+            helpers::leave(code);
         }
         ::close(output_[1]);
         ::close(errors_[1]);

@@ -89,6 +89,7 @@ TEST_F(Rests, OfTheBoundedRegulator) {
             {"full load, bounded", 10, 30, 112, 112, 30},
             {"half load rests as long as it ran", 50, 1000, 70, 70, 70},
             {"rounds toward zero", 30, 1000, 31, 100, 3},
+            {"exactly a millisecond", 50, 1000, 51, 101, 1},
             {"less than a millisecond", 99, 1000, 100, 101, 0},
             {"needed rounds to the time passed", 97, 1000, 98, 101, 0},
             {"no rest allowed", 10, 0, 100, 100, 0},

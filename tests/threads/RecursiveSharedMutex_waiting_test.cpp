@@ -168,6 +168,49 @@ TEST(RecursiveSharedMutex, AnUpgradeComesBeforeWritersThatHoldNothing) {
     writer.run([&] { mutex.unlock(); });
 }
 
+// More readers than have a place of their own: the last ones stand in the map.
+TEST(RecursiveSharedMutex, AReaderBeyondThePlacesUpgradesWhenItIsTheOnlyOne) {
+    RecursiveSharedMutex mutex;
+    std::vector<Actor> others(9);
+    Actor upgrader;
+    for (auto& reader : others) {
+        reader.run([&] { mutex.lock_shared(); });
+    }
+    upgrader.run([&] { mutex.lock_shared(); });
+    EXPECT_FALSE(upgrader.run([&] { return mutex.try_lock(); }));
+    auto upgraded = upgrader.post([&] { mutex.lock(); });
+    ASSERT_TRUE(waitUntilAsleep(upgrader.tid()));
+    for (auto& reader : others) {
+        EXPECT_TRUE(isPending(upgraded));
+        reader.run([&] { mutex.unlock_shared(); });
+    }
+    upgraded.get();
+    upgrader.run([&] {
+        mutex.unlock();
+        EXPECT_TRUE(mutex.try_lock()) << "again, and nobody waits";
+        mutex.unlock();
+        mutex.unlock_shared();
+    });
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+}
+
+TEST(RecursiveSharedMutex, AnOwnerSharesWhileOthersWait) {
+    RecursiveSharedMutex mutex;
+    Actor writer;
+    mutex.lock();
+    auto written = writer.post([&] { mutex.lock(); });
+    ASSERT_TRUE(waitUntilAsleep(writer.tid()));
+    EXPECT_TRUE(mutex.try_lock_shared());
+    mutex.lock_shared();
+    mutex.unlock();
+    EXPECT_TRUE(isPending(written));
+    mutex.unlock_shared();
+    mutex.unlock_shared();
+    written.get();
+    writer.run([&] { mutex.unlock(); });
+}
+
 TEST(RecursiveSharedMutex, DeliberatelyLetsTwoUpgradesWaitForEachOther) {
     auto mutex = std::make_unique<RecursiveSharedMutex>();
     Actor first;

@@ -47,67 +47,79 @@ class Blocker {
     std::latch released_{1};
 };
 
-/// Somebody who waits on the pool's condition variable for its next notification.
-class Listener {
+/// Two threads that wait on the pool's condition variable for its next notification.
+class Listeners {
   public:
-    explicit Listener(ThreadPool& pool) : pool_(pool) {}
+    explicit Listeners(ThreadPool& pool) : pool_(pool) {}
 
-    /// Whether `step` notifies the one who waits.
+    /// Whether `step` notifies both who wait.
     template <class Step>
-    [[nodiscard]] bool hears(Step step) {
-        auto heard = waiter_.post([this] {
-            std::unique_lock lock(pool_.mutex());
-            pool_.stateChanged().wait(lock);
-        });
-        const bool waits = helpers::waitUntilAsleep(waiter_.tid());
-        step();
-        const bool told = heard.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
-        if (!told) {
-            pool_.stateChanged().notify_all();
+    [[nodiscard]] bool hear(Step step) {
+        std::vector<std::future<void>> heard;
+        bool all = true;
+        for (auto& waiter : waiters_) {
+            heard.push_back(waiter.post([this] {
+                std::unique_lock lock(pool_.mutex());
+                pool_.stateChanged().wait(lock);
+            }));
+            all = helpers::waitUntilAsleep(waiter.tid()) && all;
         }
-        heard.get();
-        return waits && told;
+        step();
+        for (auto& told : heard) {
+            all = told.wait_for(std::chrono::seconds(30)) == std::future_status::ready && all;
+        }
+        pool_.stateChanged().notify_all();
+        for (auto& told : heard) {
+            told.get();
+        }
+        return all;
     }
 
   private:
     ThreadPool& pool_;
-    helpers::Actor waiter_;
+    std::array<helpers::Actor, 2> waiters_;
 };
 
 TEST(ThreadPool, NotifiesWaitersOfEachStepByItself) {
     ThreadPool pool(1);
-    Listener listener(pool);
+    Listeners listeners(pool);
     Blocker first;
     Blocker second;
     pool._emplaceTask([&] { first(); });
     first.waitForStart();
-    EXPECT_TRUE(listener.hears([&] { pool._emplaceTask([&] { second(); }); })) << "a task is added";
-    EXPECT_TRUE(listener.hears([&] { first.release(); })) << "the last queued task is taken";
+    EXPECT_TRUE(listeners.hear([&] { pool._emplaceTask([&] { second(); }); })) << "a task is added";
+    EXPECT_TRUE(listeners.hear([&] { first.release(); })) << "the last queued task is taken";
     second.waitForStart();
     pool._emplaceTask([] {});
-    EXPECT_TRUE(listener.hears([&] { pool.clearQueue(); })) << "the queue is cleared";
-    EXPECT_TRUE(listener.hears([&] { second.release(); })) << "the worker is free";
+    EXPECT_TRUE(listeners.hear([&] { pool.clearQueue(); })) << "the queue is cleared";
+    EXPECT_TRUE(listeners.hear([&] { second.release(); })) << "the worker is free";
     EXPECT_TRUE(pool.isIdle());
 }
 
-TEST(ThreadPool, TellsARunningTaskThatItsDestructionClearsTheQueue) {
-    bool told = false;
+TEST(ThreadPool, TellsAllRunningTasksThatItsDestructionClearsTheQueue) {
+    int told = 0;  // guarded by the pool's mutex
     {
-        ThreadPool pool(1);
-        std::promise<pid_t> worker;
+        ThreadPool pool(2);
+        std::array<std::promise<pid_t>, 2> workers;
         std::latch queued(1);
-        pool._emplaceTask([&] {
-            queued.wait();
-            std::unique_lock lock(pool.mutex());
-            worker.set_value(::gettid());
-            told = pool.stateChanged().wait_for(lock, std::chrono::seconds(30)) ==
-                   std::cv_status::no_timeout;
-        });
+        for (auto& worker : workers) {
+            pool._emplaceTask([&] {
+                queued.wait();
+                std::unique_lock lock(pool.mutex());
+                worker.set_value(::gettid());
+                told += pool.stateChanged().wait_for(lock, std::chrono::seconds(30)) ==
+                                std::cv_status::no_timeout
+                            ? 1
+                            : 0;
+            });
+        }
         pool._emplaceTask([] {});
         queued.count_down();
-        ASSERT_TRUE(helpers::waitUntilAsleep(worker.get_future().get()));
+        for (auto& worker : workers) {
+            ASSERT_TRUE(helpers::waitUntilAsleep(worker.get_future().get()));
+        }
     }
-    EXPECT_TRUE(told);
+    EXPECT_EQ(told, 2);
 }
 
 bool waitUntilAllAsleep(const std::vector<pid_t>& threads) {

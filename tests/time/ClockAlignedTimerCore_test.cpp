@@ -73,6 +73,19 @@ TEST(ClockAlignedTimerCore, SkipsBoundariesThatPassedDuringTheCallback) {
     EXPECT_EQ(fixture.fired(), (Boundaries{kMidnight + 10s, kMidnight + 40s}));
 }
 
+TEST(ClockAlignedTimerCore, SkipsABoundaryOnWhichTheCallbackEnds) {
+    Fixture fixture(kMidnight, 10s, Recurrence::Recurrent, [](Fixture& self) {
+        if (self.fired().size() == 1) {
+            self.clock.pass(10s);
+        }
+    });
+    ASSERT_TRUE(fixture.started());
+    ASSERT_TRUE(fixture.advance(10s));
+    EXPECT_EQ(fixture.clock.waitingFor(), 10s);
+    ASSERT_TRUE(fixture.advance(10s));
+    EXPECT_EQ(fixture.fired(), (Boundaries{kMidnight + 10s, kMidnight + 30s}));
+}
+
 TEST(ClockAlignedTimerCore, WaitsForTheSameBoundaryWhenTheWallClockIsSetBack) {
     Fixture fixture(kMidnight + 11h - 30s, 1h);
     ASSERT_TRUE(fixture.started());

@@ -15,6 +15,7 @@
 #include <vorn/common/time/ClockAlignedTimer.h>
 
 #include "helpers/Actor.h"
+#include "helpers/leave.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 
@@ -242,7 +243,7 @@ void callBack() {
 
 TEST(ClockAlignedTimerDeathTest, EndsTheProcessWhenOriginOrCallbackThrows) {
     EXPECT_EXIT(
-        try { askForABoundary(); } catch (const std::runtime_error&) { ::_exit(0); },
+        try { askForABoundary(); } catch (const std::runtime_error&) { helpers::leave(0); },
         testing::KilledBySignal(SIGABRT), "no origin");
     EXPECT_EXIT(callBack(), testing::KilledBySignal(SIGABRT), "from the callback");
 }

@@ -321,6 +321,13 @@ TEST(TimerCore, SchedulesAtAnInstantByWholeSeconds) {
     }
 }
 
+TEST(TimerCore, SchedulesAtOnceAtTheEpochItself) {
+    Fixture fixture(1000ms, Recurrence::OneShot);
+    fixture.clock.setWallClock(FakeClock::System());
+    ASSERT_TRUE(fixture.settledAfter([&] { fixture.timer.scheduleAt(UnixTime::fromSeconds(0)); }));
+    EXPECT_EQ(fixture.clock.waitingFor(), 1ms);
+}
+
 TEST(TimerCore, SchedulesWithoutDelayWhenTheClockPassesTheInstantMeanwhile) {
     Fixture fixture(1000ms, Recurrence::OneShot);
     int readings = 0;

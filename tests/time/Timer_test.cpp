@@ -19,6 +19,7 @@
 #include "helpers/Actor.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
+#include "helpers/leave.h"
 #include "helpers/thread_state.h"
 #include "helpers/wait_until.h"
 
@@ -323,7 +324,7 @@ TEST(TimerDeathTest, CanBeEndedWithDeadlinesBeforeTheBeginningOfItsClock) {
                 timer.start();
             }
         }
-        ::_exit(0);
+        helpers::leave(0);
     };
     EXPECT_EXIT(armAndDestroy(), testing::ExitedWithCode(0), "");
 }

@@ -32,6 +32,10 @@ const char* nameOf(Call call) {
     return kNames[static_cast<std::size_t>(call)];
 }
 
+void leaveThisThreadAlone() {
+    asking = true;
+}
+
 Calls::Calls(Threads threads) : threads_(threads) {
     if (threads == Threads::This) {
         outer_ = std::exchange(innermostOfThread, this);

@@ -135,4 +135,7 @@ inline int interruptEveryOther(const Invocation& invocation) {
     return invocation.ordinal % 2 == 1 ? EINTR : 0;
 }
 
+/// From now on no call of this thread fails, counts or reaches a hook. For a child that ends.
+void leaveThisThreadAlone();
+
 }  // namespace faults

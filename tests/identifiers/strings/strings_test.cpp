@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include <vorn/common/strings/strings.h>
@@ -49,6 +51,9 @@ TEST(HeapSize, IsZeroWhileTheObjectHoldsTheCharacters) {
     EXPECT_EQ(strings::heap_size(std::string(std::string().capacity(), 'x')), 0U);
     const std::string onHeap(std::string().capacity() + 1, 'x');
     EXPECT_EQ(strings::heap_size(onHeap), onHeap.capacity());
+    // The heap lies between static objects and the stack: characters behind the object, too.
+    static const std::string inFront(100, 'x');
+    EXPECT_EQ(strings::heap_size(inFront), inFront.capacity());
     std::string shrunk(5000, 'x');
     shrunk.resize(1);
     EXPECT_EQ(strings::heap_size(shrunk), shrunk.capacity());

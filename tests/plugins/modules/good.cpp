@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include <vorn/common/IPlugin.h>
 
@@ -50,6 +51,10 @@ struct ClosingNote {
 } closingNote;
 
 }  // namespace
+
+/// What a test may have lie in memory that goes with the library.
+extern "C" VORN_GW_COMMON_EXPORT char pathInside[sizeof(std::string)];
+alignas(std::string) char pathInside[sizeof(std::string)];
 
 extern "C" VORN_GW_COMMON_EXPORT IPlugin* loadLibrary(
     const std::unordered_map<std::string, std::string>& args, std::string& error) {
