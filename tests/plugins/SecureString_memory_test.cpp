@@ -227,8 +227,11 @@ class StoredCipher : public vorn::common::cipher::ICipher {
 /// Whether an enciphered text is left on a stack on which `action` has run.
 bool leavesTextOnItsStack(const std::function<void()>& action) {
     constexpr std::size_t kSize = 256 * 1024;
+    // The first call of a function makes the loader look it up, which saves the registers.
+    action();
     const std::unique_ptr<void, decltype(&std::free)> stack(std::aligned_alloc(4096, kSize),
                                                             &std::free);
+    std::memset(stack.get(), 0, kSize);
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
     ::pthread_attr_setstack(&attributes, stack.get(), kSize);
