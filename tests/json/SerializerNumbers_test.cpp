@@ -168,7 +168,7 @@ TEST(SerializerNumbers, TheGlobalLocaleChangesNothing) {
 TEST(SerializerNumbers, TheThreadsLocaleStaysAsItWas) {
     const locale_t own = ::newlocale(LC_ALL_MASK, "C", nullptr);
     const locale_t before = ::uselocale(own);
-    EXPECT_EQ(written(0.1L), "1.0000000000000000e-01,");
+    EXPECT_EQ(written(0.25L), "2.5000000000000000e-01,");
     EXPECT_EQ(::uselocale(before), own);
     ::freelocale(own);
 }

@@ -239,6 +239,9 @@ bool leavesTextOnItsStack(const std::function<void()>& action) {
     const int error = ::pthread_create(
         &thread, &attributes,
         [](void* todo) -> void* {
+            // So far below the beginning that the end of the thread overwrites nothing of it.
+            char above[64 * 1024];
+            ::explicit_bzero(above, sizeof above);
             (*static_cast<const std::function<void()>*>(todo))();
             return nullptr;
         },
