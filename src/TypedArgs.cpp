@@ -18,8 +18,8 @@ namespace {
     throw std::invalid_argument(std::string("Invalid argument: ") + expected + " value expected");
 }
 
-/// `strtold` and not `from_chars`: blanks, '+' and hexadecimal forms are accepted, and a range
-/// error is what it reports as one.
+/// `strtold` and not `from_chars`: blanks, '+' and hexadecimal forms are accepted, and it decides
+/// what is out of range.
 long double floatingPoint(std::string_view text) {
     const std::string terminated(text);
     // errno is the only report of a range error; callers keep theirs.
