@@ -13,8 +13,9 @@ if(DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
     set(VORN_GW_COMMON_TESTS OFF)
 endif()
 set(VORN_GW_COMMON_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize= (empty: none)")
-set(VORN_GW_COMMON_TEST_SUBSYSTEMS internal ${VORN_SUBSYSTEMS} ladders limits kernels schedules test-support debugging
-    CACHE STRING "The folders below tests/ to build (the thread sanitizer needs not all of them)")
+# No list as the default: existing build trees would keep it, and never build a new folder's tests.
+set(VORN_GW_COMMON_TEST_SUBSYSTEMS "" CACHE STRING
+    "The folders below tests/ to build, which the thread sanitizer needs not all of (empty: all)")
 
 # Object files are shared between the build trees of all presets where the compiler calls agree.
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)

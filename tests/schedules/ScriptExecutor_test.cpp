@@ -4,6 +4,7 @@
 // script that has been reaped is never killed, and every one is told of once.
 
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 
@@ -59,6 +60,21 @@ const Script kScripts[] = {
 };
 constexpr SecondsDuration kAtOnce(0);
 
+/// An executor that is started, and none of its children yet.
+struct Running {
+    Running(std::uint32_t maxConcurrent, Observer& told)
+        : executor(maxConcurrent, kDefaultScriptRoutine), observer(told) {
+        children::forget();
+        executor.start();
+    }
+    void execute(const Script& script) {
+        require(executor.execute(script, &observer, kAtOnce), "it is refused");
+    }
+
+    ScriptExecutor executor;
+    Observer& observer;
+};
+
 void expectAllReaped(const Observer& observer, int count) {
     const auto counts = children::counts();
     require(counts.started == count && counts.reaped == count, "a script is left");
@@ -69,13 +85,11 @@ void expectAllReaped(const Observer& observer, int count) {
 
 TEST(ScriptExecutorSchedules, AScriptPastItsDeadlineIsKilledOrHasEnded) {
     expectNoFailure([] {
-        children::forget();
         Observer observer;
-        ScriptExecutor executor(1, kDefaultScriptRoutine);
-        executor.start();
-        require(executor.execute(kScripts[0], &observer, kAtOnce), "it is refused");
+        Running running(1, observer);
+        running.execute(kScripts[0]);
         observer.waitFor(1);
-        executor.terminate();
+        running.executor.terminate();
         expectAllReaped(observer, 1);
     });
 }
@@ -83,15 +97,13 @@ TEST(ScriptExecutorSchedules, AScriptPastItsDeadlineIsKilledOrHasEnded) {
 TEST(ScriptExecutorSchedules, TwoScriptsPastTheirDeadlines) {
     expectNoFailure(
         [] {
-            children::forget();
             Observer observer;
-            ScriptExecutor executor(2, kDefaultScriptRoutine);
-            executor.start();
+            Running running(2, observer);
             for (const Script& script : kScripts) {
-                require(executor.execute(script, &observer, kAtOnce), "it is refused");
+                running.execute(script);
             }
             observer.waitFor(2);
-            executor.terminate();
+            running.executor.terminate();
             expectAllReaped(observer, 2);
         },
         {.preemptions = 1});
@@ -99,12 +111,10 @@ TEST(ScriptExecutorSchedules, TwoScriptsPastTheirDeadlines) {
 
 TEST(ScriptExecutorSchedules, TheEndWaitsForTheScriptAndKillsNothingAfterIt) {
     expectNoFailure([] {
-        children::forget();
         Observer observer;
         {
-            ScriptExecutor executor(1, kDefaultScriptRoutine);
-            executor.start();
-            require(executor.execute(kScripts[0], &observer, kAtOnce), "it is refused");
+            Running running(1, observer);
+            running.execute(kScripts[0]);
         }
         const auto counts = children::counts();
         require(counts.reaped == counts.started, "a script is left");
@@ -115,13 +125,12 @@ TEST(ScriptExecutorSchedules, TheEndWaitsForTheScriptAndKillsNothingAfterIt) {
 TEST(ScriptExecutorSchedules, TwoThreadsMayTerminateAndOneRequest) {
     expectNoFailure(
         [] {
-            children::forget();
             Observer observer;
-            ScriptExecutor executor(1, kDefaultScriptRoutine);
-            executor.start();
-            std::thread other([&] { executor.terminate(); });
-            static_cast<void>(executor.execute(kScripts[0], &observer, SecondsDuration(60)));
-            executor.terminate();
+            Running running(1, observer);
+            std::thread other([&] { running.executor.terminate(); });
+            static_cast<void>(
+                running.executor.execute(kScripts[0], &observer, SecondsDuration(60)));
+            running.executor.terminate();
             other.join();
         },
         {.preemptions = 1});
