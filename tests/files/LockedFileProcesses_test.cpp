@@ -27,10 +27,10 @@ using helpers::TempDir;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kProcesses = 8;
+constexpr int kProcesses = 16;
 // Emulated and instrumented processes are many times slower.
 constexpr int kIncrements =
-    helpers::kForeign || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 50 : 1000;
+    helpers::kForeign || helpers::kThreadSanitizer || helpers::kAddressSanitizer ? 25 : 500;
 
 template <class Increment>
 void expectNoLostIncrement(const std::string& path, Increment increment) {
