@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/TemporaryPlace.h"
 #include "helpers/faults/calls.h"
 #include "posix/SideFile.h"
 
@@ -129,8 +130,8 @@ TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLongAndLeavesNothingThere) {
         const TempDir dir;
         const TempDir elsewhere;
         const auto target = dir.write(std::string(250, 'x'), "a long former content");
-        ::setenv("TMPDIR", elsewhere.path().c_str(), 1);
         {
+            const helpers::TemporaryPlace place(elsewhere.path());
             faults::Calls calls;
             if (!renamed) {
                 calls.fail(faults::Call::rename, EXDEV);
@@ -140,7 +141,6 @@ TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLongAndLeavesNothingThere) {
             EXPECT_EQ(elsewhere.entries(), 1U);
             EXPECT_TRUE(side.replaceTarget());
         }
-        ::unsetenv("TMPDIR");
         EXPECT_EQ(contentOf(target), "short");
         EXPECT_EQ(elsewhere.entries(), 0U);
     }

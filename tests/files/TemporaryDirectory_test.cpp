@@ -13,6 +13,7 @@
 #include <vorn/common/fs/TemporaryDirectory.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/TemporaryPlace.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/faults/allocation.h"
@@ -52,10 +53,9 @@ TEST(TemporaryDirectory, CreatesAPrivateDirectory) {
 
 TEST(TemporaryDirectory, DeliberatelyIgnoresTmpdir) {
     const TempDir dir;
-    ::setenv("TMPDIR", dir.path().c_str(), 1);
+    const helpers::TemporaryPlace place(dir.path());
     const TemporaryDirectory directory;
     EXPECT_EQ(std::filesystem::path(directory.path()).parent_path(), "/tmp");
-    ::unsetenv("TMPDIR");
 }
 
 TEST(TemporaryDirectory, PermissionsAreExactWhateverTheUmask) {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <iterator>
@@ -12,6 +11,7 @@
 #include <vorn/common/fs/TemporaryFile.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/TemporaryPlace.h"
 #include "helpers/faults/allocation.h"
 #include "helpers/faults/calls.h"
 
@@ -34,21 +34,6 @@ bool exists(const std::string& path) {
     return std::filesystem::exists(path);
 }
 
-/// Makes a directory the system's temporary one for a scope.
-class TemporaryFolderIn {
-  public:
-    explicit TemporaryFolderIn(const TempDir& dir)
-        : before_(std::filesystem::temp_directory_path()) {
-        ::setenv("TMPDIR", dir.path().c_str(), 1);
-    }
-    ~TemporaryFolderIn() { ::setenv("TMPDIR", before_.c_str(), 1); }
-    TemporaryFolderIn(const TemporaryFolderIn&) = delete;
-    TemporaryFolderIn& operator=(const TemporaryFolderIn&) = delete;
-
-  private:
-    std::string before_;
-};
-
 TEST(TemporaryFile, CreatesAnEmptyPrivateFile) {
     std::string path;
     {
@@ -67,7 +52,7 @@ TEST(TemporaryFile, CreatesAnEmptyPrivateFile) {
 
 TEST(TemporaryFile, LeavesNothingWhenTheExistenceCheckFails) {
     const TempDir dir;
-    const TemporaryFolderIn in(dir);
+    const helpers::TemporaryPlace in(dir.path());
     faults::Calls calls;
     // Fails the check: what is there is a link to nowhere by then.
     calls.hook(Call::mkostemp, [&](auto& call) {
@@ -84,7 +69,7 @@ TEST(TemporaryFile, LeavesNothingWhenTheExistenceCheckFails) {
 
 TEST(TemporaryFile, LeavesNothingWhenMemoryEndsWhileItIsMade) {
     const TempDir dir;
-    const TemporaryFolderIn in(dir);
+    const helpers::TemporaryPlace in(dir.path());
     std::size_t failures = 1;
     for (std::size_t failure = 1; failures != 0; ++failure) {
         {

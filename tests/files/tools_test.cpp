@@ -15,6 +15,7 @@
 #include <vorn/common/fs/tools.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/TemporaryPlace.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/calls.h"
@@ -129,18 +130,16 @@ TEST(CreateTemporary, NamesAndPermissions) {
 
 TEST(CreateTemporary, HonoursTmpdir) {
     const TempDir dir;
-    ::setenv("TMPDIR", dir.path().c_str(), 1);
+    const helpers::TemporaryPlace place(dir.path());
     EXPECT_EQ(std::filesystem::path(createTemporaryFile("")).parent_path(), dir.path());
     EXPECT_EQ(std::filesystem::path(createTemporaryFolder("")).parent_path(), dir.path());
-    ::unsetenv("TMPDIR");
 }
 
 TEST(CreateTemporary, TmpdirThatIsNoDirectory) {
     const TempDir dir;
-    ::setenv("TMPDIR", dir.file("missing").c_str(), 1);
+    const helpers::TemporaryPlace place(dir.file("missing"));
     EXPECT_THROW(createTemporaryFile(""), std::filesystem::filesystem_error);
     EXPECT_THROW(createTemporaryFolder(""), std::filesystem::filesystem_error);
-    ::unsetenv("TMPDIR");
 }
 
 TEST(CreateTemporary, FailureTexts) {

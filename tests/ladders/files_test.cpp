@@ -19,6 +19,7 @@
 
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
+#include "helpers/TemporaryPlace.h"
 #include "helpers/faults/calls.h"
 #include "ladders/Ladder.h"
 
@@ -32,6 +33,7 @@ using files::Text;
 using files::textOf;
 using helpers::contentOf;
 using helpers::TempDir;
+using helpers::TemporaryPlace;
 using ladders::Answer;
 using ladders::Row;
 using ladders::Trial;
@@ -42,18 +44,6 @@ const std::string kNew = "the new content, which needs memory of its own";
 auto inOneMinute() {
     return std::chrono::steady_clock::now() + 1min;
 }
-
-/// The temporary directory of the process is `dir` while it lives.
-class TemporaryPlace {
-  public:
-    TemporaryPlace() { ::setenv("TMPDIR", dir_.path().c_str(), 1); }
-    ~TemporaryPlace() { ::unsetenv("TMPDIR"); }
-    [[nodiscard]] bool isEmpty() const { return dir_.entries() == 0; }
-    [[nodiscard]] const TempDir& dir() const { return dir_; }
-
-  private:
-    TempDir dir_;
-};
 
 void readingAFile(Trial& trial) {
     const TempDir dir;
@@ -154,16 +144,18 @@ std::function<void(Trial&)> withoutExchange(void (*run)(Trial&)) {
 template <class Create>
 std::function<void(Trial&)> makingATemporary(Create create) {
     return [create](Trial& trial) {
-        const TemporaryPlace place;
+        const TempDir dir;
+        const TemporaryPlace place(dir.path());
         trial.operate([&] { create(); });
-        trial.require(place.isEmpty(), "something is left");
+        trial.require(dir.entries() == 0, "something is left");
         create();
-        trial.require(place.isEmpty(), "the next one is left");
+        trial.require(dir.entries() == 0, "the next one is left");
     };
 }
 
 void makingTemporaries(Trial& trial) {
-    const TemporaryPlace place;
+    const TempDir dir;
+    const TemporaryPlace place(dir.path());
     trial.operate([] {
         TemporaryFile file;
         static_cast<void>(file.checkIfExists());
@@ -174,14 +166,15 @@ void makingTemporaries(Trial& trial) {
     });
     static_cast<void>(TemporaryFile().getPath());
     static_cast<void>(TemporaryDirectory().path());
-    trial.require(trial.struck() || place.isEmpty(), "something is left");
+    trial.require(trial.struck() || dir.entries() == 0, "something is left");
 }
 
 void makingATemporaryName(Trial& trial) {
-    const TemporaryPlace place;
+    const TempDir dir;
+    const TemporaryPlace place(dir.path());
     const std::string prefix = "a prefix that needs memory of its own";
     trial.operate([&] { static_cast<void>(tools::createTemporaryFile(prefix)); });
-    trial.require(place.dir().entries() == (trial.threw() ? 0U : 1U), "a file is left");
+    trial.require(dir.entries() == (trial.threw() ? 0U : 1U), "a file is left");
     static_cast<void>(tools::createTemporaryFolder(prefix));
 }
 
