@@ -124,7 +124,7 @@ TEST(DeserializerGrammar, RandomTextsReadAsTheGrammarSays) {
         }
         return text + std::string(kSpaces[pick(8)]);
     };
-    const int rounds = helpers::kSlow ? 400 : 2000;
+    const int rounds = helpers::kSlow ? 100 : 2000;
     int wellFormed = 0;
     for (int i = 0; i < rounds; ++i) {
         const std::string text = make(5);
@@ -150,7 +150,7 @@ TEST(DeserializerGrammar, HundredsOfThousandsOfShortTextsReadAsTheGrammarSays) {
                                             " ",        "\n  ",   "\"a\\\\\"",
                                             "\x01",     "\xff",   "\"\"",
                                             "\"text\"", "\t\r",   "                 "};
-    const int rounds = helpers::kSlow ? 20000 : 300000;
+    const int rounds = helpers::kSlow ? 5000 : 300000;
     std::string text;
     for (int i = 0; i < rounds; ++i) {
         text.clear();

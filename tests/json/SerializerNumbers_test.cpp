@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "helpers/CommaLocale.h"
+#include "helpers/environment.h"
 
 namespace {
 
@@ -93,7 +94,8 @@ TEST(SerializerNumbers, DoublesAreWrittenAsAStreamWritesThem) {
         }
     }
     std::mt19937_64 random(11);
-    for (int i = 0; i < 5000; ++i) {
+    const int rounds = helpers::kSlow ? 1000 : 5000;
+    for (int i = 0; i < rounds; ++i) {
         const std::uint64_t bits = random();
         double value = 0;
         std::memcpy(&value, &bits, sizeof value);
