@@ -6,7 +6,8 @@ include(GoogleTest)
 #
 # PUBLIC_API: sources that see the library as its users do: installed headers, exported symbols.
 # INTERNAL: sources that test what is not exported; they include from src/ and link its objects.
-# The target tests-<subsystem> builds both, and the subsystem's examples.
+# The target tests-<subsystem> builds both, and the subsystem's examples. Where the folder sets VORN_TEST_COST, its
+# tests are started before those with a lower one: a long test at the end leaves a processor idle.
 function(vorn_add_tests subsystem)
     cmake_parse_arguments(arg "" "" "PUBLIC_API;INTERNAL" ${ARGN})
     string(REPLACE "_" "-" folder ${subsystem})
@@ -28,7 +29,7 @@ function(vorn_add_test_program name library)
     target_precompile_headers(${name} REUSE_FROM vorn-test-helpers)
     vorn_warnings(${name})
     gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 120
-                         PROPERTIES TIMEOUT 300)
+                         PROPERTIES TIMEOUT 300 COST 0${VORN_TEST_COST})
 endfunction()
 
 # vorn_add_refusal(SUBSYSTEM NAME EXPECTED): refused/NAME.cpp must not compile, and the compiler's one error
