@@ -5,6 +5,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <csignal>
+#include <latch>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
@@ -176,16 +177,26 @@ TEST(ScriptExecutor, ContextDescribesTheRun) {
     }
 }
 
+/// Holds up the executor's thread, so that it starts nothing, from the first time-out on.
+struct HoldingUp : Observer {
+    void onScriptTimeout(const Script& script) override {
+        Observer::onScriptTimeout(script);
+        goOn.wait();
+    }
+    std::latch goOn{1};
+};
+
 TEST(ScriptExecutor, DeliberateOnlyRunningScriptsCountAgainstTheLimit) {
     Held held;
-    Observer observer;
+    HoldingUp observer;
     ScriptExecutor executor(2, held.routine());
     executor.start();
-    EXPECT_TRUE(executor.execute(scriptNamed("1"), &observer, SecondsDuration::INFINITE));
-    held.waitForStarts(1);
+    EXPECT_TRUE(executor.execute(scriptNamed("1"), &observer, SecondsDuration(0)));
+    EXPECT_TRUE(observer.waitForTimeouts(1));
     // One slot is free, so both are accepted; the second waits in the queue.
     EXPECT_TRUE(executor.execute(scriptNamed("2"), &observer, SecondsDuration::INFINITE));
     EXPECT_TRUE(executor.execute(scriptNamed("3"), &observer, SecondsDuration::INFINITE));
+    observer.goOn.count_down();
     held.waitForStarts(2);
     EXPECT_FALSE(executor.execute(scriptNamed("4"), &observer, SecondsDuration::INFINITE));
     EXPECT_EQ(held.started(), (std::vector<std::string>{"1", "2"}));
