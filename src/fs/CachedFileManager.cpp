@@ -109,10 +109,14 @@ void CachedFileManager::reserve(const std::type_index& type) {
     if (!thread_.joinable()) {
         thread_ = std::jthread([this](std::stop_token stopToken) { loop(std::move(stopToken)); });
     }
-    if (handlers_.count(type) != 0 || !reserved_.insert(type).second) {
+    if (handlers_.count(type) != 0 || reserved_.count(type) != 0) {
         throw std::invalid_argument(
             "CachedFileManager::add - Error: attempt to add twice the same object type");
     }
+    // While nothing has happened yet: a merge that needs memory and gets none drops what it moves,
+    // and with the library of GCC 11 it ends the process.
+    handlers_.reserve(handlers_.size() + reserved_.size() + 1);
+    reserved_.insert(type);
 }
 
 void CachedFileManager::load(Handlers& handlers, const std::type_index& type,

@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <iostream>
+#include <utility>
 
 #include "posix/SideFile.h"
 #include "posix/durable.h"
@@ -108,9 +109,12 @@ InputBuilder make_ifstreamBuilder(const std::string& path) {
 
 OutputBuilder make_ofstreamBuilder(const std::string& path, std::ios_base::openmode mode,
                                    std::filesystem::perms perms, const std::string& tmpPath) {
-    return [=]() -> std::unique_ptr<IOutputStreamAccessor> {
+    // One capture for both: when the copy of a second one fails, GCC 11 leaks the first.
+    return [paths = std::pair(path, tmpPath), mode,
+            perms]() -> std::unique_ptr<IOutputStreamAccessor> {
         try {
-            return std::make_unique<FileOutputStreamAccessor>(path, mode, perms, tmpPath);
+            return std::make_unique<FileOutputStreamAccessor>(paths.first, mode, perms,
+                                                              paths.second);
         } catch (const std::exception& error) {
             std::cerr << error.what() << std::endl;
             return nullptr;
