@@ -12,6 +12,8 @@
 #include "helpers/Actor.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/allocation.h"
+#include "helpers/faults/locks.h"
+#include "helpers/thread_state.h"
 
 namespace {
 
@@ -190,6 +192,46 @@ TEST(RecursiveSharedMutex, RefusesAnUpgradeBesideAnotherReader) {
     EXPECT_TRUE(mutex.try_lock());
     mutex.unlock();
     mutex.unlock_shared();
+}
+
+TEST(RecursiveSharedMutex, TakesNoLockOfItsOwnUnlessSomebodyWaits) {
+    RecursiveSharedMutex mutex;
+    Actor other;
+    const auto expectNoLocks = [](const char* what, auto action) {
+        const auto before = faults::lockOperations();
+        action();
+        EXPECT_EQ(faults::lockOperations() - before, 0U) << what;
+    };
+    const auto share = [&] {
+        mutex.lock_shared();
+        mutex.unlock_shared();
+    };
+    const auto own = [&] {
+        mutex.lock();
+        mutex.unlock();
+    };
+    expectNoLocks("a writer", own);
+    other.run([&] { mutex.lock_shared(); });
+    expectNoLocks("a reader beside another", share);
+    EXPECT_FALSE(mutex.try_lock());
+    expectNoLocks("a reader after a refused writer", share);
+    mutex.lock_shared();
+    EXPECT_FALSE(mutex.try_lock());
+    mutex.unlock_shared();
+    expectNoLocks("a reader after a refused upgrade", share);
+    Actor writer;
+    auto written = writer.post(own);
+    ASSERT_TRUE(helpers::waitUntilAsleep(writer.tid()));
+    other.run([&] { mutex.unlock_shared(); });
+    written.get();
+    expectNoLocks("a reader after a writer that waited", share);
+    other.run([&] { mutex.lock(); });
+    EXPECT_FALSE(mutex.try_lock_shared());
+    auto read = writer.post(share);
+    ASSERT_TRUE(helpers::waitUntilAsleep(writer.tid()));
+    other.run([&] { mutex.unlock(); });
+    read.get();
+    expectNoLocks("a writer after a reader that waited", own);
 }
 
 TEST(RecursiveSharedMutex, StaysSharedWhenTheExclusiveLockEndsFirst) {

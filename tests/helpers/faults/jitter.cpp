@@ -3,7 +3,7 @@
 // With VORN_TESTS_JITTER=NUMBER in the environment threads dawdle where they lock, unlock, wait,
 // notify and make the calls that faults can watch: half of the times not at all, sometimes a yield,
 // sometimes up to 200 microseconds. Other numbers give other pauses. Without it: one look at a
-// variable.
+// variable. The operations on locks are counted too.
 
 #include <pthread.h>
 #include <time.h>
@@ -16,6 +16,7 @@
 
 #include "helpers/faults/Next.h"
 #include "helpers/faults/interposition.h"
+#include "helpers/faults/locks.h"
 
 namespace faults::interposition {
 namespace {
@@ -23,6 +24,7 @@ namespace {
 constinit std::atomic<std::uint32_t> seed{0};  // 0: no pauses
 constinit std::atomic<std::uint32_t> threads{0};
 constinit thread_local std::uint32_t random = 0;
+constinit thread_local std::size_t lockOperations = 0;
 
 [[gnu::constructor]] void readSeed() {
     if (const char* const text = std::getenv("VORN_TESTS_JITTER")) {
@@ -64,6 +66,7 @@ void jitter() {
     }                                                                               \
     [[gnu::visibility("default")]] int symbol##Dawdled parameters __asm__(#symbol); \
     int symbol##Dawdled parameters {                                                \
+        ++lockOperations;                                                           \
         jitter();                                                                   \
         return symbol##Next arguments;                                              \
     }
@@ -85,3 +88,7 @@ VORN_DAWDLE(pthread_cond_broadcast, (pthread_cond_t * condition), (condition))
 }  // extern "C"
 
 }  // namespace faults::interposition
+
+std::size_t faults::lockOperations() {
+    return interposition::lockOperations;
+}
