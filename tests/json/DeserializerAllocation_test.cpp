@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -60,19 +61,23 @@ TEST(DeserializerAllocation, EachContainerWithMembersIsAllocatedOnce) {
     }
 }
 
-const std::string kLongTexts[] = {
-    "[" + repeated(kRecord, 1000) + "]",
-    R"({"list":[)" + repeated("[" + repeated(kRecord, 100) + "]", 20) + R"(],"last":[1]})",
-    "[" + repeated("1", 100000) + "]",
-    "[" + repeated("[1]", 30000) + "]",
-    "[" + repeated("[]", 30000) + "]",
-    "{" + repeated(R"("k":1)", 30000) + "}",
-    R"([[[[)" + repeated("[" + repeated("1", 10000) + "]", 3) + "]]]]",
-};
+/// Made at first use: every test of the program is a process of its own, and would make them.
+const std::vector<std::string>& longTexts() {
+    static const std::vector<std::string> texts = {
+        "[" + repeated(kRecord, 1000) + "]",
+        R"({"list":[)" + repeated("[" + repeated(kRecord, 100) + "]", 20) + R"(],"last":[1]})",
+        "[" + repeated("1", 100000) + "]",
+        "[" + repeated("[1]", 30000) + "]",
+        "[" + repeated("[]", 30000) + "]",
+        "{" + repeated(R"("k":1)", 30000) + "}",
+        R"([[[[)" + repeated("[" + repeated("1", 10000) + "]", 3) + "]]]]",
+    };
+    return texts;
+}
 
 /// What waits for its container to be closed outgrows the stack in these; it is gone afterwards.
 TEST(DeserializerAllocation, LongTextsNeedAFewAllocationsMore) {
-    for (const std::string& text : kLongTexts) {
+    for (const std::string& text : longTexts()) {
         const std::size_t before = faults::allocations();
         const std::ptrdiff_t aliveBefore = faults::blocksAlive();
         const Deserializer root{std::string_view(text)};
@@ -93,7 +98,7 @@ double peakPerResult(const std::string& text) {
 }
 
 TEST(DeserializerAllocation, ReadingNeedsAtMostThreeTenthsMoreThanItsResult) {
-    for (const std::string& text : kLongTexts) {
+    for (const std::string& text : longTexts()) {
         EXPECT_LE(peakPerResult(text), 1.3) << text.substr(0, 80);
     }
     // Just behind a growth of what waits, wherever that is, most room is unused.
