@@ -57,7 +57,8 @@ TEST(DeserializerImport, CopiesShareAnOwnedText) {
     EXPECT_EQ(moved["key"][0].value.data, value);
     EXPECT_EQ(assigned["key"][0].value.data, value);
     EXPECT_EQ(copy["key"][0].value.view(), "\"" + kFiller + "\"");
-    assigned = assigned;
+    const auto& itself = assigned;
+    assigned = itself;
     EXPECT_EQ(dump(assigned), dump(copy));
     moved = Deserializer("1");
     EXPECT_EQ(dump(moved), "1");
