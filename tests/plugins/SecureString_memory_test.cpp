@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -265,6 +266,16 @@ TEST_P(SecureStringMemory, NothingIsLeftOfParameters) {
         leavesTextOnItsStack([&] { const SecureString secret(TestCipher::make(log_, ""), text); }));
     EXPECT_FALSE(leavesTextOnItsStack(
         [&] { const auto secret = SecureString::fromCiphered(TestCipher::make(log_, ""), text); }));
+    // By itself, without the end of the object: what comes later would overwrite what it left.
+    Place places[2];
+    auto place = std::begin(places);
+    EXPECT_FALSE(leavesTextOnItsStack([&] {
+        new ((place++)->bytes)
+            SecureString(SecureString::fromPlainText(StoredCipher::make(text), ""));
+    }));
+    for (Place& made : places) {
+        made.object()->~SecureString();
+    }
     EXPECT_FALSE(leavesTextOnItsStack([&] {
         auto secret = SecureString::fromPlainText(StoredCipher::make(text), "");
         secret.reset("");
