@@ -164,8 +164,8 @@ TEST_F(ProcessAttributesFailureTest, AnUnknownCapabilityCutsItsText) {
         {-1, whole}, {54, " "}, {55, ""}, {1000, ""}};
     for (const auto& [capability, text] : rows) {
         SCOPED_TRACE(capability);
-        const auto result = runSwitch(kPasswd, kGroup, [&] {
-            setProcessAttributes({"gateway", "services", {capability}}, "");
+        const auto result = runSwitch(kPasswd, kGroup, [unknown = capability] {
+            setProcessAttributes({"gateway", "services", {unknown}}, "");
         });
         SKIP_WITHOUT_ACCOUNTS(result);
         EXPECT_EQ(result.report, outcome(text, withUser({})));
