@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "posix/openFile.h"
+#include "posix/sleep.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -44,6 +45,21 @@ bool isNamed(const struct stat& status, const std::string& path) noexcept {
            named.st_ino == status.st_ino;
 }
 
+// Takes the lock on the file, which does not wait for a holder. Who only looks whether the file is
+// his own has the lock too, for some calls: giving up then would leave a file that is nobody's for
+// ever.
+bool lockUnlessHeld(int fd) noexcept {
+    constexpr int kLooks = 100;
+    constexpr std::chrono::milliseconds kLookPeriod(1);
+    for (int look = 0; ::flock(fd, LOCK_EX | LOCK_NB) != 0; ++look) {
+        if (errno != EWOULDBLOCK || look == kLooks) {
+            return false;
+        }
+        sleepFor(kLookPeriod);
+    }
+    return true;
+}
+
 // The file is this attempt's own when nobody holds it or is about to remove it, it is what the path
 // names, and it did not exist before the attempt: what a dead process left stays a lock.
 Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexcept {
@@ -53,7 +69,7 @@ Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexce
     const bool canBeOwn = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
                           status.st_size == 0 && status.st_uid == ::geteuid();
     // Again behind it, because the holder may have released it in between.
-    const bool isOwn = canBeOwn && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+    const bool isOwn = canBeOwn && lockUnlessHeld(file.get()) &&
                        ::fstat(file.get(), &status) == 0 && (status.st_mode & kReleased) == 0 &&
                        isNamed(status, path) &&
                        isYoungerThan(file.get(), status, Clock::now() - start);
@@ -63,7 +79,7 @@ Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexce
 // Whether an attempt that was interrupted has meanwhile adopted the file that we have just created,
 // and perhaps released it again. Where files cannot be locked nobody adopts any.
 bool isTaken(int fd) noexcept {
-    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    if (!lockUnlessHeld(fd)) {
         return errno == EWOULDBLOCK;
     }
     struct stat status {};

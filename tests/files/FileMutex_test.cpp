@@ -15,6 +15,7 @@
 #include <streambuf>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -361,6 +362,72 @@ TEST(FileMutex, AHolderWhoseFileAnInterruptedAttemptHasTakenDoesNotHoldIt) {
     EXPECT_FALSE(first.try_lock());
     ASSERT_TRUE(taken);
     second.unlock();
+    EXPECT_FALSE(exists(path));
+}
+
+/// Another process's attempt that looks whether the file is its own: it has the lock on the file
+/// until somebody sleeps.
+class Looker {
+  public:
+    explicit Looker(faults::Calls& calls) {
+        calls.hook(Call::nanosleep, [this](auto&) {
+            end();
+            return 0;
+        });
+    }
+    ~Looker() { end(); }
+    Looker(const Looker&) = delete;
+    Looker& operator=(const Looker&) = delete;
+
+    void look(const std::string& path) {
+        file_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        EXPECT_EQ(::flock(file_, LOCK_EX | LOCK_NB), 0);
+    }
+
+  private:
+    void end() {
+        if (file_ != -1) {
+            ::close(std::exchange(file_, -1));
+        }
+    }
+
+    int file_ = -1;
+};
+
+TEST(FileMutex, AnInterruptedAttemptOutlastsWhoOnlyLooksAtItsFile) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    Looker looker(calls);
+    calls.hook(Call::open, [&](auto& call) {
+        if (call.ordinal != 1) {
+            return 0;
+        }
+        ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
+        looker.look(path);
+        return EINTR;
+    });
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+    EXPECT_FALSE(exists(path));
+}
+
+TEST(FileMutex, AHolderOutlastsWhoOnlyLooksAtItsNewFile) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    Looker looker(calls);
+    calls.hook(Call::open, [&](auto& call) {
+        if (call.ordinal == 1) {
+            call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
+            looker.look(path);
+        }
+        return 0;
+    });
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
     EXPECT_FALSE(exists(path));
 }
 
