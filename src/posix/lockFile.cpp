@@ -29,11 +29,15 @@ nanoseconds modificationTime(const struct stat& status) noexcept {
     return std::chrono::seconds(status.st_mtim.tv_sec) + nanoseconds(status.st_mtim.tv_nsec);
 }
 
-// How old the file is by the clock of its own file system, which need not be this machine's. The
-// times are put back: what has been looked at must not seem young to the next attempt.
-bool isYoungerThan(int fd, const struct stat& status, nanoseconds age) noexcept {
+// Whether the file was made after `start`, by the clock of its own file system, which need not be
+// this machine's. The times are put back: what has been looked at must not seem young to the next
+// attempt.
+bool isYoungerThan(int fd, const struct stat& status, Clock::time_point start) noexcept {
     struct stat touched {};
     const bool known = ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0;
+    // After the file was touched: a pause in between must not make an own file too old, which would
+    // be nobody's then.
+    const auto age = Clock::now() - start;
     const struct timespec before[] = {status.st_atim, status.st_mtim};
     return ::futimens(fd, before) == 0 && known &&
            modificationTime(touched) - modificationTime(status) <= age + kFileTimeTick;
@@ -47,15 +51,20 @@ bool isNamed(const struct stat& status, const std::string& path) noexcept {
 
 // Takes the lock on the file, which does not wait for a holder. Who only looks whether the file is
 // his own has the lock too, for some calls: giving up then would leave a file that is nobody's for
-// ever.
+// ever. So long, because on a busy machine some calls may take hundreds of milliseconds.
 bool lockUnlessHeld(int fd) noexcept {
-    constexpr int kLooks = 100;
-    constexpr std::chrono::milliseconds kLookPeriod(1);
-    for (int look = 0; ::flock(fd, LOCK_EX | LOCK_NB) != 0; ++look) {
-        if (errno != EWOULDBLOCK || look == kLooks) {
+    constexpr std::chrono::seconds kLongestLook(1);
+    constexpr std::chrono::milliseconds kPeriod(1);
+    const auto end = Clock::now() + kLongestLook;
+    while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK) {
             return false;
         }
-        sleepFor(kLookPeriod);
+        if (Clock::now() >= end) {
+            errno = EWOULDBLOCK;
+            return false;
+        }
+        sleepFor(kPeriod);
     }
     return true;
 }
@@ -71,8 +80,7 @@ Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexce
     // Again behind it, because the holder may have released it in between.
     const bool isOwn = canBeOwn && lockUnlessHeld(file.get()) &&
                        ::fstat(file.get(), &status) == 0 && (status.st_mode & kReleased) == 0 &&
-                       isNamed(status, path) &&
-                       isYoungerThan(file.get(), status, Clock::now() - start);
+                       isNamed(status, path) && isYoungerThan(file.get(), status, start);
     return isOwn ? std::move(file) : Descriptor();
 }
 
