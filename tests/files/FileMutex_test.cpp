@@ -394,7 +394,8 @@ class Looker {
     int file_ = -1;
 };
 
-TEST(FileMutex, AnInterruptedAttemptOutlastsWhoOnlyLooksAtItsFile) {
+/// Somebody looks at the lock file as soon as `create` has made it.
+void expectLockedInSpiteOfALooker(const std::function<int(faults::Invocation&)>& create) {
     const TempDir dir;
     const auto path = dir.file("lock");
     FileMutex mutex(path);
@@ -404,31 +405,27 @@ TEST(FileMutex, AnInterruptedAttemptOutlastsWhoOnlyLooksAtItsFile) {
         if (call.ordinal != 1) {
             return 0;
         }
-        ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
+        const int error = create(call);
         looker.look(path);
-        return EINTR;
+        return error;
     });
     EXPECT_TRUE(mutex.try_lock());
     mutex.unlock();
     EXPECT_FALSE(exists(path));
 }
 
+TEST(FileMutex, AnInterruptedAttemptOutlastsWhoOnlyLooksAtItsFile) {
+    expectLockedInSpiteOfALooker([](auto& call) {
+        ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
+        return EINTR;
+    });
+}
+
 TEST(FileMutex, AHolderOutlastsWhoOnlyLooksAtItsNewFile) {
-    const TempDir dir;
-    const auto path = dir.file("lock");
-    FileMutex mutex(path);
-    faults::Calls calls;
-    Looker looker(calls);
-    calls.hook(Call::open, [&](auto& call) {
-        if (call.ordinal == 1) {
-            call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
-            looker.look(path);
-        }
+    expectLockedInSpiteOfALooker([](auto& call) {
+        call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
         return 0;
     });
-    EXPECT_TRUE(mutex.try_lock());
-    mutex.unlock();
-    EXPECT_FALSE(exists(path));
 }
 
 TEST(FileMutex, AHolderWhoseFileWasTakenAndReleasedDoesNotHoldIt) {
