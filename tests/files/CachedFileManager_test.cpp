@@ -14,6 +14,7 @@
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/expect_throw.h"
+#include "helpers/faults/allocation.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {
@@ -79,6 +80,26 @@ TEST(CachedFileManager, WritesAChangeAfterTheDelay) {
     ASSERT_TRUE(helpers::waitUntil([&] { return contentOf(path) == "text:two"; }));
     // Where the names cannot be exchanged, the backup gets the version before a moment later.
     EXPECT_TRUE(helpers::waitUntil([&] { return contentOf(path + ".bak") == "text:one"; }));
+}
+
+TEST(CachedFileManager, AnAddThatFailsForLackOfMemoryHasWrittenNothing) {
+    bool added = false;
+    for (std::size_t allocation = 1; !added; ++allocation) {
+        const TempDir dir;
+        const auto path = dir.write("a", "text:stored");
+        CachedFileManager files;
+        auto object = std::make_unique<Text>();
+        try {
+            {
+                const faults::NoMemory shortage(allocation, faults::NoMemory::Times::FromThereOn);
+                files.add(std::move(object), path, lazily());
+            }
+            added = std::filesystem::exists(path + ".bak");
+        } catch (const std::bad_alloc&) {
+            EXPECT_FALSE(std::filesystem::exists(path + ".bak")) << allocation;
+        }
+        ASSERT_LT(allocation, 1000U);
+    }
 }
 
 TEST(CachedFileManager, RewritesALoadedFileAtOnce) {
