@@ -53,18 +53,12 @@ bool isNamed(const struct stat& status, const std::string& path) noexcept {
 // his own has the lock too, for some calls: giving up then would leave a file that is nobody's for
 // ever. So long, because on a busy machine some calls may take hundreds of milliseconds.
 bool lockUnlessHeld(int fd) noexcept {
-    constexpr std::chrono::seconds kLongestLook(1);
-    constexpr std::chrono::milliseconds kPeriod(1);
-    const auto end = Clock::now() + kLongestLook;
-    while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK) {
+    constexpr int kLongestLook = 1000;  // in milliseconds
+    for (int waited = 0; ::flock(fd, LOCK_EX | LOCK_NB) != 0; ++waited) {
+        if (errno != EWOULDBLOCK || waited == kLongestLook) {
             return false;
         }
-        if (Clock::now() >= end) {
-            errno = EWOULDBLOCK;
-            return false;
-        }
-        sleepFor(kPeriod);
+        sleepFor(std::chrono::milliseconds(1));
     }
     return true;
 }
