@@ -103,6 +103,8 @@ TEST(CreateFile, DescriptorIsCloseOnExec) {
 }
 
 TEST(CreateTemporary, NamesAndPermissions) {
+    const TempDir dir;
+    const helpers::TemporaryPlace place(dir.path());
     const auto base = std::filesystem::temp_directory_path().string() + "/";
     struct Row {
         std::string prefix;
@@ -124,7 +126,6 @@ TEST(CreateTemporary, NamesAndPermissions) {
         EXPECT_EQ(status.st_mode, row.mode);
         EXPECT_NE(path,
                   row.folder ? createTemporaryFolder(row.prefix) : createTemporaryFile(row.prefix));
-        std::filesystem::remove(path);
     }
 }
 

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include <stdlib.h>
+
+#include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -156,6 +161,14 @@ std::function<void(Trial&)> makingATemporary(Create create) {
 void makingTemporaries(Trial& trial) {
     const TempDir dir;
     const TemporaryPlace place(dir.path());
+    // A directory is made below /tmp wherever the files are; what cannot be removed now is later.
+    std::array<char, sizeof("/tmp/XXXXXX")> made{};
+    faults::Calls calls(Threads::All);
+    calls.hook(faults::Call::mkdtemp, [&](auto& call) {
+        call.answer = reinterpret_cast<std::intptr_t>(::mkdtemp(const_cast<char*>(call.path)));
+        std::strncpy(made.data(), call.path, made.size() - 1);
+        return 0;
+    });
     trial.operate([] {
         TemporaryFile file;
         static_cast<void>(file.checkIfExists());
@@ -164,6 +177,7 @@ void makingTemporaries(Trial& trial) {
         directory.setPermissions(std::filesystem::perms::owner_all);
         static_cast<void>(directory.removeIfExists());
     });
+    std::filesystem::remove(made.data());
     static_cast<void>(TemporaryFile().getPath());
     static_cast<void>(TemporaryDirectory().path());
     trial.require(trial.struck() || dir.entries() == 0, "something is left");
