@@ -50,9 +50,10 @@ struct ProcessAttrs {
 /// | | "Failed to set capabilities as user.", "Failed to free capabilities object." |
 ///
 /// A name with an embedded NUL is not found, and a path with one cannot be changed. The identity
-/// 4294967295, which the kernel would take as "leave unchanged", fails at its own step. The
-/// supplementary groups are those that name the user as a member, except group 0 and the primary
-/// group, in the order of the file; the primary group follows as the last.
+/// 4294967295, which the kernel would take as "leave unchanged", fails at its own step (of a group,
+/// where the kernel refuses it: with the supplementary groups, which hold it). The supplementary
+/// groups are those that name the user as a member, except group 0 and the primary group, in the
+/// order of the file; the primary group follows as the last.
 ///
 /// Deliberate: nothing is rolled back. After an error the process may hold any state between root
 /// and the new user; end it. The capability object of libcap is not freed then.
