@@ -22,8 +22,10 @@ using Clock = std::chrono::steady_clock;
 // Marks a lock file between its release and its removal; no creation sets it, whatever the umask.
 constexpr mode_t kReleased = S_ISVTX;
 
-// The times of files advance in ticks of a few milliseconds.
-constexpr std::chrono::milliseconds kFileTimeTick(20);
+// The times of files advance with the timer's ticks, which a busy machine, a virtual one above all,
+// may have late by hundreds of milliseconds. An own file that seems too old would be nobody's and
+// keep everybody out; to take what a process left that died within this time does no harm.
+constexpr std::chrono::seconds kFileTimeLag(1);
 
 nanoseconds modificationTime(const struct stat& status) noexcept {
     return std::chrono::seconds(status.st_mtim.tv_sec) + nanoseconds(status.st_mtim.tv_nsec);
@@ -40,7 +42,7 @@ bool isYoungerThan(int fd, const struct stat& status, Clock::time_point start) n
     const auto age = Clock::now() - start;
     const struct timespec before[] = {status.st_atim, status.st_mtim};
     return ::futimens(fd, before) == 0 && known &&
-           modificationTime(touched) - modificationTime(status) <= age + kFileTimeTick;
+           modificationTime(touched) - modificationTime(status) <= age + kFileTimeLag;
 }
 
 bool isNamed(const struct stat& status, const std::string& path) noexcept {
