@@ -55,7 +55,7 @@ bool isNamed(const struct stat& status, const std::string& path) noexcept {
 // his own has the lock too, for some calls: giving up then would leave a file that is nobody's for
 // ever. So long, because on a busy machine some calls may take hundreds of milliseconds.
 bool lockUnlessHeld(int fd) noexcept {
-    constexpr int kLongestLook = 1000;  // in milliseconds
+    constexpr int kLongestLook = 1000;  // in milliseconds, each of which may last longer
     for (int waited = 0; ::flock(fd, LOCK_EX | LOCK_NB) != 0; ++waited) {
         if (errno != EWOULDBLOCK || waited == kLongestLook) {
             return false;
@@ -66,7 +66,7 @@ bool lockUnlessHeld(int fd) noexcept {
 }
 
 // The file is this attempt's own when nobody holds it or is about to remove it, it is what the path
-// names, and it did not exist before the attempt: what a dead process left stays a lock.
+// names, and it did not exist long before the attempt: what a dead process left stays a lock.
 Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexcept {
     Descriptor file = openFile(path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     struct stat status {};

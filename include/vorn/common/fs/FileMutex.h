@@ -33,9 +33,9 @@ namespace vorn::common::fs {
 /// who forgot to unlock keeps others out rather than letting them in.
 /// An attempt that a signal interrupts after a network file system has created the file recognises
 /// its own file and goes on; so it does with one that a process left which died within the second
-/// before. While others hold the file or look at it that may take a second, beyond a deadline too;
-/// where files cannot be locked (flock) it may find itself locked out. Not guaranteed: fairness;
-/// exclusion when somebody else removes the lock file of a living holder.
+/// before. While others hold or look at the file this takes a second or more, beyond a deadline
+/// too; where files cannot be locked (flock) it may find itself locked out. Not guaranteed:
+/// fairness; exclusion when somebody else removes the lock file of a living holder.
 class VORN_GW_COMMON_EXPORT FileMutex {
   public:
     /// Takes nothing and creates nothing.
