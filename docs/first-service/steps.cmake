@@ -4,6 +4,7 @@ foreach(step IN ITEMS step1 step2 step3 step4)
     add_executable(first-service-${step} "${first_service_steps}/${step}.cpp")
     target_include_directories(first-service-${step} PRIVATE "${PROJECT_SOURCE_DIR}/examples/service")
     target_link_libraries(first-service-${step} PRIVATE vorn::gw-common)
+    vorn_parse_headers_once(first-service-${step})
     vorn_warnings(first-service-${step})
 endforeach()
 

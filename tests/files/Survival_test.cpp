@@ -39,7 +39,7 @@ using namespace std::chrono_literals;
 
 // Instrumented processes take ten times as long, emulated ones thirty times.
 constexpr bool kInstrumented = helpers::kThreadSanitizer || helpers::kAddressSanitizer;
-constexpr int kStride = helpers::kForeign ? 24 : 1;
+constexpr int kStride = helpers::kForeign ? 24 : kInstrumented ? 4 : 1;
 constexpr int kKills = helpers::kForeign ? 10 : kInstrumented ? 50 : 500;
 constexpr int kManyKills = 3000;
 
