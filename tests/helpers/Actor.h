@@ -30,15 +30,7 @@ class Actor {
     /// Starts `action` there; the future tells when it is through.
     template <class Action>
     std::future<std::invoke_result_t<Action>> post(Action action) {
-        using Result = std::invoke_result_t<Action>;
-        auto task = std::make_shared<std::packaged_task<Result()>>(std::move(action));
-        auto result = task->get_future();
-        {
-            const std::lock_guard lock(mutex_);
-            actions_.emplace_back([task] { (*task)(); });
-        }
-        changed_.notify_one();
-        return result;
+        return start<std::invoke_result_t<Action>>(std::move(action));
     }
 
     /// Runs `action` there, and returns or throws what it does.
@@ -50,6 +42,19 @@ class Actor {
     [[nodiscard]] pid_t tid() const { return tid_; }
 
   private:
+    // For each result, not for each action: a task and its future are dear to compile.
+    template <class Result>
+    std::future<Result> start(std::function<Result()> action) {
+        auto task = std::make_shared<std::packaged_task<Result()>>(std::move(action));
+        auto result = task->get_future();
+        {
+            const std::lock_guard lock(mutex_);
+            actions_.emplace_back([task] { (*task)(); });
+        }
+        changed_.notify_one();
+        return result;
+    }
+
     void loop() {
         std::unique_lock lock(mutex_);
         while (!done_) {

@@ -20,6 +20,7 @@
 
 #include <vorn/common/executable/Executable.h>
 
+#include "helpers/background.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/processes.h"
@@ -167,7 +168,7 @@ TEST(ExecutableChild, OutputsAreItsPipesAndInputIsInherited) {
 TEST(ExecutableChild, ConcurrentStartsDoNotShareTheirPipes) {
     std::vector<std::future<std::string>> threads;
     for (int thread = 0; thread < 6; ++thread) {
-        threads.push_back(std::async(std::launch::async, [] {
+        threads.push_back(helpers::inBackground([] {
             for (int i = 0; i < 15; ++i) {
                 const auto listed = listDescriptors();
                 for (const auto& [fd, target] : listed.descriptors) {

@@ -13,6 +13,7 @@
 
 #include <vorn/common/executable/Executable.h>
 
+#include "helpers/background.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/faults/calls.h"
@@ -230,7 +231,7 @@ TEST(ExecutableEnd, DeliberateAReadLastsAsLongAsAnythingHoldsThePipe) {
                        {});
     program.execSync();
     EXPECT_EQ(program.getStatus(), Executable::Exited);
-    auto text = std::async(std::launch::async, [&] { return program.readFromStdOut(); });
+    auto text = helpers::inBackground([&] { return program.readFromStdOut(); });
     std::ofstream(directory.file("fifo")) << "go\n";
     EXPECT_EQ(text.get(), "late\n");
 }
@@ -243,7 +244,7 @@ TEST(ExecutableEnd, DeliberateABlockedReadDelaysStatusAndTimeout) {
     std::promise<pid_t> reader;
     program.execAsync({});
     const auto limit = std::chrono::steady_clock::now() + 1600ms;
-    auto text = std::async(std::launch::async, [&] {
+    auto text = helpers::inBackground([&] {
         reader.set_value(static_cast<pid_t>(::syscall(SYS_gettid)));
         return program.readFromStdOut();
     });

@@ -14,6 +14,7 @@
 #include <vorn/common/executable/ExecutableManager.h>
 #include <vorn/common/executable/Script.h>
 
+#include "helpers/background.h"
 #include "helpers/expect_throw.h"
 #include "helpers/processes.h"
 
@@ -300,7 +301,7 @@ TEST(ExecutableManager, DeliberateASynchronousRunHoldsTheManager) {
     ExecutableManager manager(2);
     const Uuid uuid(0ULL);
     std::atomic<bool> ended = false;
-    auto run = std::async(std::launch::async, [&] {
+    auto run = helpers::inBackground([&] {
         manager.execSync(
             scriptHolder("echo >" + directory.file("started") + "; read x <" +
                          directory.file("fifo") + "; echo >" + directory.file("ended")),
@@ -308,7 +309,7 @@ TEST(ExecutableManager, DeliberateASynchronousRunHoldsTheManager) {
     });
     ASSERT_TRUE(
         helpers::waitUntil([&] { return std::filesystem::exists(directory.file("started")); }));
-    auto query = std::async(std::launch::async, [&] {
+    auto query = helpers::inBackground([&] {
         const bool running = manager.isRunning(uuid);
         ended = std::filesystem::exists(directory.file("ended"));
         return running;
@@ -388,7 +389,7 @@ TEST(ExecutableManager, WhatHasBeenToldOfIsDestroyedWithoutItsLockAndBeforeItsEn
     {
         ExecutableManager manager(1);
         log.whileDestroyed = [&] {
-            look = std::async(std::launch::async, [&] { return manager.isRunning(Uuid(0ULL)); });
+            look = helpers::inBackground([&] { return manager.isRunning(Uuid(0ULL)); });
             answered = look.wait_for(10s) == std::future_status::ready;
         };
         std::promise<void> told;
@@ -430,7 +431,7 @@ TEST(ExecutableManager, ManyThreadsUseItAtOnce) {
     std::atomic<int> calls = 0;
     std::vector<std::future<void>> threads;
     for (int thread = 0; thread < 5; ++thread) {
-        threads.push_back(std::async(std::launch::async, [&] {
+        threads.push_back(helpers::inBackground([&] {
             for (int i = 0; i < 6; ++i) {
                 const Uuid uuid(0ULL);
                 manager.execAsync(

@@ -13,6 +13,7 @@
 
 #include <vorn/common/executable/Executable.h>
 
+#include "helpers/background.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/expect_throw.h"
@@ -172,7 +173,7 @@ TEST(Executable, ProgramSeesFileNameArgumentsAndExactEnvironment) {
 TEST(Executable, ManyThreadsStartAndCollect) {
     std::vector<std::future<bool>> runs;
     for (int thread = 0; thread < 8; ++thread) {
-        runs.push_back(std::async(std::launch::async, [thread] {
+        runs.push_back(helpers::inBackground([thread] {
             for (int i = 0; i < 10; ++i) {
                 const auto text = std::to_string(thread) + "." + std::to_string(i);
                 Executable program(shell("echo " + text + "; exit 4"), kNoOptions);

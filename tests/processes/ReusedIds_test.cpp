@@ -19,6 +19,7 @@
 #include <vorn/common/ScriptExecutor.h>
 #include <vorn/common/executable/Executable.h>
 
+#include "helpers/background.h"
 #include "helpers/environment.h"
 #include "helpers/faults/calls.h"
 #include "helpers/pidNamespace.h"
@@ -72,7 +73,7 @@ int killLate(Reaper reaper, bool ownGroup) {
         {.environment = {"PATH=/bin:/usr/bin"}, .timeout = 1000ms, .ownProcessGroup = ownGroup});
     program.execAsync({});
     const pid_t id = helpers::pidIn(directory.file("pid"));
-    auto text = std::async(std::launch::async, [&] { return program.readFromStdOut(); });
+    auto text = helpers::inBackground([&] { return program.readFromStdOut(); });
     if (!helpers::waitUntil([] { return someThreadIsIn(SYS_read); }) ||
         !helpers::waitUntil([] { return someThreadIsIn(SYS_futex); })) {
         return 1;

@@ -16,6 +16,7 @@
 #include <vorn/common/executable/Executable.h>
 
 #include "helpers/TempDir.h"
+#include "helpers/background.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/processes.h"
@@ -79,7 +80,7 @@ TEST(Storms, ExitsKillsAndTimeoutsEightAtATimeLeaveNothing) {
     std::atomic<int> next = 0;
     std::vector<std::future<std::string>> threads;
     for (int thread = 0; thread < 8; ++thread) {
-        threads.push_back(std::async(std::launch::async, [&] {
+        threads.push_back(helpers::inBackground([&] {
             for (int number = next++; number < starts; number = next++) {
                 if (const std::string wrong = run(number); !wrong.empty()) {
                     return wrong;
@@ -99,7 +100,7 @@ TEST(Storms, ExitsKillsAndTimeoutsEightAtATimeLeaveNothing) {
 TEST(Storms, NoPipeReachesAProgramThatAnotherThreadStartsByItself) {
     std::atomic<bool> stop = false;
     std::atomic<int> strangers = 0;
-    auto forking = std::async(std::launch::async, [&] {
+    auto forking = helpers::inBackground([&] {
         std::string wrong;
         while (!stop && wrong.empty()) {
             const pid_t stranger = helpers::startProcess([] {

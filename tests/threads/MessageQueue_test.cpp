@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "helpers/Actor.h"
+#include "helpers/background.h"
 #include "helpers/thread_state.h"
 #include "thread/MessageQueue.h"
 
@@ -104,7 +105,7 @@ TEST(MessageQueue, LosesNothingBetweenManySendersAndTakers) {
     MessageQueue queue(OverflowPolicy::Unbounded, 0);
     std::vector<std::future<unsigned long>> takers;
     for (int i = 0; i < 2; ++i) {
-        takers.push_back(std::async(std::launch::async, [&] {
+        takers.push_back(helpers::inBackground([&] {
             unsigned long sum = 0;
             for (int taken = 0; taken < 1000; ++taken) {
                 sum += take(queue).msgType();
