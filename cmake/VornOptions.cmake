@@ -8,6 +8,8 @@ option(VORN_GW_COMMON_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(VORN_GW_COMMON_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
 option(VORN_GW_COMMON_FUZZERS "Build the fuzzers for clang's libFuzzer (needs clang)" OFF)
 option(VORN_GW_COMMON_WERROR "Treat warnings as errors" OFF)
+# For trees in which nobody edits: a change to one test compiles its neighbours too.
+option(VORN_GW_COMMON_JOIN_TESTS "Compile several test files at once, which takes half of the time" OFF)
 # Packages are made without it, and clang builds: there each source shows that it includes what it needs.
 option(VORN_GW_COMMON_PRECOMPILE "Precompile the headers that most sources of the library include" OFF)
 # CTest's own switch turns them off too.

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 find_package(GTest REQUIRED)
 include(GoogleTest)
+include(VornJoin)
 
 # vorn_add_tests(SUBSYSTEM [PUBLIC_API SOURCE...] [INTERNAL SOURCE...])
 #
@@ -23,7 +24,12 @@ function(vorn_add_tests subsystem)
 endfunction()
 
 function(vorn_add_test_program name library)
-    add_executable(${name} ${ARGN})
+    set(sources ${ARGN})
+    if(VORN_GW_COMMON_JOIN_TESTS)
+        vorn_join(sources ${name} ${ARGN})
+    endif()
+    add_executable(${name} ${sources})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
     target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers vorn-test-faults GTest::gmock
                           GTest::gtest_main)
     target_precompile_headers(${name} REUSE_FROM vorn-test-helpers)
