@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 
-# vorn_join(RESULT NAME SOURCE...): most of the test files become a few that include them, six at a time. That halves their compile time: what the test framework and the standard headers cost in each file, and
-# what several files instantiate, is paid for once.
+# vorn_join(RESULT NAME SOURCE...): gives the sources of a test program with most of its test files replaced by a
+# few that include them, six at a time. That halves their compile time: what the test framework and the standard
+# headers cost in each file, and what several of them instantiate, is paid for once.
 #
 # Each file gets a namespace of its own, so that the names in it need not differ from its neighbours'. All that
 # they include stands above, outside those namespaces, so that the same lines further down do nothing. Left alone

@@ -10,7 +10,7 @@ option(VORN_GW_COMMON_FUZZERS "Build the fuzzers for clang's libFuzzer (needs cl
 option(VORN_GW_COMMON_WERROR "Treat warnings as errors" OFF)
 # For trees in which nobody edits: a change to one test compiles its neighbours too.
 option(VORN_GW_COMMON_JOIN_TESTS "Compile several test files at once, which takes half of the time" OFF)
-# Packages are made without it, and clang builds: there each source shows that it includes what it needs.
+# Packages are made without it, and clang-tidy reads each source by itself: there a missing include shows.
 option(VORN_GW_COMMON_PRECOMPILE "Precompile the headers that most sources of the library include" OFF)
 # CTest's own switch turns them off too.
 if(DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
