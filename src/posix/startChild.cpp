@@ -14,8 +14,8 @@
 
 // clone under the name that sanitizers do not intercept: they would take the child for a forked one
 // and release their own locks twice, in memory that it shares with the parent.
-// NOLINTNEXTLINE(bugprone-reserved-identifier)
-extern "C" int __clone(int (*)(void*), void* stackTop, int flags, void* argument, ...) noexcept;
+extern "C" int plainClone(int (*)(void*), void* stackTop, int flags, void* argument, ...) noexcept
+    __asm__("__clone");
 
 #ifndef CLONE_PIDFD
 #define CLONE_PIDFD 0x1000
@@ -124,11 +124,11 @@ Child startChild(const ChildPlan& plan, const ExecImage& image) noexcept {
     // The child shares the thread's errno, too.
     const int errorBefore = errno;
     int process = -1;
-    pid_t id = __clone(runChild, stack.top(), kFlags | CLONE_PIDFD, &orders, &process);
+    pid_t id = plainClone(runChild, stack.top(), kFlags | CLONE_PIDFD, &orders, &process);
     if (id == -1 && errno != EAGAIN) {
         // No descriptor to spare, or none to be had: kernels before 5.2 ignore the flag, emulators
         // and filters refuse it. EAGAIN is the limit of processes, which it has no part in.
-        id = __clone(runChild, stack.top(), kFlags, &orders);
+        id = plainClone(runChild, stack.top(), kFlags, &orders);
     }
     if (id == -1) {
         return Child();
