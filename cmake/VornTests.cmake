@@ -29,7 +29,10 @@ function(vorn_add_test_program name library)
         vorn_join(sources ${name} ${ARGN})
     endif()
     add_executable(${name} ${sources})
-    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+    if(VORN_GW_COMMON_JOIN_TESTS)
+        # What is joined is included from there, so that the text is the same in every checkout.
+        target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+    endif()
     target_link_libraries(${name} PRIVATE ${library} vorn-test-helpers vorn-test-faults GTest::gmock
                           GTest::gtest_main)
     target_precompile_headers(${name} REUSE_FROM vorn-test-helpers)
