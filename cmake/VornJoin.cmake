@@ -5,10 +5,11 @@
 # headers cost in each file, and what several of them instantiate, is paid for once.
 #
 # Each file gets a namespace of its own, so that the names in it need not differ from its neighbours'. All that
-# they include stands above, outside those namespaces, so that the same lines further down do nothing. Left alone
-# is what would not mean the same there: a named namespace, macros, what belongs to the global namespace.
+# they include stands above, outside those namespaces, so that the same lines further down do nothing. Where a file
+# opens a named namespace, the one that it gets in its own sees the names of the real one. Left alone is what would
+# not mean the same there: macros, and what belongs to the global namespace.
 function(vorn_join result name)
-    set(alone "^namespace [a-z]|^extern|^template (<>|struct)|^#(if|define|undef)|operator (new|delete)")
+    set(alone "^namespace [a-z]+ =|^extern|^template (<>|struct)|^#(if|define|undef)|operator (new|delete)")
     set(kept)
     set(joined)
     foreach(source IN LISTS ARGN)
@@ -57,11 +58,23 @@ function(vorn_write_joined path files)
             list(APPEND above "${line}")
         endforeach()
         math(EXPR number "${number} + 1")
+        list(APPEND below "namespace file_${number} {")
+        file(STRINGS "${file}" opened REGEX "^namespace [a-z]")
+        list(TRANSFORM opened REPLACE "^namespace ([a-z_:]+) {$" "\\1")
+        list(REMOVE_DUPLICATES opened)
+        foreach(name IN LISTS opened)
+            while(name)
+                list(APPEND below "namespace ${name} { using namespace ::${name}@ }")
+                string(REGEX REPLACE "(^|::)[a-z_]+$" "" name "${name}")
+            endwhile()
+        endforeach()
         cmake_path(RELATIVE_PATH file BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
-        list(APPEND below "namespace file_${number} {" "#include \"${file}\"" "}")
+        list(APPEND below "#include \"${file}\"" "}")
     endforeach()
     list(REMOVE_DUPLICATES above)
     list(JOIN above "\n" above)
     list(JOIN below "\n" below)
+    # A semicolon would have divided the list.
+    string(REPLACE "@" ";" below "${below}")
     file(CONFIGURE OUTPUT "${path}" CONTENT "${above}\n\n${below}\n" @ONLY)
 endfunction()
