@@ -7,9 +7,10 @@
 # Each file gets a namespace of its own, so that the names in it need not differ from its neighbours'. All that
 # they include stands above, outside those namespaces, so that the same lines further down do nothing. Where a file
 # opens a named namespace, the one that it gets in its own sees the names of the real one. Left alone is what would
-# not mean the same there: macros, and what belongs to the global namespace.
+# not mean the same there: macros, aliases, and what belongs to the global namespace.
 function(vorn_join result name)
-    set(alone "^namespace [a-z]+ =|^extern|^template (<>|struct)|^#(if|define|undef)|operator (new|delete)")
+    # A namespace is opened by one name and a brace, or the file is left alone: an alias, an inline one.
+    set(alone "^namespace .*[^{]$|^namespace [^ {]+ [^ {]+ {|^extern|^template (<>|struct)|^#(if|define|undef)|operator (new|delete)")
     set(kept)
     set(joined)
     foreach(source IN LISTS ARGN)
@@ -59,13 +60,13 @@ function(vorn_write_joined path files)
         endforeach()
         math(EXPR number "${number} + 1")
         list(APPEND below "namespace file_${number} {")
-        file(STRINGS "${file}" opened REGEX "^namespace [a-z]")
-        list(TRANSFORM opened REPLACE "^namespace ([a-z_:]+) {$" "\\1")
+        file(STRINGS "${file}" opened REGEX "^namespace [A-Za-z]")
+        list(TRANSFORM opened REPLACE "^namespace ([A-Za-z0-9_:]+) {$" "\\1")
         list(REMOVE_DUPLICATES opened)
         foreach(name IN LISTS opened)
             while(name)
                 list(APPEND below "namespace ${name} { using namespace ::${name}@ }")
-                string(REGEX REPLACE "(^|::)[a-z_]+$" "" name "${name}")
+                string(REGEX REPLACE "(^|::)[A-Za-z0-9_]+$" "" name "${name}")
             endwhile()
         endforeach()
         cmake_path(RELATIVE_PATH file BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
