@@ -31,8 +31,8 @@ namespace vorn::common::internal {
 
 /// Waits for `future`, at most `limit` of the monotonic clock; true when it is ready. Throws
 /// std::future_error (no state) for a future without a shared state.
-template <class Result>
-[[nodiscard]] bool waitReady(const std::future<Result>& future, std::chrono::milliseconds limit) {
+[[nodiscard]] inline bool waitReady(const std::future<void>& future,
+                                    std::chrono::milliseconds limit) {
     const auto deadline = saturatingDeadline(limit);
     while (future.wait_for(waitSlice(deadline)) != std::future_status::ready) {
         if (std::chrono::steady_clock::now() >= deadline) {
