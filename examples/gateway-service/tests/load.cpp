@@ -77,6 +77,16 @@ class Service {
             std::filesystem::directory_iterator("/proc/" + std::to_string(process_) + "/fd");
         return std::distance(std::filesystem::begin(all), std::filesystem::end(all));
     }
+    /// The same, once they are no more than `expected` or 10 s are over: the service closes a
+    /// connection, and the file of the settings that it writes, in its own time.
+    [[nodiscard]] long settledDescriptors(long expected) const {
+        long now = descriptors();
+        for (int attempt = 0; now > expected && attempt < 100; ++attempt) {
+            Client::pause(100);
+            now = descriptors();
+        }
+        return now;
+    }
 
     /// Waits until nothing runs and nobody else is connected.
     static void waitForQuiet() {
@@ -170,7 +180,7 @@ int run(std::chrono::seconds time, const std::vector<std::string>& command) {
     runClients(clients, time);
     Service::waitForQuiet();
     const unsigned long memoryAfter = service.memory();
-    const long descriptorsAfter = service.descriptors();
+    const long descriptorsAfter = service.settledDescriptors(descriptorsBefore);
     const unsigned long peak = service.peakMemory();
     const bool endedWell = service.end();
 
