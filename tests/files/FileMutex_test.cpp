@@ -460,6 +460,36 @@ TEST(FileMutex, AHolderWhoseFileWasTakenAndReleasedDoesNotHoldIt) {
     EXPECT_FALSE(mutex.try_lock());
 }
 
+TEST(FileMutex, WhereFilesCannotBeLockedWhoCreatesTheFileHoldsIt) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    calls.fail(Call::flock, ENOLCK);
+    ASSERT_TRUE(mutex.try_lock());
+    EXPECT_FALSE(FileMutex(path).try_lock());
+    mutex.unlock();
+    EXPECT_FALSE(exists(path));
+    EXPECT_GE(calls.count(Call::flock), 1);
+}
+
+TEST(FileMutex, WhereFilesCannotBeLockedAnInterruptedAttemptTakesNoFile) {
+    const TempDir dir;
+    const auto path = dir.file("lock");
+    FileMutex mutex(path);
+    faults::Calls calls;
+    calls.fail(Call::flock, ENOLCK);
+    calls.hook(Call::open, [](auto& call) {
+        if (call.ordinal != 1) {
+            return 0;
+        }
+        ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
+        return EINTR;
+    });
+    EXPECT_FALSE(mutex.try_lock());
+    EXPECT_TRUE(exists(path));
+}
+
 TEST(FileMutex, WorksUnderEveryUmask) {
     const TempDir dir;
     FileMutex mutex(dir.file("lock"));

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
+#include <cerrno>
+
 #include <gtest/gtest.h>
 
+#include "helpers/faults/calls.h"
 #include "internal/waitReady.h"
 
 namespace {
 
+using faults::Call;
 using namespace vorn::common::internal;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
@@ -37,6 +41,18 @@ TEST(WaitReady, TellsReadyFromTimedOut) {
     EXPECT_TRUE(waitReady(future, 0ms));
     EXPECT_TRUE(waitReady(future, std::chrono::milliseconds::max()));
     EXPECT_THROW(static_cast<void>(waitReady(std::future<void>(), 1ms)), std::future_error);
+}
+
+TEST(WaitReady, GoesOnAfterAWaitThatEndedBeforeTheDeadline) {
+    std::promise<void> promise;
+    const auto future = promise.get_future();
+    faults::Calls calls;
+    // The futex of the first wait, as if its day were over.
+    calls.fail(Call::syscall, ETIMEDOUT, 1);
+    const auto start = Clock::now();
+    EXPECT_FALSE(waitReady(future, 20ms));
+    EXPECT_GE(Clock::now() - start, 20ms);
+    EXPECT_GE(calls.count(Call::syscall), 2);
 }
 
 }  // namespace

@@ -48,6 +48,7 @@ const std::vector<CallErrors>& callErrors() {
              SYS_ftruncate},
          {Call::ftruncate},
          {EIO, EINTR}},
+        {"flock", {SYS_flock}, {Call::flock}, {ENOLCK}},
         {"lseek",
          {
 #ifdef SYS__llseek

@@ -4,11 +4,14 @@
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <thread>
 
 #include "helpers/wait_until.h"
@@ -56,6 +59,37 @@ int indexOf(long number) {
     return -1;
 }
 
+/// The bytes of a time in a call that sleeps; 0 for other calls.
+std::size_t sizeOfSleep(long number) {
+#ifdef SYS_clock_nanosleep_time64
+    if (number == SYS_clock_nanosleep_time64) {
+        return 2 * sizeof(std::int64_t);
+    }
+#endif
+    return number == SYS_clock_nanosleep ? 2 * sizeof(long) : 0;
+}
+
+/// Tells a sleep that is interrupted before it begins what is left of it, as the kernel does: all.
+/// A C library of 32 bits copies that from a place of its own, which holds anything until then.
+void leaveWholeSleep(const seccomp_notif& request) {
+    const std::size_t size = sizeOfSleep(request.data.nr);
+    const auto& arguments = request.data.args;  // clock, flags, time, what is left
+    const auto place = [](std::uint64_t address) {
+        return reinterpret_cast<void*>(static_cast<std::uintptr_t>(address));
+    };
+    if (size == 0 || arguments[1] != 0 || arguments[3] == 0) {
+        return;  // no sleep, or until an instant
+    }
+    std::array<std::int64_t, 2> time{};
+    const iovec local{time.data(), size};
+    const iovec asked{place(arguments[2]), size};
+    const iovec left{place(arguments[3]), size};
+    const auto thread = static_cast<pid_t>(request.pid);
+    if (::process_vm_readv(thread, &local, 1, &asked, 1, 0) == static_cast<ssize_t>(size)) {
+        static_cast<void>(::process_vm_writev(thread, &local, 1, &left, 1, 0));
+    }
+}
+
 /// A thread without the filter decides about the calls of all others.
 class FilteredCalls : public CallFault {
   public:
@@ -83,6 +117,9 @@ class FilteredCalls : public CallFault {
             seccomp_notif_resp response{};
             response.id = request.id;
             response.error = -decide(static_cast<pid_t>(request.pid), request.data.nr);
+            if (response.error == -EINTR) {
+                leaveWholeSleep(request);
+            }
             response.flags = response.error == 0 ? SECCOMP_USER_NOTIF_FLAG_CONTINUE : 0;
             ::ioctl(published_, SECCOMP_IOCTL_NOTIF_SEND, &response);
         }

@@ -28,7 +28,7 @@ namespace faults {
     CALL(open) CALL(openat) CALL(mkostemp) CALL(mkdtemp) CALL(mkdir) CALL(read) CALL(write)      \
     CALL(writev) CALL(fsync) CALL(fdatasync) CALL(ftruncate) CALL(lseek) CALL(fstat)             \
     CALL(fchmod) CALL(fchown) CALL(rename) CALL(renameat2) CALL(unlink) CALL(rmdir)              \
-    CALL(close) CALL(fcntl) CALL(dup2) CALL(pipe2) CALL(poll)                                    \
+    CALL(close) CALL(fcntl) CALL(flock) CALL(dup2) CALL(pipe2) CALL(poll)                        \
     /* processes and threads */                                                                  \
     CALL(fork) CALL(clone) CALL(execve) CALL(waitid) CALL(waitpid) CALL(kill) CALL(dlopen)       \
     CALL(pthread_create) CALL(pthread_self) CALL(pthread_rwlock_rdlock)                          \
@@ -62,8 +62,8 @@ struct Invocation {
     const char* target = nullptr;  ///< of rename and renameat2: the new path
     long id = -1;                  ///< the descriptor or process; of syscall: its number
     std::size_t size = 0;          ///< how many bytes read, write, ftruncate or lseek is to handle
-    long flags = 0;        ///< of open, mkostemp, renameat2, pipe2, waitid; the signal of kill
-    unsigned mode = 0;     ///< the permissions of open, mkdir and fchmod
+    long flags = 0;     ///< of open, mkostemp, renameat2, flock, pipe2, waitid; the signal of kill
+    unsigned mode = 0;  ///< the permissions of open, mkdir and fchmod
     void* data = nullptr;  ///< of write: the bytes; of times: the tms; of nanosleep: the time
     std::optional<long> answer{};  ///< when set, the call is not made and returns this
 };

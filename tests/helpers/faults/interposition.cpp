@@ -191,6 +191,11 @@ VORN_INTERPOSE(close, int, (int fd)) {
 VORN_INTERPOSE_FCNTL(fcntl)
 VORN_INTERPOSE_FCNTL(fcntl64)
 
+VORN_INTERPOSE(flock, int, (int fd, int operation)) {
+    VORN_ASK(int, .call = Call::flock, .id = fd, .flags = operation)
+    return flockNext(fd, operation);
+}
+
 VORN_INTERPOSE(dup2, int, (int from, int to)) {
     VORN_ASK(int, .call = Call::dup2, .id = to)
     return dup2Next(from, to);
