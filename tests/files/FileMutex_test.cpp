@@ -479,13 +479,7 @@ TEST(FileMutex, WhereFilesCannotBeLockedAnInterruptedAttemptTakesNoFile) {
     FileMutex mutex(path);
     faults::Calls calls;
     calls.fail(Call::flock, ENOLCK);
-    calls.hook(Call::open, [](auto& call) {
-        if (call.ordinal != 1) {
-            return 0;
-        }
-        ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
-        return EINTR;
-    });
+    interruptAfterCreation(calls, 1);
     EXPECT_FALSE(mutex.try_lock());
     EXPECT_TRUE(exists(path));
 }
