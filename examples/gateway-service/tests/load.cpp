@@ -54,7 +54,12 @@ class Service {
             << R"(", "jobs": {"limit": 12}, "clients": {"limit": 128, "perUser": 128},)"
             << R"( "log": "error", "settingsDelay": 1})";
         command.push_back(configuration);
-        process_ = Executable::prepareEnvAndExec(command, pipes_, {});
+        // Nothing is inherited, and an emulator may need what this was given (see armhf.cmake).
+        Executable::Params params;
+        for (char** entry = environ; *entry != nullptr; ++entry) {
+            params.environment.emplace_back(*entry);
+        }
+        process_ = Executable::prepareEnvAndExec(command, pipes_, params);
         for (int attempt = 0;; ++attempt) {
             try {
                 Connection connection(socketPath);
