@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "posix/fileStatus.h"
 #include "posix/temporary.h"
 
 namespace vorn::common::fs {
@@ -12,7 +13,11 @@ namespace {
 // Made with the narrow permissions at once; the library's own creation tells the reason of a
 // failure.
 bool createDirectory(const std::filesystem::path& path, std::filesystem::perms perms) {
-    return internal::makeDirectory(path, perms) || std::filesystem::create_directory(path);
+    if (internal::makeDirectory(path, perms)) {
+        return true;
+    }
+    const auto there = internal::statusOf(path.native());
+    return !(there && there->isDirectory()) && std::filesystem::create_directory(path);
 }
 
 }  // namespace
@@ -75,6 +80,9 @@ bool TemporaryDirectory::checkIfExists() const {
 }
 
 std::filesystem::perms TemporaryDirectory::permissions() const {
+    if (const auto status = internal::statusOf(path_.native())) {
+        return std::filesystem::perms(status->mode) & std::filesystem::perms::mask;
+    }
     return std::filesystem::status(path_).permissions();
 }
 

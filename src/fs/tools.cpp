@@ -13,6 +13,7 @@
 
 #include <vorn/common/strings/strings.h>
 
+#include "posix/copyFile.h"
 #include "posix/exchangeFiles.h"
 #include "posix/openFile.h"
 #include "posix/temporary.h"
@@ -81,7 +82,8 @@ class LineCollector {
 bool copyFile(const std::string& from, const std::string& to) {
     std::error_code error;
     return std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing,
-                                      error);
+                                      error) ||
+           (error == std::errc::value_too_large && internal::copyRegularFile(from, to));
 }
 
 bool deleteFile(const std::string& path) {

@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
 #include <utility>
-#include <vector>
 
+#include "posix/copyFile.h"
 #include "posix/durable.h"
+#include "posix/fileStatus.h"
 #include "posix/openFile.h"
 #include "posix/temporary.h"
 #include "posix/transfer.h"
@@ -22,9 +22,11 @@ namespace {
 Descriptor openRegularFile(const std::string& path, int access) noexcept {
     // O_NONBLOCK: opening a pipe that somebody put there must not wait for its other end.
     auto file = openFile(path, access | O_CLOEXEC | O_NONBLOCK);
-    struct stat status {};
-    if (file && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
-        file.reset();
+    if (file) {
+        const auto status = statusOf(file.get());
+        if (!status || !status->isRegular()) {
+            file.reset();
+        }
     }
     return file;
 }
@@ -32,27 +34,16 @@ Descriptor openRegularFile(const std::string& path, int access) noexcept {
 // As far as it is allowed and the file system knows them; a copy of the content counts without
 // them.
 void copyOwnerAndPermissions(int from, int to) {
-    struct stat status {};
-    if (::fstat(from, &status) == 0) {
-        static_cast<void>(::fchown(to, status.st_uid, status.st_gid) == 0);
-        static_cast<void>(::fchmod(to, status.st_mode & 07777) == 0);
+    if (const auto status = statusOf(from)) {
+        static_cast<void>(::fchown(to, status->user, status->group) == 0);
+        static_cast<void>(::fchmod(to, status->mode & 07777) == 0);
     }
 }
 
 // Overwrites what `to` holds, and cuts it off behind.
 bool copyContent(int from, int to) {
-    std::vector<char> block(64 * 1024);
-    off_t size = 0;
-    for (;;) {
-        const auto read = readFully(from, block.data(), block.size());
-        if (read.error != 0 || !writeAll(to, {block.data(), read.size})) {
-            return false;
-        }
-        size += static_cast<off_t>(read.size);
-        if (read.size < block.size()) {
-            return ::ftruncate(to, size) == 0 && syncContent(to);
-        }
-    }
+    const auto size = copyRest(from, to);
+    return size && ::ftruncate(to, *size) == 0 && syncContent(to);
 }
 
 }  // namespace

@@ -3,12 +3,12 @@
 
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <system_error>
 
 #include "posix/SideFile.h"
+#include "posix/fileStatus.h"
 #include "posix/openFile.h"
 
 namespace vorn::common::internal {
@@ -43,8 +43,7 @@ bool exchangeNames(const std::string& oldFile, const std::string& newFile) noexc
 
 // Through a link too, whose target is then created: an exchange alone would leave it missing.
 void createIfMissing(const std::string& path) noexcept {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
+    if (!statusOf(path)) {
         static_cast<void>(openOrCreate(path));
     }
 }

@@ -10,13 +10,13 @@
 #include <chrono>
 #include <utility>
 
+#include "posix/fileStatus.h"
 #include "posix/openFile.h"
 #include "posix/sleep.h"
 
 namespace vorn::common::internal {
 namespace {
 
-using std::chrono::nanoseconds;
 using Clock = std::chrono::steady_clock;
 
 // Marks a lock file between its release and its removal; no creation sets it, whatever the umask.
@@ -27,28 +27,24 @@ constexpr mode_t kReleased = S_ISVTX;
 // keep everybody out; to take what a process left that died within this time does no harm.
 constexpr std::chrono::seconds kFileTimeLag(1);
 
-nanoseconds modificationTime(const struct stat& status) noexcept {
-    return std::chrono::seconds(status.st_mtim.tv_sec) + nanoseconds(status.st_mtim.tv_nsec);
-}
-
 // Whether the file was made after `start`, by the clock of its own file system, which need not be
 // this machine's. The times are put back: what has been looked at must not seem young to the next
 // attempt.
-bool isYoungerThan(int fd, const struct stat& status, Clock::time_point start) noexcept {
-    struct stat touched {};
-    const bool known = ::futimens(fd, nullptr) == 0 && ::fstat(fd, &touched) == 0;
+bool isYoungerThan(int fd, const FileStatus& status, Clock::time_point start) noexcept {
+    const auto touched = setTimesToNow(fd) ? statusOf(fd) : std::nullopt;
     // After the file was touched: a pause in between must not make an own file too old, which would
     // be nobody's then.
     const auto age = Clock::now() - start;
-    const struct timespec before[] = {status.st_atim, status.st_mtim};
-    return ::futimens(fd, before) == 0 && known &&
-           modificationTime(touched) - modificationTime(status) <= age + kFileTimeLag;
+    // Younger than now: left before the wall clock was set back, as one without a battery is at
+    // every start.
+    return setTimes(fd, status) && touched &&
+           touched->modified - status.modified >= -kFileTimeLag &&
+           touched->modified - status.modified <= age + kFileTimeLag;
 }
 
-bool isNamed(const struct stat& status, const std::string& path) noexcept {
-    struct stat named {};
-    return ::lstat(path.c_str(), &named) == 0 && named.st_dev == status.st_dev &&
-           named.st_ino == status.st_ino;
+bool isNamed(const FileStatus& status, const std::string& path) noexcept {
+    const auto named = statusOfLink(path);
+    return named && named->isSameFile(status);
 }
 
 // Takes the lock on the file, which does not wait for a holder. Who only looks whether the file is
@@ -69,14 +65,16 @@ bool lockUnlessHeld(int fd) noexcept {
 // names, and it did not exist long before the attempt: what a dead process left stays a lock.
 Descriptor adoptOwnFile(const std::string& path, Clock::time_point start) noexcept {
     Descriptor file = openFile(path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    struct stat status {};
     // Before the lock: who has just created it and finds it locked takes it for lost.
-    const bool canBeOwn = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-                          status.st_size == 0 && status.st_uid == ::geteuid();
+    auto status = file ? statusOf(file.get()) : std::nullopt;
+    if (!status || !status->isRegular() || status->size != 0 || status->user != ::geteuid() ||
+        !lockUnlessHeld(file.get())) {
+        return Descriptor();
+    }
     // Again behind it, because the holder may have released it in between.
-    const bool isOwn = canBeOwn && lockUnlessHeld(file.get()) &&
-                       ::fstat(file.get(), &status) == 0 && (status.st_mode & kReleased) == 0 &&
-                       isNamed(status, path) && isYoungerThan(file.get(), status, start);
+    status = statusOf(file.get());
+    const bool isOwn = status && (status->mode & kReleased) == 0 && isNamed(*status, path) &&
+                       isYoungerThan(file.get(), *status, start);
     return isOwn ? std::move(file) : Descriptor();
 }
 
@@ -86,8 +84,8 @@ bool isTaken(int fd) noexcept {
     if (!lockUnlessHeld(fd)) {
         return errno == EWOULDBLOCK;
     }
-    struct stat status {};
-    return ::fstat(fd, &status) == 0 && (status.st_mode & kReleased) != 0;
+    const auto status = statusOf(fd);
+    return status && (status->mode & kReleased) != 0;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <utility>
 
+#include "posix/fileStatus.h"
 #include "posix/retry.h"
 
 #ifdef __GLIBCXX__
@@ -67,9 +68,8 @@ bool setPermissions(int fd, std::filesystem::perms permissions) noexcept {
 }
 
 bool isRegularOrMissing(const std::string& path) noexcept {
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) == 0) {
-        return S_ISREG(status.st_mode);
+    if (const auto status = statusOfLink(path)) {
+        return status->isRegular();
     }
     return errno == ENOENT || errno == ENOTDIR;
 }
@@ -78,8 +78,8 @@ std::int64_t sizeBySeeking(int fd) noexcept {
     constexpr std::int64_t kSmall = 1 << 20;
     const std::int64_t size = ::lseek(fd, 0, SEEK_END);
     if (size <= 0 || size > kSmall) {
-        struct stat status {};
-        if (size < 0 || ::fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        const auto status = size < 0 ? std::nullopt : statusOf(fd);
+        if (!status || status->isDirectory()) {
             return -1;
         }
     }

@@ -9,16 +9,33 @@
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "posix/errorText.h"
+#include "posix/fileStatus.h"
 #include "posix/openFile.h"
 
 namespace vorn::common::internal {
 namespace {
 
+// What the C++ library returns, which does not know the directory for one where time_t has 32 bits
+// and its times lie behind January 2038. Its errors stay.
+std::filesystem::path temporaryPlace() {
+    std::string place = "/tmp";
+    for (const char* name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+        if (const char* value = ::secure_getenv(name)) {
+            place = value;
+            break;
+        }
+    }
+    const auto status = statusOf(place);
+    return status && status->isDirectory() ? std::filesystem::path(std::move(place))
+                                           : std::filesystem::temp_directory_path();
+}
+
 std::string temporaryPattern(const std::string& prefix, const char* defaultPrefix) {
     const auto name = (prefix.empty() ? defaultPrefix : prefix) + "-XXXXXX";
-    return (std::filesystem::temp_directory_path() / name).string();
+    return (temporaryPlace() / name).string();
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "internal/saturate.h"
 #include "posix/sleep.h"
+#include "posix/wallClock.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -17,9 +18,7 @@ using std::chrono::milliseconds;
 class ProcessLoadMeter final : public LoadMeter {
   public:
     std::int64_t cpuTimeUs() override { return sched::getProcessCpuTimeUs(); }
-    std::chrono::system_clock::time_point wallNow() override {
-        return std::chrono::system_clock::now();
-    }
+    std::chrono::system_clock::time_point wallNow() override { return wallClockNow(); }
     void sleep(std::chrono::nanoseconds duration) override { sleepFor(duration); }
 };
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "posix/ExactWakeUp.h"
+#include "posix/wallClock.h"
 
 namespace vorn::common::internal {
 namespace {
@@ -14,9 +15,7 @@ class OperatingSystemClock final : public Clock {
         return std::chrono::steady_clock::now();
     }
 
-    std::chrono::system_clock::time_point systemNow() override {
-        return std::chrono::system_clock::now();
-    }
+    std::chrono::system_clock::time_point systemNow() override { return wallClockNow(); }
 
     void waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
                    std::chrono::steady_clock::time_point deadline) override {

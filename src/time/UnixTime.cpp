@@ -8,6 +8,8 @@
 #include <ostream>
 #include <system_error>
 
+#include "posix/wallClock.h"
+
 namespace vorn::common::time {
 
 namespace {
@@ -25,7 +27,7 @@ double addRoundingDownward(unsigned int seconds, unsigned int nanoSeconds) noexc
 }
 
 std::int64_t wallClockNanoseconds() noexcept {
-    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    const auto sinceEpoch = internal::wallClockNow().time_since_epoch();
     return std::chrono::nanoseconds(sinceEpoch).count();
 }
 

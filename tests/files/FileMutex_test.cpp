@@ -276,6 +276,8 @@ TEST(FileMutex, AnInterruptedAttemptTakesNobodyElsesLock) {
     triesInVain("left by a dead process");
     triesInVain("no younger by having been looked at");
     EXPECT_EQ(std::filesystem::last_write_time(path), before);
+    std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() + 1min);
+    triesInVain("left before the wall clock was set back");
     std::filesystem::remove(path);
     dir.write("lock", "somebody's");
     triesInVain("not a lock file of ours");
@@ -366,13 +368,19 @@ TEST(FileMutex, AHolderWhoseFileAnInterruptedAttemptHasTakenDoesNotHoldIt) {
         if (call.ordinal != 1) {
             return 0;
         }
-        // Between the creation of the file and the next step of the first one. A time that is yet
-        // to come: the file is young however slowly this machine goes on.
+        // Between the creation of the file and the next step of the first one.
         call.answer = ::open(call.path, static_cast<int>(call.flags), call.mode);
-        std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() + 1h);
         std::thread([&] {
             faults::Calls interrupting;
-            interrupting.hook(Call::open, faults::interruptEveryOther);
+            interrupting.hook(Call::open, [&](auto& opening) {
+                if (opening.ordinal == 1) {
+                    // No older than the attempt, however slowly this machine goes on.
+                    std::filesystem::last_write_time(path,
+                                                     std::filesystem::file_time_type::clock::now());
+                    return EINTR;
+                }
+                return 0;
+            });
             taken = second.try_lock();
         }).join();
         return 0;

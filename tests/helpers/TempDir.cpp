@@ -44,10 +44,6 @@ std::string TempDir::write(const std::string& name, const std::string& content) 
     return target;
 }
 
-unsigned modeOf(const std::filesystem::path& path) {
-    return static_cast<unsigned>(std::filesystem::status(path).permissions());
-}
-
 std::string contentOf(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

@@ -144,6 +144,10 @@ VORN_INTERPOSE_LSEEK(lseek64, Offset64)
     }
 VORN_INTERPOSE_FSTAT(fstat)
 VORN_INTERPOSE_FSTAT(fstat64)
+#ifdef __arm__
+// The name where a file is compiled with a time_t of 64 bits.
+VORN_INTERPOSE_FSTAT(__fstat64_time64)
+#endif
 
 VORN_INTERPOSE(fchmod, int, (int fd, mode_t mode)) {
     VORN_ASK(int, .call = Call::fchmod, .id = fd, .mode = mode)
