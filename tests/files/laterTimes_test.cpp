@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <future>
 #include <optional>
 #include <string>
 
@@ -27,6 +30,7 @@ namespace vorn::common::fs {
 namespace {
 
 using faults::Call;
+using namespace std::chrono_literals;
 using helpers::contentOf;
 using helpers::modeOf;
 using std::filesystem::perms;
@@ -174,6 +178,27 @@ TEST_P(LaterTimes, WhatADeadProcessLeftIsNobodysAndKeepsItsTimes) {
     calls.hook(Call::open, faults::interruptEveryOther);
     EXPECT_FALSE(FileMutex(path).try_lock());
     EXPECT_EQ(helpers::timesOf(path), before);
+}
+
+TEST(WallClockJumps, DeadlinesOfLocksDoNotFollow) {
+    if (!helpers::ownsWallClock()) {
+        GTEST_SKIP() << "the clock of this machine is not the tests' own";
+    }
+    const helpers::TempDir dir;
+    FileMutex holder(dir.file("lock"));
+    holder.lock();
+    for (const std::int64_t instant : {helpers::kIn2040, std::int64_t{1'000'000'000}}) {
+        std::optional<helpers::MovedWallClock> clock;
+        FileMutex waiting(dir.file("lock"));
+        const auto begin = std::chrono::steady_clock::now();
+        auto moving = std::async(std::launch::async, [&] { clock.emplace(instant); });
+        EXPECT_FALSE(waiting.try_lock_until(begin + 250ms));
+        const auto waited = std::chrono::steady_clock::now() - begin;
+        moving.get();
+        EXPECT_GE(waited, 250ms);
+        EXPECT_LT(waited, 60s);
+    }
+    holder.unlock();
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <future>
 #include <thread>
 
@@ -18,6 +19,7 @@
 #include "helpers/environment.h"
 #include "helpers/faults/calls.h"
 #include "helpers/processes.h"
+#include "helpers/wallClock.h"
 
 namespace {
 
@@ -128,6 +130,20 @@ TEST(ExecutableEnd, NoWaitIsOpenToSignalsNotEvenThatForAKilledChild) {
     }
     EXPECT_GE(waits, 2);
     EXPECT_EQ(open, 0);
+}
+
+TEST(ExecutableEnd, ATimeoutDoesNotFollowTheWallClock) {
+    if (!helpers::ownsWallClock()) {
+        GTEST_SKIP() << "the clock of this machine is not the tests' own";
+    }
+    for (const std::int64_t instant : {helpers::kIn2040, std::int64_t{1'000'000'000}}) {
+        const auto begin = std::chrono::steady_clock::now();
+        Executable program({"/bin/sleep", "1000"}, {.timeout = 300ms});
+        program.execAsync({});
+        const helpers::MovedWallClock clock(instant);
+        EXPECT_TRUE(endsAs(program, Executable::TimedOut));
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, 300ms);
+    }
 }
 
 TEST(ExecutableEnd, AKilledChildIsReaped) {

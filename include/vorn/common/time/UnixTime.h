@@ -52,7 +52,8 @@ class UnixTime {
         return UnixTime(Raw{}, seconds == seconds ? seconds : kUndefined, highPrecision);
     }
 
-    /// Reads the wall clock in whole seconds, without high precision.
+    /// Reads the wall clock in whole seconds, without high precision. Right behind January 2038
+    /// too, where `std::chrono::system_clock::now` is not with a time_t of 32 bits.
     [[nodiscard]] VORN_GW_COMMON_EXPORT static UnixTime now() noexcept;
     /// Reads the wall clock with its fraction (a double resolves about 0.24 microseconds today).
     [[nodiscard]] VORN_GW_COMMON_EXPORT static UnixTime nowWithHighPrecision() noexcept;
