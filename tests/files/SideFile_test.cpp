@@ -3,9 +3,12 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "files/devices.h"
 #include "helpers/TempDir.h"
 #include "helpers/TemporaryPlace.h"
 #include "helpers/faults/calls.h"
@@ -144,6 +147,53 @@ TEST(SideFile, CopiesElsewhereWhereTheNameWouldBeTooLongAndLeavesNothingThere) {
         EXPECT_EQ(contentOf(target), "short");
         EXPECT_EQ(elsewhere.entries(), 0U);
     }
+}
+
+const files::Contents kBefore{{"target", "old"}, {"source", "a source"}};
+const std::string kNew(20000, 'n');
+
+std::vector<files::Operation> replacements() {
+    using files::at;
+    using files::Lack;
+    const files::Result failed{"failed", {}, {}};
+    const auto throws = [](const std::string& reason) {
+        return files::Result{"Failed to create temporary file: " + reason, {}, {}};
+    };
+    return {
+        {"write",
+         files::attempt([] {
+             SideFile side(at("target"));
+             return side.write(kNew, kPrivate) && side.rename() ? "" : "failed";
+         }),
+         {"", {{"target", kNew}}, {}},
+         {{Lack::Blocks, failed}, {Lack::Inodes, failed}, {Lack::Writing, failed}},
+         {failed}},
+        {"copyFrom",
+         files::attempt([] {
+             std::string outcome = "failed";
+             const auto thrown = files::outcomeOf([&] {
+                 SideFile side(at("target"));
+                 outcome = side.copyFrom(at("source")) && side.replaceTarget() ? "" : "failed";
+             });
+             return thrown.empty() ? outcome : thrown;
+         }),
+         {"", {{"target", "a source"}}, {}},
+         {{Lack::Blocks, failed},
+          {Lack::Inodes, throws("No space left on device")},
+          {Lack::Writing, throws("Read-only file system")}},
+         {failed, throws("Too many open files")}},
+    };
+}
+
+TEST(SideFile, WithoutRoomTheTargetStaysAndNothingIsLeft) {
+    for (const auto lack : {files::Lack::Blocks, files::Lack::Inodes, files::Lack::AllInodesButOne,
+                            files::Lack::Writing}) {
+        files::expectWithout(lack, kBefore, kNew, replacements());
+    }
+}
+
+TEST(SideFile, WithoutDescriptorsTheTargetStaysAndNothingIsLeft) {
+    files::expectWithFewDescriptors(kBefore, kNew, replacements());
 }
 
 }  // namespace

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <sched.h>
-#include <sys/mount.h>
-
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -12,9 +8,9 @@
 #include <vorn/common/fs/CachedFileManager.h>
 #include <vorn/common/fs/tools.h>
 
+#include "files/devices.h"
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
-#include "helpers/child.h"
 #include "helpers/environment.h"
 #include "helpers/faults/calls.h"
 
@@ -26,43 +22,19 @@ using files::textOf;
 using helpers::contentOf;
 using helpers::TempDir;
 
-constexpr int kSkipped = 77;
-
-/// Runs `body` in a child whose own view of `directory` is a memory file system of 64 KiB. The
-/// child reports what went wrong; nothing is right, the reason of a skip goes to `skipped`.
-template <class Body>
-std::string onTinyDevice(const TempDir& directory, std::string& skipped, Body body) {
-    const auto result = helpers::runInChild([&](const auto& report) {
-        if (::unshare(CLONE_NEWNS) != 0 ||
-            ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("tiny", directory.path().c_str(), "tmpfs", 0, "size=64k") != 0) {
-            report(std::string("cannot mount a file system: ") + std::strerror(errno));
-            return kSkipped;
-        }
-        report(body());
-        return 0;
-    });
-    if (result.exitCode == kSkipped) {
-        skipped = result.report;
-    } else if (result.exitCode != 0) {
-        return "the child failed: " + result.report;
-    }
-    return result.report;
-}
-
 std::string compare(const std::string& what, const std::string& value,
                     const std::string& expected) {
     return value == expected ? "" : what + " holds " + std::to_string(value.size()) + " bytes; ";
 }
 
-#define VORN_ON_TINY_DEVICE(directory, body)                         \
-    do {                                                             \
-        std::string skipped;                                         \
-        const auto problem = onTinyDevice(directory, skipped, body); \
-        if (!skipped.empty()) {                                      \
-            GTEST_SKIP() << skipped;                                 \
-        }                                                            \
-        EXPECT_EQ(problem, "");                                      \
+#define VORN_ON_DEVICE(place, options, body)                       \
+    do {                                                           \
+        const auto result = files::onDevice(place, options, body); \
+        if (result.exitCode == files::kNoDevice) {                 \
+            GTEST_SKIP() << result.report;                         \
+        }                                                          \
+        EXPECT_EQ(result.exitCode, 0);                             \
+        EXPECT_EQ(result.report, "");                              \
     } while (false)
 
 CachedFileManager::Options withDefaults() {
@@ -81,7 +53,7 @@ void storeText(CachedFileManager& files, const std::string& content) {
 TEST(FullDevice, OneFailedWriteKeepsTheVersionBefore) {
     VORN_REQUIRE_ROOT();
     const TempDir dir;
-    VORN_ON_TINY_DEVICE(dir, [&] {
+    VORN_ON_DEVICE(dir.path(), "size=64k", [&] {
         const auto path = dir.file("settings");
         {
             CachedFileManager files;
@@ -96,7 +68,7 @@ TEST(FullDevice, OneFailedWriteKeepsTheVersionBefore) {
 TEST(FullDevice, AFailedWriteCanBeRepairedByASmallerOne) {
     VORN_REQUIRE_ROOT();
     const TempDir dir;
-    VORN_ON_TINY_DEVICE(dir, [&] {
+    VORN_ON_DEVICE(dir.path(), "size=64k", [&] {
         const auto path = dir.file("settings");
         CachedFileManager files;
         files.add(std::make_unique<Text>("good"), path, withDefaults());
@@ -110,7 +82,7 @@ TEST(FullDevice, AFailedWriteCanBeRepairedByASmallerOne) {
 TEST(FullDevice, WhereOnlyTwoVersionsFitTheWriteSucceedsInPlace) {
     VORN_REQUIRE_ROOT();
     const TempDir dir;
-    VORN_ON_TINY_DEVICE(dir, [&] {
+    VORN_ON_DEVICE(dir.path(), "size=64k", [&] {
         const auto path = dir.file("settings");
         const std::string first(25000, '1');
         const std::string second(25000, '2');
@@ -127,7 +99,7 @@ TEST(FullDevice, WhereOnlyTwoVersionsFitTheWriteSucceedsInPlace) {
 TEST(FullDevice, AFailedCopyOverwritesNothing) {
     VORN_REQUIRE_ROOT();
     const TempDir dir;
-    VORN_ON_TINY_DEVICE(dir, [&] {
+    VORN_ON_DEVICE(dir.path(), "size=64k", [&] {
         const std::string content(40000, 'c');
         const auto a = dir.write("a", content);
         const auto b = dir.write("b", "small");
