@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/syscall.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -19,6 +24,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -29,12 +35,15 @@
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 #include "helpers/wait_until.h"
 
-// A power cut loses what the kernel has not given to the device. Here the device is a file: what it
-// holds at an instant, mounted elsewhere, is what a machine would find at its next start.
+// A power cut loses what the kernel has not given to the device. Here the device is a file on a
+// file system of its own, which can be frozen at any moment: from then on no write reaches the
+// file. What it holds, mounted elsewhere, is what a machine would find at its next start.
 namespace {
 
+using faults::Call;
 using files::Document;
 using files::numberIn;
 using helpers::contentOf;
@@ -55,8 +64,13 @@ std::atomic<long>& flushed() {
     return *memory;
 }
 
-pid_t startWriter(const std::string& path) {
+/// Lets calls of the writer fail or leave something out.
+using Sabotage = std::function<void(faults::Calls&)>;
+
+pid_t startWriter(const std::string& path, const Sabotage& sabotage) {
     return helpers::startProcess([&]() -> int {
+        faults::Calls calls;
+        sabotage(calls);
         CachedFileManager manager;
         manager.add(std::make_unique<Document>(), path);
         auto& handler = manager.getHandler(typeid(Document));
@@ -71,24 +85,23 @@ pid_t startWriter(const std::string& path) {
     });
 }
 
-/// By a call of its own: a sanitizer looks at every byte that it sees read, which takes longer than
-/// the device rests.
-bool readWhole(int file, std::string& copy) {
-    copy.resize(kImageSize);
-    return ::lseek(file, 0, SEEK_SET) == 0 &&
-           ::syscall(SYS_read, file, copy.data(), copy.size()) == static_cast<long>(copy.size());
+void stop(pid_t process) {
+    ::kill(process, SIGSTOP);
+    int status = 0;
+    while (::waitpid(process, &status, WUNTRACED) == -1 && errno == EINTR) {
+    }
 }
 
-/// What the device held at one instant: that between two copies which are equal.
+/// What the device holds at this instant.
 std::optional<std::string> instantOf(int device) {
-    std::string first;
-    std::string second;
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-        if (readWhole(device, first) && readWhole(device, second) && first == second) {
-            return first;
-        }
+    // Before it is frozen: nothing that can fail stands between the two.
+    std::string copy(kImageSize, '\0');
+    if (::ioctl(device, FIFREEZE, 0) != 0) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    const auto read = ::pread(device, copy.data(), copy.size(), 0);
+    ::ioctl(device, FITHAW, 0);
+    return read == static_cast<ssize_t>(copy.size()) ? std::optional(copy) : std::nullopt;
 }
 
 /// "" or what a start after the cut would miss.
@@ -116,59 +129,149 @@ std::string lossAfterCut(const helpers::TempDir& dir, const std::string& device,
     return "";
 }
 
-TEST(PowerCut, WhatWasFlushedIsThereAfterIt) {
-    VORN_REQUIRE_ROOT();
-    if (helpers::kForeign) {
-        GTEST_SKIP() << "an emulator's machine has no block devices to mount";
+/// The file system that is written to, on a device that can be frozen. For a process that ends: it
+/// has mounts of its own, and whatever happens, none is left.
+class Machine {
+  public:
+    Machine(const helpers::TempDir& dir, const std::string& options) : dir_(dir) {
+        const std::string host = dir.write("host", "");
+        const std::string device = dir.file("under") + "/device";
+        for (const char* const place : {"under", "before", "after"}) {
+            ::mkdir(dir.file(place).c_str(), 0700);
+        }
+        works_ = ::unshare(CLONE_NEWNS) == 0 &&
+                 ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                 ::truncate(host.c_str(), 3 * kImageSize) == 0 &&
+                 command("mkfs.ext4 -q -O ^has_journal " + host) &&
+                 command("mount -o loop " + host + " " + dir.file("under")) &&
+                 std::ofstream(device).write(std::string(kImageSize, '\0').data(), kImageSize) &&
+                 command("mkfs.ext4 -q " + device) &&
+                 command("mount -o loop," + options + " " + device + " " + dir.file("before"));
+        device_ = ::open(device.c_str(), O_RDONLY | O_CLOEXEC);
     }
-    const int cuts = helpers::longForm() ? 100 : 5;
+    ~Machine() {
+        ::close(device_);
+        command("umount " + dir_.file("before"));
+        command("umount " + dir_.file("under"));
+    }
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+
+    [[nodiscard]] bool works() const { return works_; }
+
+    /// "" or what a cut at a random moment of the writing has cost.
+    std::string cut(std::mt19937& random, const Sabotage& sabotage) const {
+        const long before = flushed();
+        const pid_t writer = startWriter(dir_.file("before") + "/document", sabotage);
+        const long wanted = before + std::uniform_int_distribution<long>(1, 20)(random);
+        const bool written = helpers::waitUntil([&] { return flushed() >= wanted; });
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
+        // Between two calls, where what is missing is not about to be written by the next one; or
+        // in full flow, while the device is being written to.
+        if (random() % 2 == 0) {
+            stop(writer);
+        }
+        const long known = flushed();
+        const auto instant = instantOf(device_);
+        ::kill(writer, SIGKILL);
+        helpers::waitForEnd(writer);
+        return !written   ? "the writer does not go on"
+               : !instant ? "the device cannot be frozen"
+                          : lossAfterCut(dir_, *instant, known);
+    }
+
+  private:
+    const helpers::TempDir& dir_;
+    bool works_ = false;
+    int device_ = -1;
+};
+
+struct Outcome {
+    int cuts = 0;  ///< without a loss
+    std::string loss;
+    std::string skipped;
+};
+
+/// Cuts until something is lost, `cuts` times at most.
+Outcome cutRepeatedly(int cuts, const std::string& options, const Sabotage& sabotage) {
+    constexpr int kSkipped = 255;
     const helpers::TempDir dir = helpers::TempDir::inMemory();
-    // Mounts of its own: whatever happens, none is left.
+    flushed() = 0;
     const auto result = helpers::runInChild([&](const auto& report) {
-        const std::string image = dir.file("device");
-        const std::string place = dir.file("before");
-        std::ofstream(image).close();
-        if (::truncate(image.c_str(), kImageSize) != 0 || ::mkdir(place.c_str(), 0700) != 0 ||
-            ::mkdir(dir.file("after").c_str(), 0700) != 0) {
-            return 1;
-        }
-        if (::unshare(CLONE_NEWNS) != 0 ||
-            ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            !command("mkfs.ext4 -q " + image) || !command("mount -o loop " + image + " " + place)) {
+        const Machine machine(dir, options);
+        if (!machine.works()) {
             report("no block device can be made from a file here");
-            return 77;
+            return kSkipped;
         }
-        const int device = ::open(image.c_str(), O_RDONLY | O_CLOEXEC);
         std::mt19937 random(20240229);
-        int code = 0;
         files::documentSize = 20000;
-        for (int cut = 0; cut < cuts && code == 0; ++cut) {
-            const long before = flushed();
-            const pid_t writer = startWriter(place + "/document");
-            const long wanted = before + std::uniform_int_distribution<long>(1, 20)(random);
-            const bool written = helpers::waitUntil([&] { return flushed() >= wanted; });
-            std::this_thread::sleep_for(std::chrono::microseconds(random() % 1000));
-            const long known = flushed();
-            const auto instant = instantOf(device);
-            ::kill(writer, SIGKILL);
-            helpers::waitForEnd(writer);
-            const std::string loss = !written   ? "the writer does not go on"
-                                     : !instant ? "the device never rests"
-                                                : lossAfterCut(dir, *instant, known);
+        for (int cut = 0; cut < cuts; ++cut) {
+            const auto loss = machine.cut(random, sabotage);
             if (!loss.empty()) {
-                report("cut " + std::to_string(cut) + ": " + loss);
-                code = 1;
+                report(loss);
+                return cut;
             }
         }
-        report(std::to_string(flushed()) + " versions");
-        command("umount " + place);
-        return code;
+        return cuts;
     });
-    if (result.exitCode == 77) {
-        GTEST_SKIP() << result.report;
+    if (result.exitCode == kSkipped) {
+        return {0, "", result.report};
     }
-    EXPECT_EQ(result.exitCode, 0) << result.report;
-    std::cout << cuts << " cuts, " << result.report << '\n';
+    return {result.exitCode.value_or(-1), result.report, ""};
+}
+
+// As it is mounted by default, and without what the file system does by itself for those who do not
+// synchronise.
+constexpr const char* kDefault = "data=ordered";
+constexpr const char* kBare = "data=writeback,noauto_da_alloc";
+
+std::string reasonToSkip() {
+    return !helpers::isRoot()  ? "needs to run as root"
+           : helpers::kForeign ? "an emulator's machine has no block devices to mount"
+                               : "";
+}
+
+TEST(PowerCut, WhatWasFlushedIsThereAfterIt) {
+    if (const auto reason = reasonToSkip(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    const int cuts = helpers::longForm() ? 100 : 5;
+    for (const auto* const options : {kDefault, kBare}) {
+        const auto outcome = cutRepeatedly(cuts, options, [](auto&) {});
+        if (!outcome.skipped.empty()) {
+            GTEST_SKIP() << outcome.skipped;
+        }
+        EXPECT_EQ(outcome.loss, "") << options;
+        EXPECT_EQ(outcome.cuts, cuts) << options;
+        std::cout << options << ": " << outcome.cuts << " cuts, " << flushed() << " versions\n";
+    }
+}
+
+// What the test above is worth.
+TEST(PowerCut, FindsOutAWriterThatDoesNotSynchronise) {
+    if (const auto reason = reasonToSkip(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    const std::vector<std::pair<const char*, std::vector<Call>>> rows{
+        {"contents", {Call::fdatasync}},
+        {"names", {Call::fsync}},
+        {"contents and names", {Call::fdatasync, Call::fsync}},
+    };
+    for (const auto& [what, calls] : rows) {
+        const auto outcome = cutRepeatedly(100, kBare, [&](auto& watch) {
+            for (const auto call : calls) {
+                watch.hook(call, [](auto& leftOut) {
+                    leftOut.answer = 0;
+                    return 0;
+                });
+            }
+        });
+        if (!outcome.skipped.empty()) {
+            GTEST_SKIP() << outcome.skipped;
+        }
+        EXPECT_EQ(outcome.loss.rfind("flushed", 0), 0U) << what << ": " << outcome.loss;
+        std::cout << what << ": cut " << outcome.cuts << ", " << outcome.loss << '\n';
+    }
 }
 
 }  // namespace
