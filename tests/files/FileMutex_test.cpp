@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -22,10 +26,14 @@
 
 #include <vorn/common/fs/FileMutex.h>
 
+#include "files/devices.h"
 #include "helpers/TempDir.h"
+#include "helpers/child.h"
+#include "helpers/environment.h"
 #include "helpers/expect_throw.h"
 #include "helpers/faults/allocation.h"
 #include "helpers/faults/calls.h"
+#include "helpers/refusedCalls.h"
 #include "helpers/wait_until.h"
 
 namespace vorn::common::fs {
@@ -285,6 +293,72 @@ TEST(FileMutex, AnInterruptedAttemptTakesNobodyElsesLock) {
     dir.write("lock", "");
     std::filesystem::permissions(path, std::filesystem::perms::sticky_bit);
     triesInVain("about to be removed by its holder");
+    std::filesystem::remove(path);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    triesInVain("a pipe that can be opened");
+    ::close(reader);
+    if (helpers::isRoot()) {
+        std::filesystem::remove(path);
+        dir.write("lock", "");
+        ASSERT_EQ(::chown(path.c_str(), 1000, 1000), 0);
+        triesInVain("another user's, which root may open");
+    }
+}
+
+TEST(FileMutex, AnInterruptedAttemptThatCannotSetTheTimesOfItsFileDoesNotHoldIt) {
+    constexpr std::uint32_t kTouching = 0;  // without times
+    std::vector<long> numbers{SYS_utimensat};
+#ifdef SYS_utimensat_time64
+    numbers.push_back(SYS_utimensat_time64);
+#endif
+    for (const std::uint32_t mask : {0U, ~0U}) {
+        const TempDir dir;
+        const auto path = dir.file("lock");
+        const auto result = helpers::runInChild([&](const auto& report) {
+            for (const long number : numbers) {
+                if (!helpers::refuse({number, EPERM, 2, mask, kTouching})) {
+                    return 77;
+                }
+            }
+            FileMutex mutex(path);
+            faults::Calls calls;
+            interruptAfterCreation(calls, 1);
+            report(mutex.try_lock() ? "held" : "");
+            return 0;
+        });
+        if (result.exitCode == 77) {
+            GTEST_SKIP() << "needs a kernel with filters for system calls (seccomp)";
+        }
+        EXPECT_EQ(result.exitCode, 0) << mask;
+        EXPECT_EQ(result.report, "") << mask;
+        EXPECT_TRUE(exists(path)) << mask;
+    }
+}
+
+// Two memory file systems number their files alike.
+TEST(FileMutex, AnInterruptedAttemptDoesNotHoldAFileOfAnotherDevice) {
+    VORN_REQUIRE_ROOT();
+    const TempDir dir;
+    const auto result = files::onDevice(dir.path(), "size=64k", [&] {
+        FileMutex mutex(dir.file("lock"));
+        faults::Calls calls;
+        interruptAfterCreation(calls, 1);
+        bool mounted = false;
+        calls.hook(Call::fstat, [&](auto& call) {
+            if (call.ordinal == 2) {
+                mounted = ::mount("other", dir.path().c_str(), "tmpfs", 0, "size=64k") == 0;
+                dir.write("lock", "");
+            }
+            return 0;
+        });
+        return std::string(mutex.try_lock() ? "held" : mounted ? "" : "not mounted");
+    });
+    if (result.exitCode == files::kNoDevice) {
+        GTEST_SKIP() << result.report;
+    }
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.report, "");
 }
 
 TEST(FileMutex, AnInterruptedAttemptDoesNotLockWhatCannotBeItsOwn) {
