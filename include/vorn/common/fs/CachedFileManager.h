@@ -43,11 +43,11 @@ namespace vorn::common::fs {
 /// Lifetime: the destructor stops and joins the loop at once, then writes what is pending. Nobody
 /// else uses the manager, or a handler of it, by then.
 ///
-/// **A good file that could not be loaded for want of memory (or of permission to read it) counts
-/// as not loaded; the next write then replaces it with what the object holds, and the one after
-/// that replaces the backup too.** A service that must not lose it lets its object note that it was
-/// loaded, and when it was not although the file exists, ends or restarts instead of writing (and
-/// leaves `saveDefaults` off while the file exists):
+/// **A good file that could not be loaded for want of memory or of a descriptor (or of permission
+/// to read it) counts as not loaded; the next write then replaces it with what the object holds,
+/// and the one after that replaces the backup too.** A service that must not lose it lets its
+/// object note that it was loaded, and when it was not although the file exists, ends or restarts
+/// instead of writing (and leaves `saveDefaults` off while the file exists):
 ///
 ///     const bool stored = std::filesystem::exists(path) || std::filesystem::exists(path + ".bak");
 ///     ...                                                   // options.saveDefaults = !stored; add

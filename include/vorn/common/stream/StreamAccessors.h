@@ -107,7 +107,8 @@ class VORN_GW_COMMON_EXPORT FileOutputStreamAccessor : public IOutputStreamAcces
     ///
     /// Deliberate: the exchange follows three failed attempts too: what could be written, perhaps a
     /// part, is then at the target, and the former version at the temporary path. A second such
-    /// failure overwrites that one, so two in a row can leave both bad: watch the free space.
+    /// failure overwrites that one, so two in a row can leave both bad: watch the free space. Where
+    /// nothing could be opened (no descriptor left) the two have merely changed places.
     void commit() override;
 
   private:
