@@ -243,7 +243,8 @@ TEST(PowerCut, WhatWasFlushedIsThereAfterIt) {
         }
         EXPECT_EQ(outcome.loss, "") << options;
         EXPECT_EQ(outcome.cuts, cuts) << options;
-        std::cout << options << ": " << outcome.cuts << " cuts, " << flushed() << " versions\n";
+        std::cout << options << ": " << outcome.cuts << " cuts, " << flushed() << " versions"
+                  << std::endl;
     }
 }
 
@@ -270,7 +271,7 @@ TEST(PowerCut, FindsOutAWriterThatDoesNotSynchronise) {
             GTEST_SKIP() << outcome.skipped;
         }
         EXPECT_EQ(outcome.loss.rfind("flushed", 0), 0U) << what << ": " << outcome.loss;
-        std::cout << what << ": cut " << outcome.cuts << ", " << outcome.loss << '\n';
+        std::cout << what << ": cut " << outcome.cuts << ", " << outcome.loss << std::endl;
     }
 }
 
