@@ -12,7 +12,8 @@ namespace vorn::common::internal {
 [[nodiscard]] constexpr std::chrono::steady_clock::time_point wakeUpTime(
     std::chrono::steady_clock::time_point next,
     std::chrono::steady_clock::time_point now) noexcept {
-    constexpr std::chrono::milliseconds kRetryPeriod(5);
+    // A user may keep an object for long: looking more often takes over 1 % of a processor.
+    constexpr std::chrono::milliseconds kRetryPeriod(20);
     constexpr std::chrono::hours kLongestSleep(1);
     return next <= now ? now + kRetryPeriod : std::min(next, now + kLongestSleep);
 }

@@ -16,6 +16,7 @@
 #include <vorn/common/ThreadPool.h>
 #include <vorn/common/TypedArgs.h>
 #include <vorn/common/executable/ExecutableManager.h>
+#include <vorn/common/executable/Script.h>
 #include <vorn/common/fs/CachedFileManager.h>
 #include <vorn/common/lwjson/Deserializer.h>
 #include <vorn/common/lwjson/Serializer.h>
@@ -26,6 +27,7 @@
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
+#include "helpers/processes.h"
 #include "helpers/runWithStack.h"
 #include "helpers/wait_until.h"
 #include "processes/ScriptObserver.h"
@@ -117,10 +119,36 @@ TEST(SmallStack, SixtyFourKilobytesSufficeForTheLibrarysOwnThreads) {
     Observer observer;  // outlives the executor, whose thread may still be in its last call
     ScriptExecutor scripts(1, kDefaultScriptRoutine);
     scripts.start();
-    Script script;
+    vorn::common::Script script;
     script.content = "exit 3";
     ASSERT_TRUE(scripts.execute(script, &observer, time::SecondsDuration(60)));
     EXPECT_TRUE(observer.waitForEnds(1));
+
+    std::atomic<int> told = 0;
+    {
+        executable::Executable ended(helpers::shell("exit 3"), {});
+        ended.execAsync([&](const executable::IExecutable&) {
+            work();
+            ++told;
+        });
+        executable::Executable killed({"/bin/sleep", "1000"},
+                                      {.timeout = 1ms, .ownProcessGroup = true});
+        killed.execAsync([&](const executable::IExecutable&) {
+            work();
+            ++told;
+        });
+        executable::ExecutableManager manager(1);
+        executable::ExecutableHolder holder;
+        holder.executable =
+            std::make_unique<executable::Script>("exit 3", executable::Executable::Params());
+        manager.execAsync(std::move(holder), Uuid(1ULL), "",
+                          [&](const executable::IExecutable&, const Uuid&, const std::string&) {
+                              work();
+                              ++told;
+                          });
+        EXPECT_TRUE(helpers::waitUntil([&] { return told == 3; })) << told;
+        EXPECT_EQ(done, 7);
+    }
 
     const helpers::TempDir directory;
     fs::CachedFileManager manager;

@@ -117,7 +117,7 @@ class VORN_GW_COMMON_EXPORT CachedFileManager : public stream::StreamableHandler
 
     /// The body of the manager's thread: writes what is due, then sleeps until the next deadline
     /// (an hour at most), a wake-up or a stop. An object that is due but locked is tried again
-    /// after some milliseconds. Returns 0 when a stop is requested.
+    /// after 20 milliseconds. Returns 0 when a stop is requested.
     int loop(std::stop_token stopToken);
 
   private:
