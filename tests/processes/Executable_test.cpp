@@ -193,7 +193,10 @@ TEST(Executable, ManyThreadsStartAndCollect) {
 TEST(Executable, DeliberateFailedForkLeavesItRunningForEver) {
     VORN_REQUIRE_ROOT();
     const auto result = helpers::runInChild([](const auto& report) {
-        const rlimit none{0, 0};
+        rlimit before{};
+        ::getrlimit(RLIMIT_NPROC, &before);
+        const rlimit none{0, before.rlim_max};
+        const auto descriptors = helpers::openDescriptors();
         if (::setrlimit(RLIMIT_NPROC, &none) != 0 || ::setresuid(65534, 65534, 65534) != 0) {
             return 10;
         }
@@ -213,7 +216,13 @@ TEST(Executable, DeliberateFailedForkLeavesItRunningForEver) {
         } catch (const std::logic_error& error) {
             report(std::string("; ") + error.what());
         }
-        return called ? 12 : 0;
+        if (called || helpers::hasChildren() || helpers::openDescriptors() != descriptors) {
+            return 12;
+        }
+        ::setrlimit(RLIMIT_NPROC, &before);
+        Executable next(shell("exit 3"), kNoOptions);
+        next.execSync();
+        return next.getExitCode() == 3 ? 0 : 13;
     });
     EXPECT_EQ(result.report, "fork failed; already running or done");
     EXPECT_EQ(result.exitCode, 0);
@@ -224,7 +233,10 @@ TEST(Executable, FailedPipesLeaveItRunning) {
         GTEST_SKIP() << "the sanitizers of this build need descriptors for their own checks";
     }
     const auto result = helpers::runInChild([](const auto& report) {
-        const rlimit few{3, 3};
+        rlimit before{};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit few{3, before.rlim_max};
+        const auto descriptors = helpers::openDescriptors();
         ::setrlimit(RLIMIT_NOFILE, &few);
         Executable program(shell("exit 0"), kNoOptions);
         try {
@@ -232,7 +244,16 @@ TEST(Executable, FailedPipesLeaveItRunning) {
         } catch (const std::runtime_error& error) {
             report(error.what());
         }
-        return program.getStatus() == Executable::Running && !program.readFromStdOut() ? 0 : 1;
+        if (program.getStatus() != Executable::Running || program.readFromStdOut()) {
+            return 1;
+        }
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        if (helpers::hasChildren() || helpers::openDescriptors() != descriptors) {
+            return 2;
+        }
+        Executable next(shell("exit 3"), kNoOptions);
+        next.execSync();
+        return next.getExitCode() == 3 ? 0 : 3;
     });
     EXPECT_EQ(result.report, "failed to open pipe");
     EXPECT_EQ(result.exitCode, 0);
