@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <future>
 #include <stdexcept>
@@ -232,31 +233,40 @@ TEST(Executable, FailedPipesLeaveItRunning) {
     if (helpers::kAddressSanitizer) {
         GTEST_SKIP() << "the sanitizers of this build need descriptors for their own checks";
     }
-    const auto result = helpers::runInChild([](const auto& report) {
-        rlimit before{};
-        ::getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit few{3, before.rlim_max};
-        const auto descriptors = helpers::openDescriptors();
-        ::setrlimit(RLIMIT_NOFILE, &few);
-        Executable program(shell("exit 0"), kNoOptions);
-        try {
-            program.execAsync({});
-        } catch (const std::runtime_error& error) {
-            report(error.what());
-        }
-        if (program.getStatus() != Executable::Running || program.readFromStdOut()) {
-            return 1;
-        }
-        ::setrlimit(RLIMIT_NOFILE, &before);
-        if (helpers::hasChildren() || helpers::openDescriptors() != descriptors) {
-            return 2;
-        }
-        Executable next(shell("exit 3"), kNoOptions);
-        next.execSync();
-        return next.getExitCode() == 3 ? 0 : 3;
-    });
-    EXPECT_EQ(result.report, "failed to open pipe");
-    EXPECT_EQ(result.exitCode, 0);
+    for (const bool oneFits : {false, true}) {
+        const auto result = helpers::runInChild([&](const auto& report) {
+            int first[2];
+            if (::pipe(first) != 0) {
+                return 4;
+            }
+            ::close(first[0]);
+            ::close(first[1]);
+            const auto descriptors = helpers::openDescriptors();
+            rlimit before{};
+            ::getrlimit(RLIMIT_NOFILE, &before);
+            const rlimit few{oneFits ? static_cast<rlim_t>(std::max(first[0], first[1]) + 1) : 3,
+                             before.rlim_max};
+            ::setrlimit(RLIMIT_NOFILE, &few);
+            Executable program(shell("exit 0"), kNoOptions);
+            try {
+                program.execAsync({});
+            } catch (const std::runtime_error& error) {
+                report(error.what());
+            }
+            if (program.getStatus() != Executable::Running || program.readFromStdOut()) {
+                return 1;
+            }
+            ::setrlimit(RLIMIT_NOFILE, &before);
+            if (helpers::hasChildren() || helpers::openDescriptors() != descriptors) {
+                return 2;
+            }
+            Executable next(shell("exit 3"), kNoOptions);
+            next.execSync();
+            return next.getExitCode() == 3 ? 0 : 3;
+        });
+        EXPECT_EQ(result.report, "failed to open pipe") << oneFits;
+        EXPECT_EQ(result.exitCode, 0) << oneFits;
+    }
 }
 
 TEST(Executable, AChildThatCannotBeWaitedForIsKilledAndReaped) {
