@@ -12,16 +12,22 @@
 #include <vorn/common/BinderDb.h>
 #include <vorn/common/Crc16Computer.h>
 #include <vorn/common/DynamicLibrary.h>
+#include <vorn/common/SecureString.h>
 #include <vorn/common/TypedArgs.h>
 #include <vorn/common/Uuid.h>
+#include <vorn/common/cipher/CipherProxy.h>
+#include <vorn/common/communication/CommunicationStatus.h>
 #include <vorn/common/encoding/Base64.h>
 #include <vorn/common/encoding/UrlEncode.h>
 #include <vorn/common/fs/tools.h>
 #include <vorn/common/lwjson/Deserializer.h>
 #include <vorn/common/lwjson/Serializer.h>
+#include <vorn/common/settings/JsonSettings.h>
 #include <vorn/common/strings/strings.h>
+#include <vorn/common/strlcpy.h>
 #include <vorn/common/time/UnixTime.h>
 
+#include "chosenNames.h"
 #include "helpers/TempDir.h"
 
 namespace limits {
@@ -118,6 +124,26 @@ auto compareEveryLeafDifferent(std::size_t bytes) -> std::function<void()> {
     };
 }
 
+/// An object of the names and that value for each.
+std::string membersNamed(const std::vector<std::string>& names, const std::string& value) {
+    std::string text = "{";
+    for (const std::string& name : names) {
+        text += "\"" + name + "\":" + value + ",";
+    }
+    text.back() = '}';
+    return text;
+}
+
+/// Its own hash table does not help with such names, and what sorts them finds all equal.
+Prepare compareNames(std::vector<std::string> (*choose)(std::size_t)) {
+    return [choose](std::size_t bytes) {
+        const std::string text = membersNamed(choose(bytes / 21), "1");
+        auto expected = std::make_shared<const Deserializer>(std::string(text));
+        auto found = std::make_shared<const Deserializer>(std::string(text));
+        return [expected, found] { static_cast<void>(expected->compare(*found)); };
+    };
+}
+
 auto importIntoOneReader(std::size_t bytes) -> std::function<void()> {
     return [bytes] {
         Deserializer reader;
@@ -163,6 +189,49 @@ Prepare onFile(const char* name, const Make& make, const OnText& operation) {
     };
 }
 
+/// Leaves texts as they are, so that only the library's own work is measured.
+class PlainCipher : public cipher::ICipher {
+  public:
+    std::string encrypt(const std::string_view& plain) const override { return std::string(plain); }
+    std::string decrypt(const std::string_view& text) const override { return std::string(text); }
+    cipher::CipherProxy clone() const override {
+        return cipher::CipherProxy(std::make_unique<PlainCipher>());
+    }
+};
+
+/// Settings of one text.
+class Settings : public settings::JsonSettings {
+  public:
+    explicit Settings(std::string text = {}) : text_(std::move(text)) {}
+
+  private:
+    bool loadSettings(const std::string&, const Deserializer& settings) override {
+        text_ = settings["text"].as<std::string>();
+        return true;
+    }
+    std::pair<std::string, Serializer> saveSettings() const override {
+        Serializer json;
+        json.appendKey("text");
+        json.addValue(text_);
+        json.finalize();
+        return {"1", json};
+    }
+
+    std::string text_;
+};
+
+auto writeClients(std::size_t bytes) -> std::function<void()> {
+    auto list = std::make_shared<const BinderClientsList>(
+        bytes / 16, BinderClient(Uuid("933d6c80-dea9-8c6b-d111-8b3b46a181f1"), "|"));
+    return [list] {
+        std::string uuids;
+        std::string interfaces;
+        BinderDb::serializeClientsList(*list, uuids, interfaces);
+        std::ostringstream out;
+        out << *list;
+    };
+}
+
 void add(std::vector<TextOperation>& rows, std::vector<TextOperation> more) {
     rows.insert(rows.end(), more.begin(), more.end());
 }
@@ -185,6 +254,32 @@ std::vector<TextOperation> json() {
         {"parse white space", on(filledWith(" \n\t\r", "[", "1]"), parse)},
         {"parse one long token", on(filledWith("x", "[", "]"), parse)},
         {"parse up to a late error", on(filledWith("[],", "["), parse)},
+        {"parse single quotes", on([](std::size_t n) { return list("'k':1", n, '{'); },
+                                   [](const std::string& text) {
+                                       static_cast<void>(
+                                           Deserializer(std::string_view(text),
+                                                        Deserializer::AllowSingleQuotedKeys));
+                                   })},
+        {"parse open single quotes", on(filledWith("\"", "{'"),
+                                        [](const std::string& text) {
+                                            static_cast<void>(
+                                                Deserializer(std::string_view(text),
+                                                             Deserializer::AllowSingleQuotedKeys));
+                                        })},
+        {"parse empty values", on(filledWith(",", "[", "1]"),
+                                  [](const std::string& text) {
+                                      static_cast<void>(Deserializer(
+                                          std::string_view(text), Deserializer::AllowEmptyValues));
+                                  })},
+        {"parse piece by piece", on(filledWith("[1] "),
+                                    [](const std::string& text) {
+                                        const char* at = text.data();
+                                        const char* const end = at + text.size();
+                                        Deserializer reader;
+                                        while (at != end) {
+                                            at = reader.parseJson(at, end, 100);
+                                        }
+                                    })},
         {"import again and again", importIntoOneReader},
         {"value type of digits",
          onDocument(filledWith("7"),
@@ -201,6 +296,8 @@ std::vector<TextOperation> json() {
         {"extract zeros as an integer", on(filledWith("0", "", "1"), extract<int>)},
         {"extract zeros as a duration", on(filledWith("0", "", "1"), extract<SecondsDuration>)},
         {"extract a long identifier", on(filledWith("a", "\"", "\""), extract<Uuid>)},
+        {"compare names of one hash", compareNames(namesOfOneHash)},
+        {"compare names that it confuses", compareNames(namesThatTheComparisonConfuses)},
         {"compare opposite orders", compareInOppositeOrders},
         {"report every leaf", compareEveryLeafDifferent},
         {"write quotes", on(filledWith("\""),
@@ -220,6 +317,8 @@ std::vector<TextOperation> json() {
 }
 
 std::vector<TextOperation> identifiers() {
+    // Again and again within the caches: where they end is all that so quick a copy would show.
+    constexpr int kCopies = 500;
     const auto check = [](const std::string& text) {
         static_cast<void>(encoding::Base64::checkBase64(text));
     };
@@ -249,6 +348,13 @@ std::vector<TextOperation> identifiers() {
         {"Base64 decode", on(filledWith("AAAA"), decodeAny), 1U << 17U},
         {"Base64 decode what is none", on(filledWith("="), decodeAny)},
         {"Base64 check", on(filledWith("AAAA"), check), 1U << 17U},
+        {"Base64 check that fails late", on(filledWith("AAAA", "", "?AAA"), check), 1U << 17U},
+        {"Base64 decode to bytes",
+         on(filledWith("A"),
+            [](const std::string& text) {
+                static_cast<void>(encoding::Base64::decodeToByte(text));
+            }),
+         1U << 17U},
         {"URL encode", on(filledWith("\xFF"), encodeUrl)},
         {"URL decode", on(filledWith("%41"), decodeUrl)},
         {"URL decode a late error", on(filledWith("%41", "", "%"), decodeUrl)},
@@ -256,6 +362,37 @@ std::vector<TextOperation> identifiers() {
         {"trim in front", on(filledWith(" ", "", "x"), trim)},
         {"find behind escapes", on(filledWith("\\", "", "\\x"), find("x")), 1U << 17U},
         {"find only escaped", on(filledWith("\\x"), find("x"))},
+        {"find 64 characters", on(filledWith("a"),
+                                  [](const std::string& text) {
+                                      const std::string pattern = std::string(63, 'a') + 'b';
+                                      static_cast<void>(findEsc(text, pattern, 0, '\\'));
+                                  })},
+        {"copy what does not fit",
+         on(filledWith("x"),
+            [](const std::string& text) {
+                char out[8];
+                for (int i = 0; i < kCopies; ++i) {
+                    static_cast<void>(strlcpy(out, text.c_str(), sizeof out));
+                }
+            }),
+         1U << 12U},
+        {"copy what fits",
+         on(filledWith("x"),
+            [](const std::string& text) {
+                std::string out(text.size() + 1, ' ');
+                for (int i = 0; i < kCopies; ++i) {
+                    static_cast<void>(strlcpy(out.data(), text.c_str(), out.size()));
+                }
+            }),
+         1U << 9U},
+        {"keep a secret",
+         on(filledWith("x"),
+            [](const std::string& text) {
+                auto secret = SecureString::fromPlainText(PlainCipher().clone(), text);
+                secret.reset(text);
+                static_cast<void>(secret.decipheredString());
+            }),
+         1U << 18U},
         {"identifier refused",
          on(filledWith("x"), [](const std::string& text) { static_cast<void>(Uuid(text)); }),
          1U << 17U},
@@ -308,8 +445,8 @@ std::vector<TextOperation> others() {
                                                    GetTypedArgHelper<double>::get(text));
                                            })},
         {"configuration of lines", onFile("a.conf", filledWith("l a\n"), configure)},
-        {"configuration of one line", onFile("a.conf", filledWith("a "), configure)},
-        {"configuration of quotes", onFile("a.conf", filledWith("\"\" "), configure)},
+        {"configuration of one line", onFile("a.conf", filledWith("a "), configure), 1U << 13U},
+        {"configuration of quotes", onFile("a.conf", filledWith("\"\" "), configure), 1U << 13U},
         {"configuration in JSON",
          onFile(
              "a.json",
@@ -317,10 +454,48 @@ std::vector<TextOperation> others() {
                  return "{\"plugins\":" + list("{\"path\":\"l\",\"args\":{\"a\":1}}", n) + "}";
              },
              configure)},
+        {"settings written", on(filledWith("\n"),
+                                [](const std::string& text) {
+                                    std::ostringstream out;
+                                    Settings(text).serialize(out);
+                                })},
+        {"settings read", on(filledWith("\\n", R"({"version":"1","settings":{"text":")", "\"}}"),
+                             [](const std::string& text) {
+                                 std::istringstream in(text);
+                                 static_cast<void>(Settings().deserialize(in));
+                             })},
         {"lines of a file", onFile("lines", filledWith("\n"),
                                    [](const std::string& path) {
                                        static_cast<void>(fs::tools::readFileLinesToArray(path, {}));
                                    })},
+        {"lines trimmed",
+         onFile(
+             "lines", filledWith(" x \n"),
+             [](const std::string& path) {
+                 using enum fs::tools::ReadFileOptions;
+                 static_cast<void>(fs::tools::readFileLinesToArray(path, {Trim, SkipEmptyLines}));
+             })},
+        {"one long line trimmed",
+         onFile(
+             "lines", filledWith(" ", "x", "x"),
+             [](const std::string& path) {
+                 using enum fs::tools::ReadFileOptions;
+                 static_cast<void>(fs::tools::readFileLinesToArray(path, {Trim, SkipEmptyLines}));
+             })},
+        {"lines joined", onFile("lines", filledWith("\n"),
+                                [](const std::string& path) {
+                                    static_cast<void>(
+                                        fs::tools::readFileLinesToString(path, ", ", {}));
+                                })},
+        {"state of a text", on(filledWith("x"),
+                               [](const std::string& text) {
+                                   using namespace communication;
+                                   for (int i = 0; i < 200; ++i) {
+                                       static_cast<void>(fromString<ComState>(text));
+                                       static_cast<void>(fromString<Reason>(text));
+                                   }
+                               })},
+        {"clients list written", writeClients},
         {"clients list of separators", on(filledWith("|"),
                                           [](const std::string& text) {
                                               BinderClientsList list;
@@ -353,12 +528,37 @@ std::vector<TextOperation> products() {
             static_cast<void>(expected->compare(*found, report));
         };
     };
+    // Each of the one side is held against the first of that name of the other side.
+    const auto compareRepeated = [](std::size_t bytes) -> std::function<void()> {
+        const std::string values = list("\"a\":1", bytes, '{');
+        auto expected = std::make_shared<const Deserializer>(list("\"k\":{}", bytes, '{'));
+        auto found = std::make_shared<const Deserializer>("{\"k\":" + values + "}");
+        return [expected, found] {
+            std::ostringstream report;
+            static_cast<void>(expected->compare(*found, report));
+        };
+    };
     return {
         {"flatten below a long name",
          onDocument(belowALongName,
                     [](const Deserializer& root) { static_cast<void>(loadArgs(root)); }),
          1U << 11U},
         {"report below a long name", compareBelow, 1U << 11U},
+        {"report below repeated names", compareRepeated, 1U << 9U},
+    };
+}
+
+std::vector<TextOperation> productsOfTime() {
+    const auto flatten = [](const Deserializer& root) { static_cast<void>(loadArgs(root)); };
+    const auto chosen = [](std::size_t bytes) {
+        return membersNamed(namesOfOneHash(bytes / (2 * sizeof(std::size_t) + 5)), "1");
+    };
+    const auto find = [](const std::string& text) {
+        static_cast<void>(findEsc(text, std::string(text.size() / 2, 'a') + 'b', 0, '\\'));
+    };
+    return {
+        {"flatten names of one hash", onDocument(chosen, flatten), 1U << 11U},
+        {"find a long pattern", on(filledWith("a"), find), 1U << 11U},
     };
 }
 

@@ -24,4 +24,7 @@ struct TextOperation {
 /// The ones whose memory is a product of two lengths in the text.
 [[nodiscard]] std::vector<TextOperation> products();
 
+/// The ones whose time is a product of two lengths in the text.
+[[nodiscard]] std::vector<TextOperation> productsOfTime();
+
 }  // namespace limits

@@ -25,7 +25,9 @@ using Args = std::unordered_map<std::string, std::string>;
 ///
 /// Not guaranteed: memory in proportion to the document. A long name is part of the key of every
 /// value below it, so that a hostile document of N bytes can make keys of N * N / 28 bytes: 10 MB
-/// from 16 KB, 150 MB from 64 KB. Refuse documents of strangers that are longer than 16 KB.
+/// from 16 KB, 150 MB from 64 KB. Nor time in proportion: names chosen for one value of `std::hash`
+/// are each held against all before, by the map and by every look-up in it. Refuse documents of
+/// strangers that are longer than 16 KB.
 [[nodiscard]] VORN_GW_COMMON_EXPORT Args loadArgs(const lwjson::Deserializer& root);
 
 /// Adds the members of `node` to `args`, with `prefix` before each key. An existing key is kept as
