@@ -44,15 +44,20 @@ double timeRatio(const std::function<void()>& small, const std::function<void()>
     constexpr int kRounds = 30;
     constexpr int kLeastRounds = 3;
     constexpr int kSmallRuns = 4;
+    constexpr double kEnough = 10e9;  // of what is far from linear
     double leastSmall = std::numeric_limits<double>::max();
     double leastLarge = std::numeric_limits<double>::max();
+    double spent = 0;
     for (int round = 0;
-         round < kRounds && (round < kLeastRounds || leastLarge >= kMostTime * leastSmall);
+         round < kRounds &&
+         (round < kLeastRounds || (spent < kEnough && leastLarge >= kMostTime * leastSmall));
          ++round) {
         for (int run = 0; run < kSmallRuns; ++run) {
             leastSmall = std::min(leastSmall, timeOf(small));
         }
-        leastLarge = std::min(leastLarge, timeOf(large));
+        const double time = timeOf(large);
+        spent += time;
+        leastLarge = std::min(leastLarge, time);
     }
     return leastLarge / leastSmall;
 }

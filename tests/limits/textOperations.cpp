@@ -481,7 +481,8 @@ std::vector<TextOperation> others() {
              [](const std::string& path) {
                  using enum fs::tools::ReadFileOptions;
                  static_cast<void>(fs::tools::readFileLinesToArray(path, {Trim, SkipEmptyLines}));
-             })},
+             }),
+         1U << 18U},
         {"lines joined", onFile("lines", filledWith("\n"),
                                 [](const std::string& path) {
                                     static_cast<void>(
