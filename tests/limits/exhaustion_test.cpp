@@ -269,8 +269,8 @@ int tryAll(const helpers::TempDir& directory, decltype(RLIMIT_AS) resource,
 }
 
 TEST(Exhaustion, OfDescriptorsIsToldAndLeavesNothing) {
-    if (helpers::kAddressSanitizer) {
-        GTEST_SKIP() << "the sanitizers of this build need descriptors for their own checks";
+    if (helpers::kAddressSanitizer || helpers::kEmulated) {
+        GTEST_SKIP() << "sanitizers and the emulator need descriptors of their own";
     }
     const helpers::TempDir directory;
     const auto result = helpers::runInChild([&](const auto& report) {
@@ -298,6 +298,9 @@ TEST(Exhaustion, OfDescriptorsIsToldAndLeavesNothing) {
 
 TEST(Exhaustion, OfProcessesIsToldAndLeavesNothing) {
     VORN_REQUIRE_ROOT();
+    if (helpers::kEmulated) {
+        GTEST_SKIP() << "the emulator ends when it gets no thread";
+    }
     const helpers::TempDir directory;
     std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
     const auto result = helpers::runInChild([&](const auto& report) {
