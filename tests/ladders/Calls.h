@@ -42,6 +42,7 @@ class CallFault : public Fault {
     void begin() override;
     void end() override;
     [[nodiscard]] bool struck() const override { return state_.struck >= 0; }
+    [[nodiscard]] bool deniedMemory() const override;
 
   protected:
     explicit CallFault(State& state) : state_(state) {}

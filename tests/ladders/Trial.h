@@ -16,6 +16,8 @@ class Fault {
     virtual void end() = 0;
     /// Whether it happened.
     [[nodiscard]] virtual bool struck() const = 0;
+    /// Whether memory was what it denied.
+    [[nodiscard]] virtual bool deniedMemory() const = 0;
 };
 
 /// One run of a row: its function sets up, calls operate() once, and checks.
@@ -36,12 +38,15 @@ class Trial {
         } catch (const std::exception& error) {
             fault_.end();
             thrown_ = Thrown::Other;
+            error_ = std::current_exception();
             text_ = error.what();
         }
     }
 
     [[nodiscard]] bool threw() const { return thrown_ != Thrown::Nothing; }
     [[nodiscard]] bool threwBadAlloc() const { return thrown_ == Thrown::BadAlloc; }
+    /// Of another exception than std::bad_alloc.
+    [[nodiscard]] const std::exception_ptr& error() const { return error_; }
     [[nodiscard]] const std::string& text() const { return text_; }
     [[nodiscard]] bool struck() const { return fault_.struck(); }
 
@@ -57,6 +62,7 @@ class Trial {
 
     Fault& fault_;
     Thrown thrown_ = Thrown::Nothing;
+    std::exception_ptr error_;
     std::string text_;
     std::string failure_;
 };

@@ -151,6 +151,7 @@ const std::vector<CallErrors>& callErrors() {
         {"pidfd_send_signal", {SYS_pidfd_send_signal}, {}, {ENOSYS, EPERM}},
         {"close_range", {436}, {}, {ENOSYS, EPERM}},
         {"chdir", {SYS_chdir}, {}, {EACCES, ENOENT}},
+        {"chroot", {SYS_chroot}, {}, {EPERM, ENOENT}},
         {"setpgid", {SYS_setpgid}, {}, {EPERM}},
         {"identity",
          {
@@ -176,6 +177,14 @@ const std::vector<CallErrors>& callErrors() {
              SYS_chown,
 #endif
              SYS_fchownat},
+         {},
+         {EPERM, EROFS}},
+        {"utimensat",
+         {
+#ifdef SYS_utimensat_time64
+             SYS_utimensat_time64,
+#endif
+             SYS_utimensat},
          {},
          {EPERM, EROFS}},
         {"prctl", {SYS_prctl}, {}, {EINVAL, EPERM}},
@@ -205,14 +214,27 @@ const std::vector<CallErrors>& callErrors() {
     return table;
 }
 
+namespace {
+
+/// The errno that a struck call got, or 0.
+int errorOf(const CallFault::State& state) {
+    const auto& errors = callErrors()[static_cast<std::size_t>(state.struck.load())].errors;
+    const auto error = static_cast<std::size_t>(state.failingError.load());
+    return error < errors.size() ? errors[error] : 0;
+}
+
+}  // namespace
+
 int errorNow(CallFault::State& state, int index) {
     if (index < 0 || !state.active || ++state.calls != state.failingCall) {
         return 0;
     }
     state.struck = index;
-    const auto& errors = callErrors()[static_cast<std::size_t>(index)].errors;
-    const auto error = static_cast<std::size_t>(state.failingError);
-    return error < errors.size() ? errors[error] : 0;
+    return errorOf(state);
+}
+
+bool CallFault::deniedMemory() const {
+    return struck() && errorOf(state_) == ENOMEM;
 }
 
 void CallFault::begin() {

@@ -216,15 +216,23 @@ void changingIdentity(Trial& trial) {
     trial.require(code == 0 || (code == 1 && trial.struck()), "ended with " + std::to_string(code));
 }
 
-const Row kSync{"Executable::execSync", waiting, Answer::Hides, Threads::All};
-const Row kAsync{"Executable::execAsync", notWaiting, Answer::Hides, Threads::All};
-const Row kLeaving{"Executable: end while it runs", leaving, Answer::Hides, Threads::All};
-const Row kTimeOut{"Executable: time out", ending, Answer::Hides, Threads::All};
-const Row kManagerSync{"ExecutableManager::execSync", managing, Answer::Hides, Threads::All};
-const Row kManagerAsync{"ExecutableManager::execAsync", managingLater, Answer::Hides, Threads::All};
+Row starting(const std::string& name, void (*run)(Trial&)) {
+    return Row{name, run, Answer::Hides, Threads::All}
+        .mayThrow<std::runtime_error>("failed to open pipe")
+        .mayThrow<std::runtime_error>("fork failed")
+        .mayThrow<std::system_error>("");
+}
+
+const Row kSync = starting("Executable::execSync", waiting);
+const Row kAsync = starting("Executable::execAsync", notWaiting);
+const Row kLeaving = starting("Executable: end while it runs", leaving);
+const Row kTimeOut = starting("Executable: time out", ending);
+const Row kManagerSync = starting("ExecutableManager::execSync", managing);
+const Row kManagerAsync = starting("ExecutableManager::execAsync", managingLater);
 const Row kExecute{"ScriptExecutor::execute", scripting, Answer::Hides, Threads::All};
-const Row kStart{"ScriptExecutor: start and terminate", startingAndEnding, Answer::Hides,
-                 Threads::All};
+const Row kStart =
+    Row{"ScriptExecutor: start and terminate", startingAndEnding, Answer::Hides, Threads::All}
+        .mayThrow<std::system_error>("");
 
 TEST(ExecutablesLadder, Allocations) {
     ladders::climbAllocations({kSync,

@@ -94,7 +94,8 @@ class VORN_GW_COMMON_EXPORT CachedFileManager : public stream::StreamableHandler
     /// Throws std::invalid_argument for a null object, and "CachedFileManager::add - Error: attempt
     /// to add twice the same object type" while that type is registered, being added or being
     /// removed, whatever the path. What `deserialize` throws beside standard exceptions passes
-    /// through; then the object is gone and nothing is registered.
+    /// through. Throws std::system_error when the system has no further thread for the loop, which
+    /// the first call starts. In both cases the object is gone and nothing is registered.
     void add(std::unique_ptr<stream::IStreamable> object, const std::string& path,
              const Options& options = kDefaultOptions);
 
