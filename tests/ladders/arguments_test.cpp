@@ -26,6 +26,17 @@ void loading(Trial& trial) {
     trial.require(loadArgs(document) == expected, "the next use");
 }
 
+/// Into a map that has arguments already; those stay.
+void loadingMore(Trial& trial) {
+    const Deserializer document(R"({"a name of some length":{"b":"a text that needs memory"}})");
+    Args args{{"before", "a value that needs memory of its own"}};
+    trial.operate([&] { loadArgs(args, "a prefix that needs memory of its own_", document); });
+    trial.require(args.count("before") == 1, "an argument is lost");
+    trial.require(trial.threw() || args.size() == 2, "an argument is missing");
+    loadArgs(args, "a prefix that needs memory of its own_", document);
+    trial.require(args.size() == 2, "the next use");
+}
+
 template <class Value>
 std::function<void(Trial&)> getting(const char* text, Value expected) {
     return [text, expected](Trial& trial) {
@@ -40,6 +51,7 @@ TEST(ArgumentsLadder, Allocations) {
     const std::string longText = "a text that needs memory of its own";
     ladders::climbAllocations({
         {"loadArgs", loading},
+        {"loadArgs into a map", loadingMore},
         {"GetTypedArgHelper<string>",
          getting<std::string>("\"a text that needs memory of its own\"", longText)},
         {"GetTypedArgHelper<int>", getting("12", 12)},

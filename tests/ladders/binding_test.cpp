@@ -130,6 +130,50 @@ void toAServer(Trial& trial) {
     proxy.mutex().unlock();
 }
 
+void fromAServer(Trial& trial) {
+    ::binding::Proxy proxy;
+    static_cast<void>(proxy.startBinding(kClient));
+    proxy.endBinding(Binder::BINDER_SUCCESS);
+    trial.operate([&] {
+        static_cast<void>(proxy.startUnbinding());
+        proxy.endUnbinding(Binder::BINDER_SUCCESS);
+    });
+    proxy.endUnbinding(Binder::BINDER_SUCCESS);
+    trial.require(proxy.startBinding(kClient) == Binder::BINDER_SUCCESS, "the next use");
+}
+
+void describingAClient(Trial& trial) {
+    const Party party;
+    trial.operate([&] {
+        const BinderClient client(party);
+        const BinderClient copy = client;
+        const BinderClient other(kClient, kInterface);
+        static_cast<void>(copy == other);
+    });
+    trial.require(BinderClient(party) == BinderClient(kClient, kInterface), "the next use");
+}
+
+void serializingClients(Trial& trial) {
+    std::string uuids;
+    std::string interfaces;
+    trial.operate([&] { BinderDb::serializeClientsList(someClients(), uuids, interfaces); });
+    trial.require(trial.threw() || (uuids == kClient.base64URL() && interfaces == kInterface),
+                  "other texts");
+    BinderDb::serializeClientsList(someClients(), uuids, interfaces);
+    trial.require(interfaces == kInterface, "the next use");
+}
+
+void deserializingClients(Trial& trial) {
+    BinderClientsList list;
+    const auto read = [&] {
+        BinderDb::deserializeClientList(kClient.base64URL(), kInterface, list);
+    };
+    trial.operate(read);
+    trial.require(trial.threw() || list == someClients(), "another list");
+    read();
+    trial.require(list == someClients(), "the next use");
+}
+
 void identifying(Trial& trial) {
     IdentificationStubDb storage(kOwner);
     DbWithIdentification db(storage);
@@ -157,6 +201,16 @@ Row printing(const std::string& name, const Value& value) {
             }};
 }
 
+template <class Enum, class Read>
+Row readingName(const std::string& name, const std::string& text, Enum expected, Read read) {
+    return {name, [=](Trial& trial) {
+                auto value = Enum{};
+                trial.operate([&] { value = read(text); });
+                trial.require(trial.threw() || value == expected, "another value");
+                trial.require(read(text) == expected, "the next use");
+            }};
+}
+
 template <class Value>
 Row naming(const std::string& name, Value value) {
     return {name, [value](Trial& trial) {
@@ -174,6 +228,10 @@ TEST(BindingLadder, Allocations) {
         {"BinderStubDb::updateClientsList", storing},
         {"BinderStubDb::getClientsList", reading},
         {"BinderProxy: bind", toAServer},
+        {"BinderProxy: unbind", fromAServer},
+        {"BinderClient", describingAClient},
+        {"BinderDb::serializeClientsList", serializingClients},
+        {"BinderDb::deserializeClientList", deserializingClients},
         {"DbWithIdentification", identifying},
         printing("ostream << BinderClientsList", someClients()),
         printing("ostream << Identification", conv::Identification()),
@@ -183,6 +241,11 @@ TEST(BindingLadder, Allocations) {
         naming("toString(Binder::Error)", Binder::BINDER_ERROR_TOO_MANY_CLIENTS),
         naming("toString(CommandExecutionState)", command::CommandExecutionState::InProgress),
         naming("toString(ConnectorType)", conv::ConnectorType::Schuko),
+        naming("toString(Reason)", communication::Reason::UnexpectedHttpResponseCode),
+        naming("toString(CommandSeverity)", command::CommandSeverity::Emergency),
+        naming("toString(CommandStatus)", command::CommandStatus::Acknowledged),
+        readingName("from_string<ConnectorType>", "NemaL520", conv::ConnectorType::NemaL520,
+                    conv::from_string<conv::ConnectorType>),
     });
 }
 

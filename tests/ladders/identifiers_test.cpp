@@ -72,6 +72,45 @@ void readingBinary(Trial& trial) {
     trial.require(text == kText, "the next use");
 }
 
+/// Through a stream and through a function, there and back.
+std::string throughAStream() {
+    std::stringstream stream;
+    stream.exceptions(std::ios_base::badbit);
+    BinarySerializer(stream) << true << kText << "a text";
+    bool flag = false;
+    std::string text;
+    std::string view;
+    BinaryDeserializer(stream) >> flag >> text >> view;
+    return text + view;
+}
+
+std::string throughFunctions() {
+    std::string bytes;
+    BinarySerializer writer([&](const char* data, unsigned size) { bytes.append(data, size); });
+    writer << kText << UnixTime(1, 0);
+    std::size_t read = 0;
+    BinaryDeserializer reader(
+        [&](char* data, unsigned size) { read += bytes.copy(data, size, read); });
+    std::string text;
+    UnixTime time;
+    reader >> text >> time;
+    return text + std::to_string(time.seconds());
+}
+
+std::string encoded() {
+    static constexpr char kAlphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    Base64::encodeTobase64(kBytes, kAlphabet, out);
+    return out;
+}
+
+std::string decoded() {
+    std::string out;
+    Base64::decodeFromBase64Any(kBase64, out);
+    return out;
+}
+
 TEST(IdentifiersLadder, Allocations) {
     ladders::climbAllocations({
         giving("Uuid of bytes",
@@ -102,9 +141,19 @@ TEST(IdentifiersLadder, Allocations) {
                    out << Uuid::NIL;
                    return out.str();
                }),
+        giving("Uuid of random bytes", [] { return Uuid(3ULL).version(); }),
+        giving("Uuid of a vector", [] { return Uuid(std::vector<unsigned char>(16, 7)); }),
+        giving("Base64::encodeTobase64", encoded),
+        giving("Base64::decodeFromBase64Any", decoded),
+        giving("BinarySerializer and BinaryDeserializer on a stream", throughAStream),
+        giving("BinarySerializer and BinaryDeserializer on functions", throughFunctions),
         {"BinarySerializer", writingBinary},
         {"BinaryDeserializer", readingBinary},
     });
+}
+
+TEST(IdentifiersLadder, Calls) {
+    ladders::climbCalls({giving("Uuid of random bytes", [] { return Uuid(3ULL).version(); })});
 }
 
 }  // namespace

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <vorn/common/Uuid.h>
 #include <vorn/common/lwjson/Deserializer.h>
 #include <vorn/common/lwjson/Serializer.h>
+#include <vorn/common/time/SecondsDuration.h>
 #include <vorn/common/time/UnixTime.h>
 
 #include "ladders/Ladder.h"
@@ -159,8 +162,289 @@ const Row kRows[] = {
      })},
 };
 
+/// A call that gives a value: the same again after every failure.
+template <class Make>
+Row giving(const std::string& name, Make make) {
+    return {name, [make](Trial& trial) {
+                const auto expected = make();
+                auto result = expected;
+                trial.operate([&] { result = make(); });
+                trial.require(result == expected && make() == expected, "another result");
+            }};
+}
+
+/// A look-up or extraction that is refused: with its own text, or for want of memory.
+template <class Error, class Refused>
+Row refusing(const std::string& name, const std::string& text, Refused refused) {
+    return giving(name, [text, refused] {
+        try {
+            refused();
+        } catch (const Error& error) {
+            return error.what() == text;
+        }
+        return false;
+    });
+}
+
+template <class Value>
+Row extractingNumber(const std::string& name) {
+    return giving(name, [] {
+        Value value{};
+        Deserializer::extractValue("17", 2, value, "a name that needs memory of its own");
+        return value;
+    });
+}
+
+const std::string kName = "a name that needs memory of its own";
+const char* const kMembers = R"([1,{"a":["a text"]},[2,3]])";
+const char* const kMembersEnd = kMembers + std::char_traits<char>::length(kMembers);
+
+Row parsingAMember() {
+    return giving("Deserializer of a member", [] {
+        const Deserializer::String name(kName.data(), kName.size());
+        const Deserializer node(kMembers, kMembersEnd, 5, name);
+        return node.members().size() + node.name().size();
+    });
+}
+
+Row parsing() {
+    return giving("Deserializer::parseJson", [] {
+        Deserializer node;
+        return node.parseJson(kMembers, kMembersEnd, 5) == kMembersEnd &&
+               node.members().size() == 3;
+    });
+}
+
+Row extractingMembers() {
+    return giving("Deserializer::extractMembers", [] {
+        Deserializer node;
+        return node.extractMembers(kMembers + 1, kMembersEnd, ']', false, 5) == kMembersEnd &&
+               node.members().size() == 3;
+    });
+}
+
+Row parsingAKey() {
+    return giving("Deserializer::parseKey", [] {
+        const std::string text = "\"a key that needs memory of its own\":1";
+        Deserializer::String key;
+        return Deserializer().parseKey(key, text.data(), text.data() + text.size()) != nullptr &&
+               key.size == text.size() - 4;
+    });
+}
+
+Row contexts() {
+    return giving("CompareContext", [] {
+        const Deserializer::CompareContext root(false, nullptr, false);
+        return root.member(kName).element(2).member(kName).path();
+    });
+}
+
+Row comparingInAContext() {
+    return giving("Deserializer::compare in a context", [] {
+        const Deserializer::CompareContext context(false, nullptr, false);
+        Deserializer(R"({"a":[1,{"b":2}]})").compare(Deserializer(R"({"a":[2,{"c":2}]})"), context);
+        return context.differences();
+    });
+}
+
+Row comparingUpToTheFirst() {
+    using Context = Deserializer::CompareContext;
+    return refusing<Context::Exception>("Deserializer::compare that throws", "Value mismatch", [] {
+        const Context context(true, nullptr, false);
+        Deserializer("[1]").compare(Deserializer("[2]"), context);
+    });
+}
+
+Row lookingUp() {
+    return refusing<std::out_of_range>(
+        "Deserializer::getMember of nothing",
+        "lwjson::deserializer \"" + kName + "\" value not found in object \"\"",
+        [] { static_cast<void>(kTree.getMember(kName.c_str())); });
+}
+
+Row indexing() {
+    return refusing<std::out_of_range>(
+        "Deserializer[index] out of range",
+        "lwjson::deserializer operator[index] called with index out of range \"a\"",
+        [] { static_cast<void>(kTree["a"][7]); });
+}
+
+Row lookingUpInAnArray() {
+    return refusing<std::invalid_argument>(
+        "Deserializer[name] of an array",
+        "lwjson::deserializer operator[member] called on non-object type \"a\"",
+        [] { static_cast<void>(kTree["a"]["b"]); });
+}
+
+Row extractingNoBoolean() {
+    return refusing<std::invalid_argument>(
+        "Deserializer::extractValue of no boolean",
+        "lwjson::deserializer \"" + kName + "\" is not a boolean", [] {
+            bool value = false;
+            Deserializer::extractValue("7", 1, value, kName.c_str());
+        });
+}
+
+Row extractingNoInteger() {
+    return refusing<std::invalid_argument>(
+        "Deserializer::extractValue of no integer",
+        "lwjson::deserializer \"" + kName + "\" is not an integer", [] {
+            int value = 0;
+            Deserializer::extractValue("x", 1, value, kName.c_str());
+        });
+}
+
+Row extractingTooMuch() {
+    return refusing<std::out_of_range>(
+        "Deserializer::extractValue out of range",
+        "lwjson::deserializer \"" + kName + "\" value out of range", [] {
+            unsigned char value = 0;
+            Deserializer::extractValue("256", 3, value, kName.c_str());
+        });
+}
+
+/// Rows for one way to make a serializer, which then writes a key.
+template <class... Arguments>
+Row making(const std::string& name, Arguments... arguments) {
+    return giving(name, [=] {
+        Serializer writer(arguments...);
+        if (!writer.isFinalized()) {
+            writer.appendKey("a key that needs memory of its own");
+        }
+        return writer.json();
+    });
+}
+
+const std::string kBegun = R"({"begun":"a text that needs memory of its own")";
+const std::string kWhole = R"(["a text that needs memory of its own"])";
+
+Row writingIntoAString(const std::string& name, const std::string& begun) {
+    return giving(name, [begun] {
+        std::string text = begun;
+        Serializer writer(text, Serializer::Compact);
+        writer.appendKey("a key that needs memory of its own");
+        return text;
+    });
+}
+
+Row beginningAfresh() {
+    return giving("Serializer::init", [] {
+        Serializer writer(0U);
+        writer.init(2000, Serializer::Compact);
+        return writer.json().capacity() >= 2000;
+    });
+}
+
+Row appending() {
+    return giving("Serializer::appendValue, appendValueAsString, addNull", [] {
+        Serializer writer(0U);
+        writer.appendKey("a");
+        writer.appendValue(kWhole.c_str());
+        writer.appendKey("b");
+        writer.appendValueAsString(kName.c_str());
+        writer.addNull(kName.c_str());
+        writer.finalize();
+        return writer.json();
+    });
+}
+
+Row erasing() {
+    return giving("Serializer::setNull", [] {
+        Serializer writer(0U);
+        writer.setNull();
+        return writer.json();
+    });
+}
+
+template <class Value>
+Row addingValue(const std::string& name, Value value) {
+    return giving(name, [value] {
+        Serializer writer(0U);
+        for (int i = 0; i < 20; ++i) {
+            writer.addValue(value);
+        }
+        return writer.json();
+    });
+}
+
+Row addingAPart() {
+    return refusing<std::invalid_argument>(
+        "Serializer::addValue of a part",
+        "lwjson::Serializer::addValue(const Serializer & object) - object is not finalized", [] {
+            Serializer writer(0U);
+            writer.addValue(Serializer(0U));
+        });
+}
+
+Row addingTooLate() {
+    return refusing<std::runtime_error>("Serializer::addValue once finalized",
+                                        "Trying to append value on a finalized Serializer", [] {
+                                            Serializer writer(kWhole);
+                                            writer.addValue(1);
+                                        });
+}
+
+std::vector<Row> readerRows() {
+    using vorn::common::time::SecondsDuration;
+    return {
+        parsingAMember(),
+        parsing(),
+        extractingMembers(),
+        parsingAKey(),
+        contexts(),
+        comparingInAContext(),
+        comparingUpToTheFirst(),
+        lookingUp(),
+        indexing(),
+        lookingUpInAnArray(),
+        extractingNoBoolean(),
+        extractingNoInteger(),
+        extractingTooMuch(),
+        extractingNumber<signed char>("Deserializer::extractValue of a signed char"),
+        extractingNumber<unsigned short>("Deserializer::extractValue of an unsigned short"),
+        extractingNumber<int>("Deserializer::extractValue of an int"),
+        extractingNumber<unsigned long long>("Deserializer::extractValue of 64 bits"),
+        extractingNumber<float>("Deserializer::extractValue of a float"),
+        extractingNumber<double>("Deserializer::extractValue of a double"),
+        extractingNumber<long double>("Deserializer::extractValue of a long double"),
+        extractingNumber<UnixTime>("Deserializer::extractValue of a time"),
+        extractingNumber<SecondsDuration>("Deserializer::extractValue of a duration"),
+    };
+}
+
+std::vector<Row> writerRows() {
+    return {
+        making("Serializer(reserve)", 100U),
+        making("Serializer(reserve, format)", 100U, Serializer::Compact),
+        making("Serializer()"),
+        making("Serializer(format)", Serializer::Pretty),
+        making("Serializer(const string&)", kBegun),
+        making("Serializer(string&&) that is whole", kWhole),
+        writingIntoAString("Serializer(string&)", ""),
+        writingIntoAString("Serializer(string&) that goes on", kBegun),
+        giving("Serializer(string&&)", [] { return Serializer(std::string(kBegun)).json(); }),
+        beginningAfresh(),
+        appending(),
+        erasing(),
+        addingValue("Serializer::addValue of a float", 0.5F),
+        addingValue("Serializer::addValue of a long double", 0.5L),
+        addingValue("Serializer::addValue of an integer", 123456789LL),
+        addingValue("Serializer::addValue of a boolean", true),
+        addingAPart(),
+        addingTooLate(),
+    };
+}
+
 TEST(JsonLadder, Allocations) {
     ladders::climbAllocations({std::begin(kRows), std::end(kRows)});
+}
+
+TEST(JsonReaderLadder, Allocations) {
+    ladders::climbAllocations(readerRows());
+}
+
+TEST(JsonWriterLadder, Allocations) {
+    ladders::climbAllocations(writerRows());
 }
 
 }  // namespace
