@@ -244,6 +244,12 @@ TEST(BindingLadder, Allocations) {
         naming("toString(Reason)", communication::Reason::UnexpectedHttpResponseCode),
         naming("toString(CommandSeverity)", command::CommandSeverity::Emergency),
         naming("toString(CommandStatus)", command::CommandStatus::Acknowledged),
+        readingName("fromString<ComState>", "connection failed",
+                    communication::ComState::ConnectionFailed,
+                    communication::fromString<communication::ComState>),
+        readingName("fromString<Reason>", "unexpected HTTP response code",
+                    communication::Reason::UnexpectedHttpResponseCode,
+                    communication::fromString<communication::Reason>),
         readingName("from_string<ConnectorType>", "NemaL520", conv::ConnectorType::NemaL520,
                     conv::from_string<conv::ConnectorType>),
     });

@@ -263,6 +263,82 @@ void waitingForALockedFile(Trial& trial) {
     trial.require(contentOf(path) == kOld, "the file has changed");
 }
 
+void readingJoinedLines(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.write("a", "line one, which needs memory of its own\nline two\n");
+    const std::string separator = "a separator that needs memory of its own";
+    const auto all = tools::readFileLinesToString(path, separator, {});
+    std::string text;
+    trial.operate([&] { text = tools::readFileLinesToString(path, separator, {}); });
+    // A file that cannot be opened or read gives an empty list.
+    trial.require(text == all || (trial.struck() && text.empty()), "a part of the lines");
+    trial.require(tools::readFileLinesToString(path, separator, {}) == all, "the next use");
+}
+
+void makingATemporaryFolder(Trial& trial) {
+    const TempDir dir;
+    const TemporaryPlace place(dir.path());
+    const std::string prefix = "a prefix that needs memory of its own";
+    trial.operate([&] { static_cast<void>(tools::createTemporaryFolder(prefix)); });
+    trial.require(dir.entries() == (trial.threw() ? 0U : 1U), "a folder is left, or none is there");
+}
+
+/// The former file stays where it cannot be removed; the next is never touched by a failure.
+void changingPath(Trial& trial) {
+    const TempDir dir;
+    const auto first = dir.write("a file whose name needs memory of its own", "");
+    const auto next = dir.write("another file whose name needs memory of its own", "");
+    {
+        TemporaryFile file(first, true);
+        trial.operate([&] { file.setPath(next, true); });
+        trial.require(std::filesystem::exists(next), "the next file is gone");
+        trial.require(trial.threw() || !std::filesystem::exists(first), "the former file is left");
+        file.setPath(next, true);
+    }
+    std::filesystem::remove(first);
+    trial.require(dir.entries() == 0, "something is left");
+}
+
+void takingAFile(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.write("a file whose name needs memory of its own", "");
+    trial.operate([&] {
+        TemporaryFile file(path, true);
+        static_cast<void>(file.getPath());
+        file.release();
+    });
+    trial.require(dir.entries() == 1, "removed what it does not own");
+}
+
+void makingADirectory(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.file("a directory whose name needs memory of its own");
+    trial.operate([&] {
+        TemporaryDirectory directory(path);
+        directory.release();
+    });
+    trial.require(std::filesystem::exists(path) == !trial.threw(), "is left although it threw");
+    std::filesystem::remove(path);
+    const TemporaryDirectory next(path);
+    trial.require(std::filesystem::exists(path), "the next use");
+}
+
+/// All ways to open a file that is there.
+void openingLockedFiles(Trial& trial) {
+    const TempDir dir;
+    const auto path = dir.write("a file whose name needs memory of its own", kOld);
+    const auto open = [&] {
+        static_cast<void>(LockedFile::create(path));
+        static_cast<void>(LockedFile::tryCreateUntil(path, inOneMinute()));
+        static_cast<void>(LockedFile::wait(path));
+        static_cast<void>(LockedFile::waitUntil(path, inOneMinute()));
+    };
+    trial.operate(open);
+    trial.require(contentOf(path) == kOld, "the file has changed");
+    trial.require(dir.entries() == 1, "a lock file is left");
+    open();
+}
+
 CachedFileManager::Options atOnce() {
     CachedFileManager::Options options;
     options.writeDelay = 0ms;
@@ -344,6 +420,29 @@ void changingLater(Trial& trial) {
     locked.write();
     locked.flush();
     trial.require(contentOf(stored.path) == "text:last", "the next write");
+}
+
+/// Without a manager. A failed write is dropped, and the object stays.
+void handling(Trial& trial) {
+    const Stored stored;
+    files::CountingObserver observer;
+    auto object = std::make_unique<Text>("default");
+    trial.operate([&] {
+        stream::StreamableHandler handler(
+            std::move(object),
+            stream::make_ofstreamBuilder(stored.path, std::ios_base::trunc,
+                                         std::filesystem::perms::owner_all, stored.backup),
+            observer, 0ms);
+        static_cast<void>(handler.load(stream::make_ifstreamBuilder(stored.path)));
+        stream::StreamableHandler moved(std::move(handler));
+        {
+            const auto locked = moved.lock();
+            textOf(locked).content = kNew;
+            locked.write();
+        }
+        static_cast<void>(moved.run());
+    });
+    trial.require(stored.isWhole(), "file and backup are lost");
 }
 
 class Settings : public settings::JsonSettings {
@@ -449,6 +548,13 @@ std::vector<Row> rows() {
 
 TEST(FilesLadder, Allocations) {
     auto all = rows();
+    all.push_back({"readFileLinesToString", readingJoinedLines});
+    all.push_back(makingFiles({"createTemporaryFolder", makingATemporaryFolder}));
+    all.push_back({"TemporaryFile(path)", takingAFile});
+    all.push_back({"TemporaryFile::setPath", changingPath});
+    all.push_back({"TemporaryDirectory(path)", makingADirectory});
+    all.push_back({"LockedFile: create, wait", openingLockedFiles});
+    all.push_back({"StreamableHandler", handling, Answer::Hides});
     all.push_back({"FileMutex: lock, unlock and end", lockingWithoutMemory});
     all.push_back({"JsonSettings: read", readingSettings, Answer::Hides});
     all.push_back({"TemporaryFile", makingATemporary([] { const TemporaryFile file; })});

@@ -101,6 +101,37 @@ void securing(Trial& trial) {
     trial.require(text.decipheredString() == plain, "the next use");
 }
 
+void copyingSecrets(Trial& trial) {
+    CipherLog log;
+    const std::string plain = "a text that needs memory of its own";
+    auto stored = SecureString::fromPlainText(TestCipher::make(log), plain);
+    const auto ciphered = stored.cipheredString();
+    SecureString target(TestCipher::make(log));
+    const auto before = target.cipheredString();
+    trial.operate([&] {
+        const auto made = SecureString::fromPlainText(TestCipher::make(log), plain);
+        const auto taken = SecureString::fromCiphered(TestCipher::make(log), ciphered);
+        target = taken;
+    });
+    trial.require(target.cipheredString() == (trial.threw() ? before : ciphered),
+                  "neither as before nor a copy");
+    target = stored;
+    trial.require(target.decipheredString() == plain, "the next use");
+}
+
+void copyingCiphers(Trial& trial) {
+    CipherLog log;
+    const auto cipher = TestCipher::make(log, "a prefix that needs memory of its own");
+    auto target = TestCipher::make(log);
+    trial.operate([&] {
+        const cipher::CipherProxy copy(cipher);
+        target = copy;
+    });
+    target = cipher;
+    trial.require(target.encrypt("a") == cipher.encrypt("a"), "the next use");
+    trial.require(log.alive == 2, "a cipher is left");
+}
+
 /// What the entry point throws becomes the text of the error.
 Row opening(const Row& row) {
     return row.mayThrow<std::invalid_argument>("Error loading ")
@@ -123,6 +154,8 @@ std::vector<Row> rows() {
 TEST(PluginsLadder, Allocations) {
     auto all = rows();
     all.push_back({"SecureString", securing});
+    all.push_back({"SecureString: make and assign", copyingSecrets});
+    all.push_back({"CipherProxy: copy", copyingCiphers});
     ladders::climbAllocations(all);
 }
 

@@ -9,7 +9,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <sstream>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include <gtest/gtest.h>
 
@@ -90,6 +93,114 @@ void ending(Trial& trial) {
     trial.require(works(), "the next run");
 }
 
+/// The exit status of a program that its child could not set up or execute.
+constexpr int kNotExecuted = 1;
+
+/// In its own root and process group: `true` has run there, or nothing has.
+void enteringARoot(Trial& trial) {
+    auto params = kParams;
+    params.chrootDir = "/";
+    params.ownProcessGroup = true;
+    Executable program(kProgram, params);
+    trial.operate([&] { program.execAsync({}); });
+    trial.require(
+        trial.threw() || waitUntil([&] { return program.getStatus() > Executable::Running; }, 10s),
+        "does not end");
+    const auto code = program.getExitCode();
+    trial.require(!code || code == 0 || (trial.struck() && code == kNotExecuted), "another status");
+    trial.require(code || trial.struck(), "no status");
+}
+
+/// The program that puts others into control groups may be missing, or refuse.
+void enteringControlGroups(Trial& trial) {
+    auto params = kParams;
+    params.cgroups = {{"a control group whose name needs memory of its own"}};
+    running(trial, [&](Executable&) {
+        Executable program(kProgram, params);
+        program.execAsync({});
+        static_cast<void>(
+            waitUntil([&] { return program.getStatus() != Executable::Running; }, 10s));
+    });
+}
+
+void timingOut(Trial& trial) {
+    Executable program({"/bin/sleep", "100"}, {.timeout = 20ms, .ownProcessGroup = true});
+    trial.operate([&] { program.execAsync({}); });
+    trial.require(
+        trial.threw() || waitUntil([&] { return program.getStatus() > Executable::Running; }, 10s),
+        "does not end");
+    trial.require(trial.struck() || program.getStatus() == Executable::TimedOut,
+                  "did not time out");
+}
+
+void startingAlone(Trial& trial) {
+    const auto pipes = std::make_shared<Executable::Pipes>();
+    auto params = kParams;
+    params.chrootDir = "/";
+    params.ownProcessGroup = true;
+    pid_t child = -1;
+    trial.operate([&] { child = Executable::prepareEnvAndExec(kProgram, pipes, params); });
+    trial.require((child == -1) == trial.threw(), "neither a child nor an error");
+    int status = 0;
+    while (child > 0 && ::waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
+    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    trial.require(code == 0 || (trial.struck() && code == kNotExecuted), "another status");
+}
+
+void makingAScript(Trial& trial) {
+    const std::string text = "exit 3 # a text that needs memory of its own";
+    trial.operate([&] {
+        const executable::Script script(text, kParams);
+        executable::Script grouped(text, {.cgroups = {{"a group"}}, .ownProcessGroup = true});
+        static_cast<void>(script.getStatus());
+    });
+    trial.require(works(), "the next script");
+}
+
+void makingAnExecutor(Trial& trial) {
+    const std::string captured = "what the routine needs, with memory of its own";
+    const ScriptExecutor::Routine routine = [captured](ScriptContext*) { return 0; };
+    trial.operate([&] { const ScriptExecutor executor(1, routine); });
+    ScriptExecutor next(1, routine);
+    next.start();
+}
+
+void failingToChangeIdentity(Trial& trial) {
+    const std::string nobody = "a user whose name needs memory of its own";
+    trial.operate([&] {
+        try {
+            service::setProcessAttributes({nobody, nobody, {CAP_NET_RAW}}, nobody);
+        } catch (const service::ServiceError& error) {
+            if (error.what() != "Failed to get UID of " + nobody) {
+                throw;
+            }
+        }
+    });
+}
+
+void printingStatus(Trial& trial) {
+    const service::ServiceStatus status(service::OperatingStatus::InService,
+                                        service::HealthStatus::NonRecoverableFailure);
+    std::ostringstream out;
+    out.exceptions(std::ios_base::badbit);
+    trial.operate([&] { out << status; });
+}
+
+void namingStatus(Trial& trial) {
+    std::string operating;
+    std::string health;
+    trial.operate([&] {
+        operating = toString(service::OperatingStatus::ShuttingDown);
+        health = toString(service::HealthStatus::NonRecoverableFailure);
+        static_cast<void>(service::fromString<service::OperatingStatus>(operating));
+        static_cast<void>(service::fromString<service::HealthStatus>(health));
+    });
+    trial.require(trial.threw() || service::fromString<service::HealthStatus>(health) ==
+                                       service::HealthStatus::NonRecoverableFailure,
+                  "another status");
+}
+
 ExecutableHolder held() {
     return {.executable = std::make_unique<Executable>(kProgram, kParams)};
 }
@@ -125,6 +236,13 @@ Script script() {
     script.content = "exit 3";
     script.environment = {"NAME=a value that needs memory of its own"};
     return script;
+}
+
+void printingAScript(Trial& trial) {
+    const auto printed = script();
+    std::ostringstream out;
+    out.exceptions(std::ios_base::badbit);
+    trial.operate([&] { out << printed; });
 }
 
 /// Needs no memory itself: what an observer throws is the service's.
@@ -234,18 +352,45 @@ const Row kStart =
     Row{"ScriptExecutor: start and terminate", startingAndEnding, Answer::Hides, Threads::All}
         .mayThrow<std::system_error>("");
 
+const Row kControlGroups = starting("Executable in control groups", enteringControlGroups);
+const Row kTimeOutLater = starting("Executable::execAsync: time out", timingOut);
+/// Whoever is not root cannot change it.
+const Row kRoot = starting("Executable in a root of its own", enteringARoot);
+const Row kAlone =
+    Row{"Executable::prepareEnvAndExec", startingAlone}.mayThrow<std::runtime_error>("fork failed");
+
 TEST(ExecutablesLadder, Allocations) {
     ladders::climbAllocations({kSync,
                                kAsync,
                                kLeaving,
                                kTimeOut,
+                               kTimeOutLater,
+                               kControlGroups,
                                kManagerSync,
                                kManagerAsync,
-                               {"ServiceStatus::getJson", describing}});
+                               {"Script", makingAScript},
+                               {"ServiceStatus::getJson", describing},
+                               {"ostream << ServiceStatus", printingStatus},
+                               {"service::toString, fromString", namingStatus}});
 }
 
 TEST(ExecutablesLadder, Calls) {
-    ladders::climbCalls({kAsync, kLeaving, kManagerAsync});
+    ladders::climbCalls({kAsync, kLeaving, kTimeOutLater, kControlGroups, kManagerAsync});
+}
+
+TEST(RootsLadder, Allocations) {
+    VORN_REQUIRE_ROOT();
+    ladders::climbAllocations({kRoot, kAlone});
+}
+
+TEST(RootsLadder, Calls) {
+    VORN_REQUIRE_ROOT();
+    ladders::climbCalls({kRoot, kAlone});
+}
+
+TEST(IdentityLadder, Allocations) {
+    ladders::climbAllocations(
+        {{"setProcessAttributes of an unknown user", failingToChangeIdentity}});
 }
 
 TEST(IdentityLadder, Calls) {
@@ -254,7 +399,10 @@ TEST(IdentityLadder, Calls) {
 }
 
 TEST(ScriptsLadder, Allocations) {
-    ladders::climbAllocations({kExecute, kStart});
+    ladders::climbAllocations({kExecute,
+                               kStart,
+                               {"ScriptExecutor", makingAnExecutor},
+                               {"ostream << Script", printingAScript}});
 }
 
 TEST(ScriptsLadder, Calls) {

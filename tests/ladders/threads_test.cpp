@@ -2,6 +2,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <shared_mutex>
 
@@ -128,6 +129,14 @@ void endingAMessageThread(Trial& trial) {
     trial.require(!thread.isStarted(), "is still started");
 }
 
+void movingAMessage(Trial& trial) {
+    Message message(1, 2);
+    std::unique_ptr<Message> moved;
+    trial.operate([&] { moved = message.move(); });
+    trial.require(message == Message(1, 2), "the message has changed");
+    trial.require(trial.threw() || *moved == message, "another message");
+}
+
 void sharing(Trial& trial) {
     RecursiveSharedMutex mutex;
     trial.operate([&] { const std::shared_lock lock(mutex); });
@@ -171,6 +180,7 @@ std::vector<Row> rows() {
             .mayThrow<std::system_error>(""),
         {"MessageThread: send", sending, Answer::Throws, Threads::All},
         {"MessageThread: end", endingAMessageThread, Answer::Throws, Threads::All},
+        {"Message::move", movingAMessage},
         {"RecursiveSharedMutex: share", sharing},
         {"CpuLoadRegulator", resting},
         {"Cooldown", coolingDown},

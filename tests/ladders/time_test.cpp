@@ -3,10 +3,12 @@
 #include <chrono>
 #include <mutex>
 #include <sstream>
+#include <string>
 
 #include <gtest/gtest.h>
 
 #include <vorn/common/time/ClockAlignedTimer.h>
+#include <vorn/common/time/SecondsDuration.h>
 #include <vorn/common/time/Timer.h>
 #include <vorn/common/time/UnixTime.h>
 
@@ -22,6 +24,7 @@ using ladders::Row;
 using ladders::Trial;
 using vorn::common::time::ClockAlignedTimer;
 using vorn::common::time::Recurrence;
+using vorn::common::time::SecondsDuration;
 using vorn::common::time::Timer;
 using vorn::common::time::UnixTime;
 
@@ -94,10 +97,26 @@ void printing(Trial& trial) {
     trial.operate([&] { out << UnixTime(1700000000, 250000000); });
 }
 
+void scheduling(Trial& trial) {
+    std::atomic<int> calls = 0;
+    Timer timer([&] { ++calls; }, 1ms, Recurrence::OneShot);
+    trial.operate([&] { timer.scheduleAt(UnixTime(0, 0)); });
+    trial.require(trial.threw() || helpers::waitUntil([&] { return calls == 1; }), "does not fire");
+    trial.require(fires(timer, calls), "does not fire when started again");
+}
+
+void printingADuration(Trial& trial) {
+    std::ostringstream out;
+    out.exceptions(std::ios_base::badbit);
+    trial.operate([&] { out << std::string(600, ' ') << SecondsDuration(4000000000U); });
+    trial.require(trial.threw() || out.str().size() > 600, "another text");
+}
+
 std::vector<Row> timers() {
     using Aligned = ClockAlignedTimer;
     using Callback = std::function<void()>;
     return {
+        {"Timer::scheduleAt", scheduling, Answer::Throws, Threads::All},
         Row{"Timer: create", creating<Timer, Callback>, Answer::Throws, Threads::All}
             .mayThrow<std::system_error>(""),
         {"Timer: start", starting<Timer, Callback>, Answer::Throws, Threads::All},
@@ -117,6 +136,7 @@ TEST(TimeLadder, Allocations) {
     rows.push_back({"UnixTime::toIso8601", writing});
     rows.push_back({"UnixTime::parseIso8601", reading});
     rows.push_back({"ostream << UnixTime", printing});
+    rows.push_back({"ostream << SecondsDuration", printingADuration});
     ladders::climbAllocations(rows);
 }
 
