@@ -22,6 +22,7 @@
 #include <vorn/common/service/ProcessAttributes.h>
 #include <vorn/common/service/ServiceStatus.h>
 
+#include "helpers/TempDir.h"
 #include "helpers/environment.h"
 #include "helpers/wait_until.h"
 #include "ladders/Ladder.h"
@@ -109,6 +110,17 @@ void enteringARoot(Trial& trial) {
     const auto code = program.getExitCode();
     trial.require(!code || code == 0 || (trial.struck() && code == kNotExecuted), "another status");
     trial.require(code || trial.struck(), "no status");
+}
+
+/// In a root without the program: whoever runs it has left the root out.
+void enteringAnEmptyRoot(Trial& trial) {
+    const helpers::TempDir root;
+    Executable program(kProgram, {.chrootDir = root.path().string()});
+    trial.operate([&] { program.execAsync({}); });
+    static_cast<void>(
+        waitUntil([&] { return trial.threw() || program.getStatus() > Executable::Running; }, 10s));
+    const auto code = program.getExitCode();
+    trial.require(code == kNotExecuted || (!code && trial.struck()), "ran outside of its root");
 }
 
 /// The program that puts others into control groups may be missing, or refuse.
@@ -356,6 +368,7 @@ const Row kControlGroups = starting("Executable in control groups", enteringCont
 const Row kTimeOutLater = starting("Executable::execAsync: time out", timingOut);
 /// Whoever is not root cannot change it.
 const Row kRoot = starting("Executable in a root of its own", enteringARoot);
+const Row kEmptyRoot = starting("Executable in a root without it", enteringAnEmptyRoot);
 const Row kAlone =
     Row{"Executable::prepareEnvAndExec", startingAlone}.mayThrow<std::runtime_error>("fork failed");
 
@@ -385,7 +398,7 @@ TEST(RootsLadder, Allocations) {
 
 TEST(RootsLadder, Calls) {
     VORN_REQUIRE_ROOT();
-    ladders::climbCalls({kRoot, kAlone});
+    ladders::climbCalls({kRoot, kEmptyRoot, kAlone});
 }
 
 TEST(IdentityLadder, Allocations) {
