@@ -276,6 +276,7 @@ void Server::serve(ClientId id, Client& client, short happened, Events& events) 
     } else if ((happened & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
         client.breakConnection();
     }
+    client.flush();  // first: the room that it makes lets lines be asked that came long ago
     while (!ending_) {
         std::optional<Line> line = client.nextLine();
         if (!line) {
@@ -283,7 +284,6 @@ void Server::serve(ClientId id, Client& client, short happened, Events& events) 
         }
         events.onLine(id, client.peer(), std::move(*line));
     }
-    client.flush();
 }
 
 void Server::closeIdle() {

@@ -32,6 +32,16 @@ std::string waiting(const std::string& file, const std::string& then) {
            "; do sleep 0.05; done; " + then + "\"}\n";
 }
 
+// Runs a program that fills both of its outputs with that text; returns the request for its result.
+std::string longResult(RawClient& client, const std::string& text) {
+    const std::string fill = "yes '" + text + "' | tr -d '\\\\n' | head -c 32768";
+    const std::string answer =
+        client.ask(R"({"request":"exec","timeout":60,"program":["/bin/sh","-c",")" + fill + "; " +
+                   fill + R"( >&2"]})");
+    EXPECT_EQ(member(client.line(), {"result"}), "\"exited\"");
+    return R"({"request":"result","uuid":)" + member(answer, {"uuid"}) + "}\n";
+}
+
 }  // namespace
 
 TEST(Clients, HalfALineDisturbsNobody) {
@@ -127,6 +137,22 @@ TEST(Clients, ThousandsOfRequestsAreAnsweredOneByOne) {
             ASSERT_EQ(member(client.line(), {"answer"}), "\"status\"");
         }
     }
+}
+
+TEST(Clients, ManyLongAnswersThatAreReadLateComeWithoutAPause) {
+    RunningService service(R"(, "clients": {"idle": 600})");
+    RawClient client = service.connect();
+    const std::string request = longResult(client, "a");
+    std::string block;
+    for (int i = 0; i < 40; ++i) {
+        block += request;
+    }
+    client.send(block);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(member(client.line(), {"answer"}), "\"result\"");
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(50));
 }
 
 TEST(Clients, OneTooManyIsToldSo) {
