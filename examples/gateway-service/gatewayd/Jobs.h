@@ -25,6 +25,7 @@ struct JobEnd {
         Killed,     ///< by a signal that did not come from here
         TimedOut,   ///< it outlived its time-out and was killed
         Cancelled,  ///< somebody asked for its end, or the service stopped, and it was killed
+        Failed,     ///< it could not be started; told apart for programs only
     };
 
     vorn::common::Uuid uuid;
@@ -34,7 +35,7 @@ struct JobEnd {
     std::optional<Output> errors{};  ///< likewise
 };
 
-/// "exited", "killed", "timeout" or "cancelled".
+/// "exited", "killed", "timeout", "cancelled" or "failed".
 [[nodiscard]] const char* toString(JobEnd::How how);
 
 }  // namespace gateway

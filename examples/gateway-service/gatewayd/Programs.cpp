@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Programs.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
@@ -12,6 +13,11 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include <vorn/common/executable/Executable.h>
@@ -33,35 +39,53 @@ constexpr std::chrono::milliseconds kLook(50);
 // cannot be killed.
 constexpr std::chrono::seconds kKillTime(1);
 
+// A description of our own: the program holds the read ends of its pipes too, may read what was
+// polled here, and may make what it shares wait.
+FileDescriptor reopened(int pipe) {
+    const std::string name = "/proc/self/fd/" + std::to_string(pipe);
+    FileDescriptor own(::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!own) {
+        throw std::system_error(errno, std::generic_category(), name);
+    }
+    return own;
+}
+
 /// One of a program's outputs, as it comes.
 class Capture {
   public:
-    explicit Capture(int pipe) : pipe_(pipe) {}
+    explicit Capture(int pipe) : pipe_(reopened(pipe)) {}
 
-    [[nodiscard]] pollfd polled() const { return {pipe_, POLLIN, 0}; }
+    [[nodiscard]] pollfd polled() const { return {pipe_.get(), POLLIN, 0}; }
 
-    /// Takes one block. At the end of the output nothing is polled any more.
-    void take() {
+    /// Takes one block, if there is one. At the end of the output nothing is polled any more.
+    /// Returns whether there may be more now.
+    bool take() {
         std::array<char, 16384> block;
-        const ssize_t count = ::read(pipe_, block.data(), block.size());
+        const ssize_t count = ::read(pipe_.get(), block.data(), block.size());
         if (count > 0) {
             const auto size = static_cast<std::size_t>(count);
             const std::size_t room = kMostOutput - output_.text.size();
             output_.text.append(block.data(), std::min(size, room));
             output_.cut = output_.cut || size > room;
             bytes_ += size;
-        } else if (count == 0 || errno != EINTR) {
-            pipe_ = -1;
+            return true;
         }
+        if (count < 0 && errno == EAGAIN) {
+            return false;  // somebody else was faster
+        }
+        if (count == 0 || errno != EINTR) {
+            pipe_ = FileDescriptor();
+            return false;
+        }
+        return true;
     }
 
     /// Takes what stands in the pipe now, and not what somebody goes on writing into it.
     void takeRest() {
         int waiting = 0;
-        if (pipe_ >= 0 && ::ioctl(pipe_, FIONREAD, &waiting) == 0) {
+        if (pipe_ && ::ioctl(pipe_.get(), FIONREAD, &waiting) == 0) {
             const std::size_t end = bytes_ + static_cast<std::size_t>(waiting);
-            while (pipe_ >= 0 && bytes_ < end) {
-                take();
+            while (bytes_ < end && take()) {
             }
         }
     }
@@ -69,28 +93,73 @@ class Capture {
     [[nodiscard]] Output output() && { return std::move(output_); }
 
   private:
-    int pipe_;
+    FileDescriptor pipe_;
     Output output_;
     std::size_t bytes_ = 0;
 };
 
 }  // namespace
 
-/// A program's process. The thread that follows it is the only one that signals and reaps it.
+/// A program and its process. The thread that follows it is the only one that starts, signals and
+/// reaps it.
 class Programs::Running {
   public:
     explicit Running(const ExecRequest& request)
-        : uuid(request.uuid), deadline_(Clock::now() + request.timeout) {
+        : uuid(request.uuid), request_(request), deadline_(Clock::now() + request.timeout) {}
+
+    /// The start and the end of it.
+    JobEnd run() {
+        JobEnd end{uuid, JobEnd::How::Cancelled};
+        if (stop_.clear() != 0) {
+            return end;
+        }
+        try {
+            start();
+        } catch (const std::exception& error) {
+            end.how = JobEnd::How::Failed;
+            end.output.emplace();
+            end.errors =
+                Output{"cannot execute \"" + request_.program[0] + "\": " + error.what() + "\n"};
+            return end;
+        }
+        return waitForEnd();
+    }
+
+    /// Kills it with its group, and with itself when it has left that.
+    void kill() const {
+        if (process_ > 0) {
+            ::kill(-process_, SIGKILL);
+            ::kill(process_, SIGKILL);
+        }
+    }
+
+    /// Gives its number back to the system. Waits for a process that has been killed.
+    void reap() const {
+        while (process_ > 0 && ::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+
+    /// Wakes whoever follows it. From any thread.
+    void stop() { stop_.set(); }
+
+    const Uuid uuid;
+
+  private:
+    void start() {
+        const std::string& path = request_.program[0];
+        // Root may "execute" any directory, and the child could not tell why it failed.
+        std::error_code ignored;
+        const bool directory = std::filesystem::is_directory(path, ignored);
+        if (directory || ::access(path.c_str(), X_OK) != 0) {
+            throw std::runtime_error(std::strerror(directory ? EISDIR : errno));
+        }
         Executable::Params params;
-        params.environment = request.environment;
+        params.environment = request_.environment;
         params.ownProcessGroup = true;
-        process_ = Executable::prepareEnvAndExec(request.program, pipes_, params);
+        process_ = Executable::prepareEnvAndExec(request_.program, pipes_, params);
         pipes_->closeWriting();
         descriptor_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process_, 0)));
     }
-
-    /// Wakes `waitForEnd`. From any thread.
-    void stop() { stop_.set(); }
 
     /// Takes the outputs until the process has ended, must end, or is asked to; a process that has
     /// not ended by then is killed with its group. Does not reap it.
@@ -127,18 +196,6 @@ class Programs::Running {
         return end;
     }
 
-    /// Kills it with its group, whatever holds.
-    void kill() const { ::kill(-process_, SIGKILL); }
-
-    /// Gives its number back to the system. Waits for a process that has been killed.
-    void reap() {
-        while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
-        }
-    }
-
-    const Uuid uuid;
-
-  private:
     // WNOWAIT: as long as it is not reaped, its number cannot become that of another process.
     bool hasEnded() {
         siginfo_t info{};
@@ -166,6 +223,7 @@ class Programs::Running {
         }
     }
 
+    const ExecRequest request_;
     const Clock::time_point deadline_;
     EventDescriptor stop_;
     std::shared_ptr<Executable::Pipes> pipes_ = std::make_shared<Executable::Pipes>();
@@ -194,8 +252,6 @@ void Programs::start(const ExecRequest& request) {
         }
         followers_._emplaceTask([this, running] { follow(*running); });
     } catch (const std::exception&) {
-        running->kill();
-        running->reap();
         const std::lock_guard lock(mutex_);
         running_.erase(name);
         throw;
@@ -212,7 +268,7 @@ void Programs::stop(const Uuid& uuid) {
 // An exception would end the process.
 void Programs::follow(Running& running) {
     try {
-        onEnd_(running.waitForEnd());
+        onEnd_(running.run());
     } catch (const std::exception&) {
         running.kill();
         onEnd_({running.uuid, JobEnd::How::Killed});

@@ -32,9 +32,11 @@ class Programs {
     /// Waits for every running program.
     ~Programs();
 
-    /// Throws `std::exception` when it cannot be started.
+    /// Returns before it is started: that waits for the file system. What cannot be started ends as
+    /// `Failed`, with the reason as its errors. Throws `std::exception` when nobody can follow it.
     void start(const ExecRequest& request);
-    /// Kills the program and its group; its end is told as `Cancelled`.
+    /// Kills the program and its group, when it is not started yet as soon as it is; its end is
+    /// told as `Cancelled`.
     void stop(const vorn::common::Uuid& uuid);
 
   private:

@@ -60,7 +60,7 @@ void addEnd(JsonLine& line, const JobEnd& end) {
 }  // namespace
 
 const char* toString(JobEnd::How how) {
-    constexpr const char* names[] = {"exited", "killed", "timeout", "cancelled"};
+    constexpr const char* names[] = {"exited", "killed", "timeout", "cancelled", "failed"};
     return names[static_cast<int>(how)];
 }
 

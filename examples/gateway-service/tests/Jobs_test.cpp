@@ -3,11 +3,13 @@
 // Jobs: programs whose output comes back, scripts, ends that are asked for, and the timers beside
 // them.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
@@ -125,18 +127,69 @@ TEST(Programs, WhatItLeavesBehindDelaysNoTimeOut) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
-TEST(Programs, RefusalsSayWhy) {
+TEST(Programs, ATimeOutEndsOneThatHasLeftItsGroup) {
+    RunningService service;
+    RawClient client = service.connect();
+    client.ask(R"({"request":"exec","timeout":1,"program":["/usr/bin/perl","-e",)"
+               R"("setpgrp(0, getpgrp(getppid)) or die; $| = 1; print 'moved'; sleep 600"]})");
+    const std::string result = client.line();
+    EXPECT_EQ(member(result, {"result"}), "\"timeout\"");
+    EXPECT_EQ(member(result, {"output"}), "\"moved\"");
+    EXPECT_TRUE(service.shows({"jobs", "running"}, "[]"));
+}
+
+TEST(Programs, OneThatReadsItsOwnOutputDelaysNoTimeOut) {
+    RunningService service;
+    RawClient client = service.connect();
+    // Whatever descriptor the end for reading has, it is read in competition with the service.
+    client.ask(
+        R"({"request":"exec","timeout":2,"program":["/bin/sh","-c",)"
+        R"("for end in /proc/self/fd/*; do end=${end##*/}; case $end in [3-9]|[1-9][0-9]) )"
+        R"(for reader in 1 2 3 4; do (eval \"exec cat <&$end\" >/dev/null 2>&1) & done;; esac; )"
+        R"(done; while :; do echo x; done"]})");
+    EXPECT_EQ(member(client.line(), {"result"}), "\"timeout\"");
+    EXPECT_TRUE(service.shows({"jobs", "running"}, "[]"));
+}
+
+// The kernel makes whoever executes a file with a lease wait for its holder.
+TEST(Programs, AFileWithALeaseHoldsUpNobodyElse) {
+    RunningService service;
+    const std::string file = service.directory().file("leased");
+    std::filesystem::copy_file("/bin/sh", file);
+    const gateway::FileDescriptor holder(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto before = std::signal(SIGIO, SIG_IGN);
+    if (::fcntl(holder.get(), F_SETLEASE, F_WRLCK) != 0) {
+        std::signal(SIGIO, before);
+        GTEST_SKIP() << "no lease can be had here";
+    }
+    RawClient client = service.connect();
+    const std::string answer = client.ask(R"({"request":"exec","timeout":600,"program":[")" + file +
+                                          R"(","-c","exec sleep 600"]})");
+    EXPECT_EQ(member(answer, {"answer"}), "\"accepted\"");
+    RawClient other = service.connect();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(member(other.ask(kStatus), {"answer"}), "\"status\"");
+    other.ask(R"({"request":"cancel","uuid":)" + member(answer, {"uuid"}) + "}");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+    EXPECT_EQ(::fcntl(holder.get(), F_SETLEASE, F_UNLCK), 0);
+    std::signal(SIGIO, before);
+    EXPECT_EQ(member(client.line(), {"result"}), "\"cancelled\"");
+}
+
+TEST(Programs, WhatCannotBeStartedSaysWhy) {
     RunningService service;
     const Outcome missing = service.control({"exec", "/no/such/program"});
-    EXPECT_EQ(missing.exitCode, 75);
+    EXPECT_EQ(missing.exitCode, 125);
     EXPECT_NE(missing.errors.find("cannot execute \"/no/such/program\": No such file"),
               std::string::npos);
     const Outcome directory = service.control({"exec", "/tmp"});
-    EXPECT_EQ(directory.exitCode, 75);
+    EXPECT_EQ(directory.exitCode, 125);
     EXPECT_NE(directory.errors.find("cannot execute \"/tmp\": Is a directory"), std::string::npos);
     EXPECT_EQ(service.control({"exec", "relative"}).exitCode, 76);
     EXPECT_EQ(service.control({"exec"}).exitCode, 64);
     RawClient client = service.connect();
+    client.ask(R"({"request":"exec","timeout":60,"program":["/no/such/program"]})");
+    EXPECT_EQ(member(client.line(), {"result"}), "\"failed\"");
     EXPECT_NE(client.ask(R"({"request":"exec","timeout":1,"program":[]})").find("absolute path"),
               std::string::npos);
 }
