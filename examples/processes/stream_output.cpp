@@ -2,6 +2,7 @@
 
 // Takes both outputs of a program while it runs: however much it writes and whatever it leaves
 // behind, it costs no more memory than was meant and no more time than its limit.
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -13,6 +14,8 @@
 #include <cerrno>
 #include <chrono>
 #include <iostream>
+#include <string>
+#include <system_error>
 
 #include <vorn/common/executable/Executable.h>
 
@@ -24,24 +27,45 @@ namespace {
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::size_t kMostKept = 20;
 
+// A description of our own, which does not wait: the child holds the read ends of its pipes too,
+// and may be faster than we are.
+int reopened(int pipe) {
+    const std::string name = "/proc/self/fd/" + std::to_string(pipe);
+    const int own = ::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (own < 0) {
+        throw std::system_error(errno, std::generic_category(), name);
+    }
+    return own;
+}
+
 struct Output {
-    int pipe;
+    explicit Output(int end) : opened(reopened(end)), pipe(opened) {}
+    ~Output() { ::close(opened); }
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    const int opened;
+    int pipe;               // -1 at its end
     std::string text{};     // the first kMostKept bytes
     std::size_t bytes = 0;  // how many there were
 };
 
-// Reads one block. What is beyond the limit is read all the same, so that the program never waits.
-// At the end of the output the pipe is -1, which poll leaves out.
-void take(Output& output) {
+// Reads one block, and returns whether there may be more now. What is beyond the limit is read all
+// the same, so that the program never waits. At the end of the output the pipe is -1, which poll
+// leaves out.
+bool take(Output& output) {
     std::array<char, 4096> block;
     const ssize_t count = ::read(output.pipe, block.data(), block.size());
     if (count > 0) {
         const auto size = static_cast<std::size_t>(count);
         output.bytes += size;
         output.text.append(block.data(), std::min(size, kMostKept - output.text.size()));
-    } else if (count == 0 || errno != EINTR) {
+        return true;
+    }
+    if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
         output.pipe = -1;
     }
+    return count < 0 && errno == EINTR;
 }
 
 // The rest that an ended program wrote. Somebody whom it left behind may hold the pipe open, and
@@ -50,8 +74,7 @@ void takeRest(Output& output) {
     int waiting = 0;
     if (output.pipe >= 0 && ::ioctl(output.pipe, FIONREAD, &waiting) == 0) {
         const std::size_t end = output.bytes + static_cast<std::size_t>(waiting);
-        while (output.pipe >= 0 && output.bytes < end) {
-            take(output);
+        while (output.bytes < end && take(output)) {
         }
     }
 }
@@ -75,8 +98,8 @@ void run(const std::string& shellText, std::chrono::milliseconds limit) {
         {.environment = {"PATH=/bin:/usr/bin"}, .ownProcessGroup = true});
     pipes->closeWriting();  // ours; without it the outputs would never end
 
-    Output out{pipes->out[0]};
-    Output err{pipes->err[0]};
+    Output out(pipes->out[0]);
+    Output err(pipes->err[0]);
     const auto deadline = Clock::now() + limit;
     while (!hasEnded(child) && Clock::now() < deadline) {
         pollfd polled[] = {{out.pipe, POLLIN, 0}, {err.pipe, POLLIN, 0}};
@@ -93,7 +116,8 @@ void run(const std::string& shellText, std::chrono::milliseconds limit) {
     }
     const bool timedOut = !hasEnded(child);
     if (timedOut) {
-        ::kill(-child, SIGKILL);  // its whole process group
+        ::kill(-child, SIGKILL);  // its whole process group,
+        ::kill(child, SIGKILL);   // which it may have left
     }
     int status = 0;
     ::waitpid(child, &status, 0);
