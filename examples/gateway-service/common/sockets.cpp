@@ -45,6 +45,14 @@ FileDescriptor openSocket(int flags) {
     return socket;
 }
 
+// Closing a passed descriptor may take as long as its sender likes (SO_LINGER). Connections inherit
+// this; Linux before 6.16 knows nothing of it.
+void refuseDescriptors(int socket) {
+    constexpr int passRights = 83;  // SO_PASSRIGHTS
+    const int off = 0;
+    ::setsockopt(socket, SOL_SOCKET, passRights, &off, sizeof off);
+}
+
 constexpr const char* kSystemSocket = "/run/gatewayd/gatewayd.sock";
 
 std::string variable(const char* name) {
@@ -83,6 +91,7 @@ FileDescriptor listenAt(const std::string& path) {
     if (bound != 0) {
         fail(error, "cannot bind \"" + path + "\"");
     }
+    refuseDescriptors(socket.get());
     if (::listen(socket.get(), SOMAXCONN) != 0) {
         fail(errno, "cannot listen on \"" + path + "\"");
     }

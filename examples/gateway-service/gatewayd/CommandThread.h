@@ -45,7 +45,12 @@ class CommandThread {
         const std::lock_guard lock(mutex_);
         if (!stopped_) {
             commands_.push_back(std::move(command));
-            thread_->sendMessage({kCommandClass, kOneMore});
+            try {
+                thread_->sendMessage({kCommandClass, kOneMore});
+            } catch (...) {
+                commands_.pop_back();  // else each message would run the command before its own
+                throw;
+            }
         }
     }
 

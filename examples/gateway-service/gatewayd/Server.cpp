@@ -7,17 +7,23 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <new>
 #include <thread>
 #include <utility>
 
+#include "Log.h"
 #include "answers.h"
 
 namespace gateway {
 
 namespace {
 
-constexpr unsigned kMostUnanswered = 8;
 constexpr std::size_t kMuchOutput = 65536;
+// An answer with both outputs of a program, each byte of them written as \u0000.
+constexpr std::size_t kLongestAnswer = 2 * 6 * kMostOutput + 1024;
+// What is owed has room, whatever it weighs.
+constexpr unsigned kMostUnanswered = 2;
+static_assert(kMuchOutput + kMostUnanswered * kLongestAnswer < Client::kMostOutput);
 constexpr unsigned kMostAccepts = 16;
 constexpr std::chrono::milliseconds kAcceptPause(200);
 constexpr std::chrono::seconds kFlushTime(2);
@@ -34,6 +40,16 @@ Peer peerOf(int socket) {
         return {};
     }
     return {credentials.uid, credentials.pid};
+}
+
+// What lacks memory costs the one client for whom it is done its connection.
+template <typename Action>
+void breakingWithoutMemory(Client& client, Action action) {
+    try {
+        action();
+    } catch (const std::bad_alloc&) {
+        client.breakConnection();
+    }
 }
 
 }  // namespace
@@ -89,6 +105,8 @@ void Client::queue(const std::string& line, Delivery delivery) {
     }
     if (output_.size() - sent_ + line.size() >= kMostOutput) {
         lost_ = true;
+        log::warning("a client takes no results and is given up: user " +
+                     std::to_string(peer_.user) + ", process " + std::to_string(peer_.process));
         return;
     }
     output_.erase(0, sent_);
@@ -163,7 +181,8 @@ void Server::run(Events& events) {
         }
         auto place = polled.begin() + kFixedDescriptors;
         for (auto& [id, client] : clients_) {
-            serve(id, client, place->revents, events);
+            breakingWithoutMemory(client,
+                                  [&, id = id] { serve(id, client, place->revents, events); });
             ++place;
         }
         closeIdle();
@@ -265,7 +284,8 @@ void Server::deliver() {
     }
     for (const Letter& letter : letters) {
         if (const auto client = clients_.find(letter.client); client != clients_.end()) {
-            client->second.queue(letter.line, letter.delivery);
+            breakingWithoutMemory(client->second,
+                                  [&] { client->second.queue(letter.line, letter.delivery); });
         }
     }
 }

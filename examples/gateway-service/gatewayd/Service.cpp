@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "Log.h"
@@ -94,7 +95,18 @@ void Service::apply(const AdjustableValues& values) {
 
 bool Service::run() {
     report_.start();
-    server_.run(*this);
+    try {
+        server_.run(*this);
+    } catch (const std::exception& error) {
+        // Destroying this object would wait for the jobs: the supervisor starts another one.
+        log::error(std::string("the service cannot go on: ") + error.what());
+        commands_.stop();  // from here on the state belongs to this thread
+        for (const auto& [uuid, job] : state_.jobs) {
+            static_cast<void>(stopJob(uuid, job));
+        }
+        std::this_thread::sleep_for(kKillAgain);  // programs are killed by other threads
+        return false;
+    }
     commands_.stop();
     settings_.flush();
     return !abandoned_;

@@ -38,8 +38,9 @@ class Service : private Server::Events, private vorn::common::BinderAdaptor::Lis
     Service(Parts parts, Server::Sources sources);
 
     /// Serves until a stop signal; then jobs have the configured time to end, or until a second
-    /// signal, and are killed. False when the process of one cannot be ended: the object cannot
-    /// then be destroyed either, and the caller leaves through _exit.
+    /// signal, and are killed. False when the process of one cannot be ended, or the loop lacked
+    /// memory: the object cannot then be destroyed either, and the caller leaves through _exit;
+    /// also when an exception leaves it.
     [[nodiscard]] bool run();
 
   private:

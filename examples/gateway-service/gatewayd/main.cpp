@@ -37,9 +37,10 @@ write to its standard output.
 exit status: 0 after a signal, 1 when it cannot start or end in good order, 2 for wrong usage
 )";
 
-// For the service itself, and for each job: two pipes, its process and a way to wake its thread.
+// For the service itself, and for each job: two pipes, each opened twice, its process and a way to
+// wake its thread.
 constexpr rlim_t kReservedDescriptors = 32;
-constexpr rlim_t kDescriptorsOfAJob = 6;
+constexpr rlim_t kDescriptorsOfAJob = 8;
 constexpr mode_t kDirectoryMode = 0750;
 
 std::vector<cap_value_t> capabilitiesOf(const std::string& names) {
@@ -175,14 +176,18 @@ int serve(const std::string& file) {
     const gateway::ListeningSocket socket(parts.configuration.socket);
     gateway::Service service(std::move(parts), {socket, stopSignal, reloadSignal});
     gateway::log::info("in service at " + socket.path());
-    const bool clean = service.run();
-    gateway::log::info(clean ? "ended" : "ends without a job that cannot be killed");
-    gateway::log::flush(200);
-    if (!clean) {
-        socket.remove();
-        ::_exit(1);  // the service's end would wait for that job
+    try {
+        const bool clean = service.run();
+        gateway::log::info(clean ? "ended" : "ends without its jobs");
+        gateway::log::flush(200);
+        if (clean) {
+            return 0;
+        }
+    } catch (const std::exception&) {
+        // Not even enough memory to say so.
     }
-    return 0;
+    socket.remove();
+    ::_exit(1);  // the service's end would wait for the jobs
 }
 
 int print(const std::string& text) {

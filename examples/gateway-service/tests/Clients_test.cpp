@@ -2,8 +2,15 @@
 
 // Clients that misbehave harm nobody else.
 
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
@@ -153,6 +160,102 @@ TEST(Clients, ManyLongAnswersThatAreReadLateComeWithoutAPause) {
         ASSERT_EQ(member(client.line(), {"answer"}), "\"result\"");
     }
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(50));
+}
+
+TEST(Clients, TheLongestAnswersThatAreReadLateCloseNoConnection) {
+    RunningService service;
+    RawClient client = service.connect();
+    // Nothing is longer in JSON than a control character.
+    const std::string request = longResult(client, "\\u0001");
+    std::string block;
+    for (int i = 0; i < 8; ++i) {
+        block += request;
+    }
+    client.send(block);
+    // The answers are all there, or wait for their turn, once another client has been served.
+    for (int i = 0; i < 100; ++i) {
+        expectServing(service);
+    }
+    for (int i = 0; i < 8; ++i) {
+        const std::string answer = client.line();
+        ASSERT_NE(answer, "") << "closed after " << i;
+        EXPECT_GT(answer.size(), 390000U);
+    }
+}
+
+TEST(Clients, OneThatLetsResultsPileUpIsGivenUpAndTheLogSaysSo) {
+    RunningService service(R"(, "jobs": {"limit": 8})");
+    RawClient client = service.connect();
+    client.ask(R"({"request":"set","name":"jobLimit","value":8})");
+    for (int i = 0; i < 8; ++i) {
+        const std::string answer = client.ask(
+            R"({"request":"exec","timeout":60,"program":["/bin/sh","-c","while ! test -e go; )"
+            R"(do sleep 0.05; done; head -c 32768 /dev/zero; head -c 32768 /dev/zero >&2"]})");
+        EXPECT_EQ(member(answer, {"answer"}), "\"accepted\"") << answer;
+    }
+    service.directory().write("go", "");
+    EXPECT_TRUE(service.logs("a client takes no results and is given up: user "));
+}
+
+TEST(Clients, NobodyPassesADescriptor) {
+    constexpr int passRights = 83;  // SO_PASSRIGHTS
+    const gateway::FileDescriptor own(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int off = 0;
+    if (::setsockopt(own.get(), SOL_SOCKET, passRights, &off, sizeof off) != 0) {
+        GTEST_SKIP() << "this kernel cannot refuse passed descriptors";
+    }
+    RunningService service;
+    const gateway::FileDescriptor connection = gateway::connectTo(service.socket());
+    char byte = ' ';
+    iovec text{&byte, 1};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+    msghdr message{};
+    message.msg_iov = &text;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* rights = CMSG_FIRSTHDR(&message);
+    rights->cmsg_level = SOL_SOCKET;
+    rights->cmsg_type = SCM_RIGHTS;
+    rights->cmsg_len = CMSG_LEN(sizeof(int));
+    const int passed = own.get();
+    std::memcpy(CMSG_DATA(rights), &passed, sizeof passed);
+    EXPECT_EQ(::sendmsg(connection.get(), &message, MSG_NOSIGNAL), -1);
+    EXPECT_EQ(errno, EPERM);
+}
+
+// It serves on, or it ends so that it is started again: a script that never ends holds it up in
+// neither.
+TEST(Clients, ThoseThatTakeAllMemoryLeaveNoHalfDeadService) {
+    if (helpers::kSlow) {
+        GTEST_SKIP() << "sanitizers and emulators need address space of their own";
+    }
+    RunningService service(
+        R"(, "clients": {"limit": 512, "perUser": 512}, "jobs": {"stopTime": 0})");
+    RawClient client = service.connect();
+    const std::string request = longResult(client, "\\u0001");
+    EXPECT_EQ(member(client.ask(R"({"request":"run","timeout":600,"script":"exec sleep 600"})"),
+                     {"answer"}),
+              "\"accepted\"");
+    const std::string status =
+        helpers::contentOf("/proc/" + std::to_string(service.process().id()) + "/status");
+    const rlim_t size = std::stoul(status.substr(status.find("VmSize:") + 7)) * 1024;
+    const rlimit limit{size + (rlim_t{16} << 20U), RLIM_INFINITY};
+    ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_AS, &limit, nullptr), 0);
+    std::vector<RawClient> crowd;
+    try {
+        for (int i = 0; i < 150; ++i) {
+            crowd.push_back(service.connect());
+            crowd.back().trySend(request + request);
+        }
+    } catch (const std::system_error&) {
+        // It has ended.
+    }
+    for (RawClient& one : crowd) {
+        one.endInput();
+    }
+    service.process().signal(SIGTERM);
+    service.process().wait();
 }
 
 TEST(Clients, OneTooManyIsToldSo) {
