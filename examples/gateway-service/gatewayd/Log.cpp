@@ -7,7 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <mutex>
 
 #include "descriptors.h"
@@ -33,17 +36,34 @@ class Stream {
         if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
             own_ = FileDescriptor(
                 ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+            mayWait_ = !own_;
         }
     }
 
     [[nodiscard]] int get() const { return own_ ? own_.get() : STDERR_FILENO; }
 
     ssize_t write(const std::string& bytes) const {
-        return isSocket_ ? ::send(get(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL)
-                         : ::write(get(), bytes.data(), bytes.size());
+        if (isSocket_) {
+            return ::send(get(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        }
+        // A pipe of somebody else's cannot be reopened, but what is ready for writing has room for
+        // so much: a writer that comes between is the only one that can still make this wait.
+        if (mayWait_ && !isReady()) {
+            errno = EAGAIN;
+            return -1;
+        }
+        const std::size_t size =
+            std::min<std::size_t>(bytes.size(), mayWait_ ? PIPE_BUF : SIZE_MAX);
+        return ::write(get(), bytes.data(), size);
     }
 
   private:
+    [[nodiscard]] bool isReady() const {
+        pollfd polled{get(), POLLOUT, 0};
+        return ::poll(&polled, 1, 0) > 0;
+    }
+
+    bool mayWait_ = false;
     FileDescriptor own_;
     bool isSocket_ = false;
 };

@@ -3,7 +3,9 @@
 // What the service does not take over from whoever starts it, and does not hand on.
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -69,6 +71,11 @@ class LogPipe {
     }
 
     void take() const { ::dup2(writing_.get(), STDERR_FILENO); }
+    // Like the pipe of somebody else. Call it in the process that is not to reopen it.
+    void forbidReopening() const {
+        ::fchmod(writing_.get(), 0);
+        ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+    }
     void closeReading() { reading_ = gateway::FileDescriptor(); }
     void closeWriting() { writing_ = gateway::FileDescriptor(); }
     [[nodiscard]] std::string content() const {
@@ -151,6 +158,18 @@ TEST(Hygiene, ALogThatNobodyReadsHoldsUpNobodyAndTellsWhatWasLost) {
         content += pipe.content();
         return content.find(" log lines were lost here\n") != std::string::npos;
     })) << content.size();
+    EXPECT_EQ(service.stop(), 0);
+}
+
+TEST(Hygiene, ALogThatCannotBeReopenedHoldsUpNobodyEither) {
+    LogPipe pipe;
+    RunningService service(R"(, "jobs": {"limit": 8})", [&pipe] {
+        pipe.take();
+        pipe.forbidReopening();
+    });
+    pipe.closeWriting();
+    fillTheLog(service);
+    EXPECT_EQ(service.control({"status"}).exitCode, 0);
     EXPECT_EQ(service.stop(), 0);
 }
 
