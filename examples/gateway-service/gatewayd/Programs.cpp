@@ -109,7 +109,7 @@ class Programs::Running {
 
     /// The start and the end of it.
     JobEnd run() {
-        JobEnd end{uuid, JobEnd::How::Cancelled};
+        JobEnd end{uuid, JobEnd::How::Cancelled, {}, Output{}, Output{}};
         if (stop_.clear() != 0) {
             return end;
         }
@@ -117,9 +117,8 @@ class Programs::Running {
             start();
         } catch (const std::exception& error) {
             end.how = JobEnd::How::Failed;
-            end.output.emplace();
-            end.errors =
-                Output{"cannot execute \"" + request_.program[0] + "\": " + error.what() + "\n"};
+            end.errors->text =
+                "cannot execute \"" + request_.program[0] + "\": " + error.what() + "\n";
             return end;
         }
         return waitForEnd();
