@@ -41,6 +41,15 @@ bool isLateControl(std::string_view text) {
     return text.size() > 1 && text[0] == '\xC2' && isBetween(text[1], 0x80, 0x9F);
 }
 
+// What ends a line or turns the direction of writing: U+200E, U+200F, U+2028 to U+202E and U+2066
+// to U+2069.
+bool isFormat(std::string_view text) {
+    return text.size() > 2 && text[0] == '\xE2' &&
+           ((text[1] == '\x80' &&
+             (isBetween(text[2], 0x8E, 0x8F) || isBetween(text[2], 0xA8, 0xAE))) ||
+            (text[1] == '\x81' && isBetween(text[2], 0xA6, 0xA9)));
+}
+
 void appendEscaped(std::string& out, char control) {
     constexpr std::string_view digits = "0123456789abcdef";
     const unsigned code = static_cast<unsigned char>(control);
@@ -131,7 +140,8 @@ std::string printable(std::string_view text, char instead) {
     out.reserve(text.size());
     while (!text.empty()) {
         const std::size_t length = sequenceLength(text);
-        if (length == 0 || isBetween(text[0], 0, 0x1F) || text[0] == 0x7F || isLateControl(text)) {
+        if (length == 0 || isBetween(text[0], 0, 0x1F) || text[0] == 0x7F || isLateControl(text) ||
+            isFormat(text)) {
             out += instead;
         } else {
             out += text.substr(0, length);

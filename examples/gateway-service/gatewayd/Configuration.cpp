@@ -86,7 +86,7 @@ Configuration parse(const std::string& text) {
     JsonFields clients = fields.object("clients");
     take(clients, "limit", configuration.clientLimit, 1, kMostClients);
     configuration.clientsPerUser = configuration.clientLimit - configuration.clientLimit / 4;
-    take(clients, "perUser", configuration.clientsPerUser, 1, kMostClients);
+    take(clients, "perUser", configuration.clientsPerUser, 1, configuration.clientLimit);
     take(clients, "idle", configuration.idle, 1, kDay);
     clients.finish();
     JsonFields bindings = fields.object("bindings");

@@ -59,6 +59,8 @@ TEST(JsonText, WhatIsShownHoldsNothingThatATerminalObeys) {
         {"\xc2\xa0\xc3\x9b\xe2\x82\xac\xf0\x9f\x98\x80",
          "\xc2\xa0\xc3\x9b\xe2\x82\xac\xf0\x9f\x98\x80"},
         {"\x9b\xff\xc2", "???"},
+        {"\xe2\x80\xa8\xe2\x80\xae\xe2\x80\x8f\xe2\x81\xa6", "????"},
+        {"\xe2\x80\xa7\xe2\x80\xaf\xe2\x81\xaa", "\xe2\x80\xa7\xe2\x80\xaf\xe2\x81\xaa"},
     };
     for (const auto& [text, shown] : rows) {
         EXPECT_EQ(printable(text, '?'), shown);
@@ -276,6 +278,15 @@ TEST(Configuration, TakesEveryMember) {
     EXPECT_EQ(configuration.settingsDelay, 4U);
     EXPECT_EQ(configuration.report, 5U);
     EXPECT_EQ(configuration.log, log::Level::Debug);
+}
+
+TEST(Configuration, OneUserMayNotHaveMoreThanAll) {
+    const helpers::TempDir directory;
+    const std::string file =
+        directory.write("c.json", R"({"clients": {"limit": 3, "perUser": 4}})");
+    EXPECT_THROW_TEXT(loadConfiguration(file), std::runtime_error,
+                      "configuration \"" + file +
+                          "\": \"clients.perUser\": a whole number from 1 to 3 is expected (found 4)");
 }
 
 TEST(Configuration, TheSettingsAreNamedLikeTheSocketAndBesideIt) {
