@@ -284,9 +284,10 @@ TEST(Configuration, OneUserMayNotHaveMoreThanAll) {
     const helpers::TempDir directory;
     const std::string file =
         directory.write("c.json", R"({"clients": {"limit": 3, "perUser": 4}})");
-    EXPECT_THROW_TEXT(loadConfiguration(file), std::runtime_error,
-                      "configuration \"" + file +
-                          "\": \"clients.perUser\": a whole number from 1 to 3 is expected (found 4)");
+    EXPECT_THROW_TEXT(
+        loadConfiguration(file), std::runtime_error,
+        "configuration \"" + file +
+            "\": \"clients.perUser\": a whole number from 1 to 3 is expected (found 4)");
 }
 
 TEST(Configuration, TheSettingsAreNamedLikeTheSocketAndBesideIt) {
