@@ -70,6 +70,7 @@ endif()
 
 # The service's classes alone.
 vorn_add_test_program(gateway-service_unit_tests gateway-service
+    "${gateway_root}/tests/Session_test.cpp"
     "${gateway_root}/tests/SettingsFile_test.cpp"
     "${gateway_root}/tests/Texts_test.cpp"
 )
@@ -80,6 +81,7 @@ vorn_add_test_program(gateway-service_tests gateway-common
     "${gateway_root}/tests/Bind_test.cpp"
     "${gateway_root}/tests/Clients_test.cpp"
     "${gateway_root}/tests/Flow_test.cpp"
+    "${gateway_root}/tests/Hostile_test.cpp"
     "${gateway_root}/tests/Hygiene_test.cpp"
     "${gateway_root}/tests/Jobs_test.cpp"
     "${gateway_root}/tests/Lifecycle_test.cpp"

@@ -109,6 +109,18 @@ FileDescriptor connectTo(const std::string& path) {
     return socket;
 }
 
+FileDescriptor connectAtOnce(const std::string& path) {
+    const sockaddr_un address = addressOf(path);
+    FileDescriptor socket = openSocket(SOCK_NONBLOCK);
+    if (::connect(socket.get(), generic(address), sizeof address) == 0) {
+        return socket;
+    }
+    if (errno != EAGAIN && errno != EINTR) {
+        fail(errno, "cannot connect to \"" + path + "\"");
+    }
+    return {};
+}
+
 namespace {
 
 // Whether `path` still names the open file: its former holder may have removed it meanwhile.

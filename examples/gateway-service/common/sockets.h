@@ -23,6 +23,10 @@ namespace gateway {
 /// A blocking stream socket connected to `path`, close-on-exec. Throws `std::system_error`.
 [[nodiscard]] FileDescriptor connectTo(const std::string& path);
 
+/// The same without waiting, and non-blocking; none when no more connections can wait there to be
+/// accepted.
+[[nodiscard]] FileDescriptor connectAtOnce(const std::string& path);
+
 /// A kernel lock on a file that is there for nothing else, held by at most one process.
 ///
 /// The kernel drops it however the process ends, so a lock file that is left over excludes nobody,

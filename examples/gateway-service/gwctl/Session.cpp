@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <iostream>
@@ -21,11 +22,36 @@ namespace gateway {
 namespace {
 
 constexpr std::size_t kLongestLine = std::size_t{2} << 20U;
-constexpr std::chrono::seconds kPatience(10);
+constexpr std::chrono::milliseconds kPause(20);
+constexpr std::chrono::seconds kFarewell(2);
 
-FileDescriptor connectOrFail(const std::string& path) {
+using Clock = std::chrono::steady_clock;
+
+int millisecondsUntil(Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60000));
+}
+
+void throwIfSet(const EventDescriptor* stop, std::chrono::milliseconds pause) {
+    pollfd polled{stop == nullptr ? -1 : stop->get(), POLLIN, 0};
+    if (::poll(&polled, 1, static_cast<int>(pause.count())) > 0) {
+        throw ConnectionError("told to stop");
+    }
+}
+
+// Nothing tells when a service takes connections again: it is tried until then.
+FileDescriptor connectOrFail(const std::string& path, const Patience& patience) {
+    const auto deadline = Clock::now() + patience.limit;
     try {
-        return connectTo(path);
+        for (;;) {
+            if (FileDescriptor socket = connectAtOnce(path)) {
+                return socket;
+            }
+            if (Clock::now() >= deadline) {
+                throw ConnectionError("the service takes no connection");
+            }
+            throwIfSet(patience.stop, kPause);
+        }
     } catch (const std::system_error& error) {
         throw ConnectionError(error.what());
     }
@@ -41,10 +67,18 @@ Reply::Node parse(std::string line) {
 
 }  // namespace
 
-Connection::Connection(const std::string& path)
-    : socket_(connectOrFail(path)), input_(kLongestLine) {}
+Connection::Connection(const std::string& path, const Patience& patience)
+    : stop_(patience.stop), socket_(connectOrFail(path, patience)), input_(kLongestLine) {}
 
-void Connection::send(const std::string& line) {
+void Connection::wait(short events, Time deadline) const {
+    pollfd polled[] = {{socket_.get(), events, 0},
+                       {stop_ == nullptr ? -1 : stop_->get(), POLLIN, 0}};
+    if (::poll(polled, 2, millisecondsUntil(deadline)) > 0 && polled[1].revents != 0) {
+        throw ConnectionError("told to stop");
+    }
+}
+
+void Connection::send(const std::string& line, Time deadline) {
     const std::string whole = line + "\n";
     std::size_t sent = 0;
     while (sent < whole.size()) {
@@ -52,6 +86,11 @@ void Connection::send(const std::string& line) {
             ::send(socket_.get(), whole.data() + sent, whole.size() - sent, MSG_NOSIGNAL);
         if (count >= 0) {
             sent += static_cast<std::size_t>(count);
+        } else if (errno == EAGAIN) {
+            if (Clock::now() >= deadline) {
+                throw ConnectionError("the service does not read");
+            }
+            wait(POLLOUT, deadline);
         } else if (errno == EPIPE || errno == ECONNRESET) {
             return;
         } else if (errno != EINTR) {
@@ -60,25 +99,27 @@ void Connection::send(const std::string& line) {
     }
 }
 
+std::optional<std::string> Connection::takeLine() {
+    std::optional<Line> line = input_.next();
+    if (!line) {
+        return std::nullopt;
+    }
+    if (line->problem != Line::Problem::None) {
+        throw ConnectionError("the service sent something that is no line");
+    }
+    return std::move(line->text);
+}
+
 std::optional<std::string> Connection::receive(std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+    return receive(Clock::now() + limit);
+}
+
+std::optional<std::string> Connection::receive(Time deadline) {
     for (;;) {
-        if (std::optional<Line> line = input_.next()) {
-            if (line->problem != Line::Problem::None) {
-                throw ConnectionError("the service sent something that is no line");
-            }
-            return std::move(line->text);
+        if (std::optional<std::string> line = takeLine()) {
+            return line;
         }
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        pollfd polled{socket_.get(), POLLIN, 0};
-        const int wait = static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60000));
-        if (::poll(&polled, 1, wait) <= 0) {
-            if (std::chrono::steady_clock::now() >= deadline) {
-                return std::nullopt;
-            }
-            continue;
-        }
+        wait(POLLIN, deadline);
         std::array<char, 16384> block;
         const ssize_t count = ::recv(socket_.get(), block.data(), block.size(), 0);
         if (count == 0) {
@@ -86,18 +127,18 @@ std::optional<std::string> Connection::receive(std::chrono::milliseconds limit) 
         }
         if (count > 0) {
             input_.append({block.data(), static_cast<std::size_t>(count)});
-        } else if (errno != EINTR) {
+        } else if (errno != EINTR && errno != EAGAIN) {
             throw ConnectionError(std::string("the connection broke: ") + std::strerror(errno));
+        }
+        // Looked at in every turn: bytes without end are no line either.
+        if (Clock::now() >= deadline) {
+            return takeLine();
         }
     }
 }
 
 std::string Connection::receive() {
-    for (;;) {
-        if (std::optional<std::string> line = receive(std::chrono::hours(1))) {
-            return *std::move(line);
-        }
-    }
+    return receive(Time::max()).value();
 }
 
 std::string textOrRaw(const Reply::Node& node) {
@@ -131,6 +172,18 @@ std::string Reply::text(std::initializer_list<const char*> path) const {
     return textOrRaw(at(path));
 }
 
+std::uint32_t Reply::number(std::initializer_list<const char*> path, std::uint32_t most) const {
+    const std::string_view raw = at(path).value.view();
+    const char* end = raw.data() + raw.size();
+    std::uint32_t number = 0;
+    const auto [stop, error] = std::from_chars(raw.data(), end, number);
+    if (error != std::errc() || stop != end || number > most) {
+        throw Misunderstanding("the service's \"" + std::string(*(path.end() - 1)) +
+                               "\" is no number from 0 to " + std::to_string(most) + ": " + line_);
+    }
+    return number;
+}
+
 // A notice may cross a request: it is no answer, and is remembered.
 bool Session::isNotice(const Reply& reply) {
     const Reply::Node* notice = reply.find({"notice"});
@@ -139,11 +192,12 @@ bool Session::isNotice(const Reply& reply) {
 }
 
 Reply Session::ask(const std::string& request) {
-    connection_.send(request);
-    for (;;) {
-        std::optional<std::string> line = connection_.receive(kPatience);
+    const auto deadline = Clock::now() + limit_;
+    connection_.send(request, deadline);
+    while (Clock::now() < deadline) {
+        std::optional<std::string> line = connection_.receive(deadline);
         if (!line) {
-            throw ConnectionError("the service does not answer");
+            break;
         }
         Reply reply(*std::move(line));
         if (isNotice(reply)) {
@@ -162,6 +216,7 @@ Reply Session::ask(const std::string& request) {
         }
         throw Misunderstanding(reply.text({"error"}));
     }
+    throw ConnectionError("the service does not answer");
 }
 
 Reply Session::nextResult() {
@@ -173,14 +228,28 @@ Reply Session::nextResult() {
     }
 }
 
-void Session::takeNotice() {
-    if (std::optional<std::string> line = connection_.receive(std::chrono::milliseconds(0))) {
+void Session::takeNotices() {
+    std::optional<std::string> line = connection_.receive(std::chrono::milliseconds(0));
+    // What was read with it would not make the socket readable again.
+    for (; line; line = connection_.takeLine()) {
         static_cast<void>(isNotice(Reply(*std::move(line))));
     }
 }
 
-void Session::print(const Reply& reply, const std::string& text) const {
-    std::cout << (json_ ? reply.line() : text) << std::endl;
+void Session::takeLeave() {
+    connection_.disregardStop();
+    limit_ = std::min<std::chrono::milliseconds>(limit_, kFarewell);
+}
+
+void Session::print(const Reply& reply, const std::vector<std::string>& lines) const {
+    if (json_) {
+        std::cout << reply.line() << '\n';
+    } else {
+        for (const std::string& line : lines) {
+            std::cout << printable(line, '?') << '\n';
+        }
+    }
+    std::cout << std::flush;
 }
 
 }  // namespace gateway

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <vorn/common/lwjson/Deserializer.h>
 
@@ -32,24 +34,44 @@ class Misunderstanding : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// How long a service is waited for.
+struct Patience {
+    std::chrono::milliseconds limit{10000};  ///< for a connection, and for an answer
+    const EventDescriptor* stop = nullptr;   ///< ends every wait once it is set
+};
+
 /// A connection to a service, one line at a time.
 class Connection {
   public:
-    /// Throws `ConnectionError` when nobody listens at `path`.
-    explicit Connection(const std::string& path);
+    using Time = std::chrono::steady_clock::time_point;
 
-    /// Sends a request (without its line feed). Throws `ConnectionError`; not when the service has
-    /// closed the connection, because it may have said why: `receive` tells.
-    void send(const std::string& line);
+    /// Throws `ConnectionError` when nobody listens at `path`, or nobody takes the connection in
+    /// time. Lifetime: the descriptor in `patience` must outlive the connection.
+    explicit Connection(const std::string& path, const Patience& patience = {});
+
+    /// Sends a request (without its line feed). Throws `ConnectionError`, which a service that has
+    /// not read it at `deadline` is too; not when the service has closed the connection, because it
+    /// may have said why: `receive` tells.
+    void send(const std::string& line, Time deadline = Time::max());
     /// The next line, or nothing when none arrived within `limit`. Throws `ConnectionError` when
     /// the service closed the connection, or sent a line of more than 2 MiB.
     [[nodiscard]] std::optional<std::string> receive(std::chrono::milliseconds limit);
+    /// The same until `deadline`; what has arrived counts even after it.
+    [[nodiscard]] std::optional<std::string> receive(Time deadline);
     /// The next line, waited for without limit.
     [[nodiscard]] std::string receive();
+    /// The next line of those that were read together with others.
+    [[nodiscard]] std::optional<std::string> takeLine();
 
+    /// Waits go on although `stop` was set.
+    void disregardStop() { stop_ = nullptr; }
     [[nodiscard]] int descriptor() const { return socket_.get(); }
 
   private:
+    // Throws `ConnectionError` once `stop` is set.
+    void wait(short events, Time deadline) const;
+
+    const EventDescriptor* stop_;
     FileDescriptor socket_;
     LineBuffer input_;
 };
@@ -67,6 +89,9 @@ class Reply {
     [[nodiscard]] const Node& at(std::initializer_list<const char*> path) const;
     /// A string without its quotes and escapes, anything else as it is written.
     [[nodiscard]] std::string text(std::initializer_list<const char*> path) const;
+    /// A whole number from 0 to `most`; anything else is a `Misunderstanding`.
+    [[nodiscard]] std::uint32_t number(std::initializer_list<const char*> path,
+                                       std::uint32_t most) const;
 
   private:
     std::string line_;
@@ -79,20 +104,25 @@ class Reply {
 /// A conversation with a service in which lines are shown as they are when a program reads them.
 class Session {
   public:
-    Session(const std::string& socket, bool json) : connection_(socket), json_(json) {}
+    Session(const std::string& socket, bool json, const Patience& patience = {})
+        : connection_(socket, patience), json_(json), limit_(patience.limit) {}
 
     /// Sends a request and returns its answer. Throws `Refusal`, `Misunderstanding` or
-    /// `ConnectionError`, which a service that says nothing for ten seconds is too.
+    /// `ConnectionError`, which a service that has not answered in time is too, whatever else it
+    /// sends.
     [[nodiscard]] Reply ask(const std::string& request);
     /// The next result, waited for without limit. Throws `ConnectionError` or `Misunderstanding`.
     [[nodiscard]] Reply nextResult();
     /// Whether the service has said unasked, since the connection exists, that it ends a binding.
     [[nodiscard]] bool unbound() const { return unbound_; }
-    /// Takes one line that nobody asked for, if there is one. Throws as `ask` does.
-    void takeNotice();
+    /// Takes what has arrived although nobody asked for it. Throws as `ask` does.
+    void takeNotices();
+    /// From now on an answer has two seconds, `stop` or not: for who was told to end, and says so.
+    void takeLeave();
 
-    /// Prints the line for a program, or `text` for a person.
-    void print(const Reply& reply, const std::string& text) const;
+    /// Prints the line for a program, or `lines` for a person: no character of them commands the
+    /// terminal, or ends its line.
+    void print(const Reply& reply, const std::vector<std::string>& lines) const;
     [[nodiscard]] bool json() const { return json_; }
     [[nodiscard]] int descriptor() const { return connection_.descriptor(); }
 
@@ -101,6 +131,7 @@ class Session {
 
     Connection connection_;
     bool json_;
+    std::chrono::milliseconds limit_;
     bool unbound_ = false;
 };
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -43,9 +44,11 @@ Binder::Error errorFrom(const std::string& text) {
 /// Threads: one.
 class SocketProxy : public BinderProxy {
   public:
-    /// Lifetime: `listener` must outlive the proxy.
-    SocketProxy(const Uuid& uuid, Listener* listener, std::string socket)
-        : BinderProxy(uuid, listener), socket_(std::move(socket)) {}
+    /// Once `stop` is set no request is waited for. Lifetime: `listener` and `stop` must outlive
+    /// the proxy.
+    SocketProxy(const Uuid& uuid, Listener* listener, std::string socket,
+                const EventDescriptor& stop)
+        : BinderProxy(uuid, listener), socket_(std::move(socket)), stop_(stop) {}
 
     /// Connects when it is not connected and binds to whichever service answers. Returns whether it
     /// is bound; `trouble` tells why nobody bound it.
@@ -71,20 +74,20 @@ class SocketProxy : public BinderProxy {
     }
 
     /// Waits until the connection breaks, or the service ends the binding, and becomes unbound; or
-    /// until `stop` is set. Returns whether it was.
-    bool stayBound(const EventDescriptor& stop) {
+    /// until it is told to stop. Returns whether it was.
+    bool stayBound() {
         try {
             // The only thing that a service says unasked and that matters is that it ends the
             // binding; it may have said so before the answer to the last request.
             while (!session_->unbound()) {
-                pollfd polled[] = {{stop.get(), POLLIN, 0}, {session_->descriptor(), POLLIN, 0}};
+                pollfd polled[] = {{stop_.get(), POLLIN, 0}, {session_->descriptor(), POLLIN, 0}};
                 if (::poll(polled, 2, -1) <= 0) {
                     continue;
                 }
                 if (polled[0].revents != 0) {
                     return true;
                 }
-                session_->takeNotice();
+                session_->takeNotices();
             }
         } catch (const std::runtime_error&) {
             // Lost all the same.
@@ -95,6 +98,9 @@ class SocketProxy : public BinderProxy {
 
     /// Unbinds in good order, if it is bound.
     void unbind() {
+        if (session_) {
+            session_->takeLeave();
+        }
         if (startUnbinding() == BINDER_SUCCESS) {
             endUnbinding(sendUnbindRequest(serverUuid()));
         }
@@ -117,7 +123,7 @@ class SocketProxy : public BinderProxy {
     void cancelRequest() override { disconnect(); }
     void connect() override {
         if (!session_) {
-            session_.emplace(socket_, false);
+            session_.emplace(socket_, false, Patience{.stop = &stop_});
         }
     }
     void disconnect() override { session_.reset(); }
@@ -127,8 +133,8 @@ class SocketProxy : public BinderProxy {
     [[nodiscard]] Error request(const std::string& line) {
         try {
             const Reply reply = session_->ask(line);
-            clockDifference_ =
-                std::stoll(reply.text({"time"})) - std::int64_t{UnixTime::now().toIntegralType()};
+            clockDifference_ = std::int64_t{reply.number({"time"}, UINT32_MAX)} -
+                               std::int64_t{UnixTime::now().toIntegralType()};
             return errorFrom(reply.text({"result"}));
         } catch (const std::exception&) {  // the step must end all the same
             disconnect();
@@ -147,6 +153,7 @@ class SocketProxy : public BinderProxy {
     }
 
     std::string socket_;
+    const EventDescriptor& stop_;
     std::optional<Session> session_;
     std::int64_t clockDifference_ = 0;  // of the service's clock to ours, in seconds
 };
@@ -186,7 +193,7 @@ class Display : public BinderProxy::Listener {
     }
     void print(JsonLine& line, const std::string& text) {
         if (std::exchange(last_, text) != text) {
-            std::cout << (json_ ? line.take() : text) << std::endl;
+            std::cout << (json_ ? line.take() : printable(text, '?')) << std::endl;
         }
     }
 
@@ -206,16 +213,19 @@ int bindCommand(const Call& call) {
     call.arguments.finish();
     const EventDescriptor& stop = catchStopSignals();
     Display display(call.json);
-    SocketProxy proxy(Uuid(0ULL), &display, call.socket);
+    SocketProxy proxy(Uuid(0ULL), &display, call.socket, stop);
     auto pause = kFirstPause;
     for (bool stopped = false; !stopped;) {
         std::string trouble;
         if (proxy.tryToBind(trouble)) {
             pause = kFirstPause;
-            stopped = proxy.stayBound(stop);
+            stopped = proxy.stayBound();
         } else {
-            display.showTrouble(trouble);
-            stopped = waitToRetry(stop, pause);
+            stopped = waitToRetry(stop, std::chrono::milliseconds(0));
+            if (!stopped) {
+                display.showTrouble(trouble);
+                stopped = waitToRetry(stop, pause);
+            }
             pause = std::min(2 * pause, kLongestPause);
         }
     }

@@ -16,7 +16,7 @@ constexpr unsigned kDefaultTimeout = 60;
 int exitCodeOf(const Reply& result) {
     const std::string kind = result.text({"result"});
     if (kind == "exited") {
-        return std::stoi(result.text({"exitCode"}));
+        return static_cast<int>(result.number({"exitCode"}, 255));
     }
     return kind == "timeout" ? kTimedOut : kKilled;
 }
@@ -111,12 +111,12 @@ int runCommand(const Call& call) {
     const std::string request = runRequest(call.arguments);
     Session session(call.socket, call.json);
     const Reply accepted = session.ask(request);
-    session.print(accepted, "accepted " + accepted.text({"uuid"}));
+    session.print(accepted, {"accepted " + accepted.text({"uuid"})});
     if (!wait) {
         return kDone;
     }
     const Reply result = session.nextResult();
-    session.print(result, endOfScript(result));
+    session.print(result, {endOfScript(result)});
     return exitCodeOf(result);
 }
 
@@ -138,13 +138,13 @@ int resultCommand(const Call& call) {
     Session session(call.socket, call.json);
     const Reply result = session.ask(request);
     if (call.json || result.text({"result"}) == "running") {
-        session.print(result, "running");
+        session.print(result, {"running"});
         return result.text({"result"}) == "running" ? kRefused : exitCodeOf(result);
     }
     if (result.find({"output"}) != nullptr) {
         showOutput(result);
     } else {
-        session.print(result, endOfScript(result));
+        session.print(result, {endOfScript(result)});
     }
     return exitCodeOf(result);
 }
@@ -153,7 +153,7 @@ int cancelCommand(const Call& call) {
     const std::string request = aboutJob("cancel", call.arguments);
     Session session(call.socket, call.json);
     const Reply answer = session.ask(request);
-    session.print(answer, "cancelled " + answer.text({"uuid"}));
+    session.print(answer, {"cancelled " + answer.text({"uuid"})});
     return kDone;
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "commands.h"
+#include "json.h"
 #include "process.h"
 #include "sockets.h"
 
@@ -73,8 +74,9 @@ int execute(gateway::Arguments& arguments) {
     return command->second({socket, json, arguments});
 }
 
+// The text may be the service's: it must not command the terminal.
 int fail(int code, const std::exception& error) {
-    std::cerr << "gwctl: " << error.what() << std::endl;
+    std::cerr << "gwctl: " << gateway::printable(error.what(), '?') << std::endl;
     return code;
 }
 
@@ -93,8 +95,9 @@ int run(int argc, char** argv) {
         gateway::Arguments arguments(argc, argv);
         return execute(arguments);
     } catch (const gateway::UsageError& error) {
-        std::cerr << "gwctl: " << error.what() << "\nTry gwctl --help." << std::endl;
-        return gateway::kUsage;
+        const int code = fail(gateway::kUsage, error);
+        std::cerr << "Try gwctl --help." << std::endl;
+        return code;
     } catch (const gateway::ConnectionError& error) {
         return fail(gateway::kNoConnection, error);
     } catch (const gateway::Refusal& error) {

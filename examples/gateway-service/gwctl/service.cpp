@@ -3,7 +3,6 @@
 // The commands that show how the service is and what is set, and the one that sets it.
 #include <charconv>
 #include <iostream>
-#include <sstream>
 
 #include "commands.h"
 #include "json.h"
@@ -12,51 +11,45 @@ namespace gateway {
 
 namespace {
 
-// A description is the client's text: it must not command the terminal of whoever looks at it.
-std::string shown(const std::string& text) {
-    return printable(text, '?');
-}
-
-std::string statusText(const Reply& status) {
-    std::ostringstream out;
-    out << "service        " << status.text({"service", "operating"}) << ", health "
-        << status.text({"service", "health"}) << "\n"
-        << "communication  " << status.text({"communication", "state"}) << " since "
-        << status.text({"communication", "since"});
-    if (const std::string reason = status.text({"communication", "reason"}); reason != "none") {
-        out << ", " << reason;
-    }
+std::vector<std::string> statusLines(const Reply& status) {
+    const auto text = [&status](std::initializer_list<const char*> path) {
+        return status.text(path);
+    };
+    const std::string reason = text({"communication", "reason"});
     const auto& running = status.at({"jobs", "running"}).members();
-    out << "\njobs           " << running.size() << " of " << status.text({"jobs", "limit"})
-        << " running; started: " << status.text({"jobs", "scripts"}) << " scripts, "
-        << status.text({"jobs", "programs"}) << " programs";
+    std::vector<std::string> lines = {
+        "service        " + text({"service", "operating"}) + ", health " +
+            text({"service", "health"}),
+        "communication  " + text({"communication", "state"}) + " since " +
+            text({"communication", "since"}) + (reason == "none" ? "" : ", " + reason),
+        "jobs           " + std::to_string(running.size()) + " of " + text({"jobs", "limit"}) +
+            " running; started: " + text({"jobs", "scripts"}) + " scripts, " +
+            text({"jobs", "programs"}) + " programs"};
     for (const Reply::Node& job : running) {
-        out << "\n               " << textOrRaw(job.getMember("uuid")) << "  "
-            << shown(textOrRaw(job.getMember("description")));
+        lines.push_back("               " + textOrRaw(job.getMember("uuid")) + "  " +
+                        textOrRaw(job.getMember("description")));
     }
-    out << "\nheartbeat      " << status.text({"heartbeat", "count"}) << ", every "
-        << status.text({"heartbeat", "period"}) << " s, last "
-        << status.text({"heartbeat", "last"});
-    out << "\nclients        " << status.text({"clients"}) << ", bound "
-        << status.text({"boundClients"})                    //
-        << "\nplug-ins       " << status.text({"plugins"})  //
-        << "\nsettings       " << shown(status.text({"settings"}));
-    return out.str();
+    lines.insert(lines.end(),
+                 {"heartbeat      " + text({"heartbeat", "count"}) + ", every " +
+                      text({"heartbeat", "period"}) + " s, last " + text({"heartbeat", "last"}),
+                  "clients        " + text({"clients"}) + ", bound " + text({"boundClients"}),
+                  "plug-ins       " + text({"plugins"}), "settings       " + text({"settings"})});
+    return lines;
 }
 
-void append(std::ostringstream& out, const Reply& reply, const char* object) {
+void append(std::vector<std::string>& lines, const Reply& reply, const char* object) {
     for (const Reply::Node& member : reply.at({object}).members()) {
         const std::string name = member.name();
-        out << (out.tellp() > 0 ? "\n" : "") << name
-            << std::string(name.size() < 14 ? 15 - name.size() : 1, ' ') << textOrRaw(member);
+        const std::size_t gap = name.size() < 14 ? 15 - name.size() : 1;
+        lines.push_back(name + std::string(gap, ' ') + textOrRaw(member));
     }
 }
 
 int show(const Session& session, const Reply& reply) {
-    std::ostringstream out;
-    append(out, reply, "settings");
-    append(out, reply, "counters");
-    session.print(reply, out.str());
+    std::vector<std::string> lines;
+    append(lines, reply, "settings");
+    append(lines, reply, "counters");
+    session.print(reply, lines);
     return kDone;
 }
 
@@ -84,7 +77,7 @@ int statusCommand(const Call& call) {
     call.arguments.finish();
     Session session(call.socket, call.json);
     const Reply status = session.ask(JsonLine().text("request", "status").take());
-    session.print(status, statusText(status));
+    session.print(status, statusLines(status));
     return kDone;
 }
 
