@@ -4,6 +4,10 @@
 #include "Settings.h"
 
 int main(int argc, char** argv) {
+    if (argc < 2) {
+        log("usage: step2 SETTINGS.json [LABEL]");
+        return 64;
+    }
     try {
         Settings settings;
         settings.load(argv[1]);
