@@ -68,7 +68,9 @@ std::string makeDirectoryOf(const std::string& socket) {
     }
     if (errno != EEXIST) {
         throw std::system_error(errno, std::generic_category(),
-                                "cannot make the directory \"" + directory + "\"");
+                                "cannot make the directory \"" + directory +
+                                    "\" of the socket (\"socket\" in the configuration, or "
+                                    "GATEWAYD_SOCKET, names another)");
     }
     return "";
 }

@@ -218,6 +218,16 @@ TEST(Lifecycle, AnUnknownUserIsAnError) {
     EXPECT_NE(outcome.errors.find("Failed to get UID of no-such-user"), std::string::npos);
 }
 
+TEST(Lifecycle, ADirectoryThatCannotBeMadeTellsHowToNameAnother) {
+    const helpers::TempDir directory;
+    const Outcome outcome = runService(directory, R"({"socket": "missing/run/s"})");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.errors.find("cannot make the directory \"missing/run\" of the socket "
+                                  "(\"socket\" in the configuration, or GATEWAYD_SOCKET"),
+              std::string::npos)
+        << outcome.errors;
+}
+
 TEST(Lifecycle, WrongUsage) {
     const helpers::TempDir directory;
     const std::string where = directory.path().string();
