@@ -2,14 +2,12 @@
 
 // Clients that misbehave harm nobody else.
 
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -222,40 +220,6 @@ TEST(Clients, NobodyPassesADescriptor) {
     std::memcpy(CMSG_DATA(rights), &passed, sizeof passed);
     EXPECT_EQ(::sendmsg(connection.get(), &message, MSG_NOSIGNAL), -1);
     EXPECT_EQ(errno, EPERM);
-}
-
-// It serves on, or it ends so that it is started again: a script that never ends holds it up in
-// neither.
-TEST(Clients, ThoseThatTakeAllMemoryLeaveNoHalfDeadService) {
-    if (helpers::kSlow) {
-        GTEST_SKIP() << "sanitizers and emulators need address space of their own";
-    }
-    RunningService service(
-        R"(, "clients": {"limit": 512, "perUser": 512}, "jobs": {"stopTime": 0})");
-    RawClient client = service.connect();
-    const std::string request = longResult(client, "\\u0001");
-    EXPECT_EQ(member(client.ask(R"({"request":"run","timeout":600,"script":"exec sleep 600"})"),
-                     {"answer"}),
-              "\"accepted\"");
-    const std::string status =
-        helpers::contentOf("/proc/" + std::to_string(service.process().id()) + "/status");
-    const rlim_t size = std::stoul(status.substr(status.find("VmSize:") + 7)) * 1024;
-    const rlimit limit{size + (rlim_t{16} << 20U), RLIM_INFINITY};
-    ASSERT_EQ(::prlimit(service.process().id(), RLIMIT_AS, &limit, nullptr), 0);
-    std::vector<RawClient> crowd;
-    try {
-        for (int i = 0; i < 150; ++i) {
-            crowd.push_back(service.connect());
-            crowd.back().trySend(request + request);
-        }
-    } catch (const std::system_error&) {
-        // It has ended.
-    }
-    for (RawClient& one : crowd) {
-        one.endInput();
-    }
-    service.process().signal(SIGTERM);
-    service.process().wait();
 }
 
 TEST(Clients, OneTooManyIsToldSo) {

@@ -138,23 +138,6 @@ TEST(Programs, ATimeOutEndsOneThatHasLeftItsGroup) {
     EXPECT_TRUE(service.shows({"jobs", "running"}, "[]"));
 }
 
-TEST(Programs, OneThatReadsItsOwnOutputDelaysNoTimeOut) {
-    RunningService service;
-    RawClient client = service.connect();
-    // It looks for the end for reading of its standard output; thirty of it then read in
-    // competition with the service.
-    client.ask(
-        R"({"request":"exec","timeout":2,"program":["/usr/bin/perl","-e",)"
-        R"("use POSIX; $pipe = (stat STDOUT)[1]; for (3..63) { open($f, '<&=', $_) or next; )"
-        R"(push @all, $f; next if (fcntl($f, F_GETFL, 0) & 3) != 0; )"
-        R"($end = $_ if (stat $f)[1] == $pipe; } defined $end or exit 9; )"
-        R"(for (1..30) { fork or do { 1 while POSIX::read($end, $x, 1) } } )"
-        R"(sleep 1; for (1..12) { POSIX::write(1, 'x', 1); select(undef, undef, undef, 0.02) } )"
-        R"(sleep 600"]})");
-    EXPECT_EQ(member(client.line(), {"result"}), "\"timeout\"");
-    EXPECT_TRUE(service.shows({"jobs", "running"}, "[]"));
-}
-
 // The kernel makes whoever executes a file with a lease wait for its holder.
 TEST(Programs, AFileWithALeaseHoldsUpNobodyElse) {
     RunningService service;
