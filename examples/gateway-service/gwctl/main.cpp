@@ -47,7 +47,8 @@ the user's own ($XDG_RUNTIME_DIR/gatewayd/gatewayd.sock) where there is one, els
 
 exit status: 0 done; 64 wrong usage; 69 no service there, or the connection broke; 74 the standard
 output takes nothing; 75 refused for now, or still running; 76 not understood; run --wait, exec and
-result: the exit code of what ran, 124 it timed out, 125 a signal killed it, or it was cancelled
+result: the exit code of what ran, 124 it timed out, 125 a signal killed it, it was cancelled, or it
+could not be started
 )";
 
 using Command = int (*)(const gateway::Call& call);
