@@ -15,7 +15,7 @@ constexpr int kNotWritten = 74;     ///< the standard output does not take what 
 constexpr int kRefused = 75;        ///< the service cannot do it now
 constexpr int kNotUnderstood = 76;  ///< one side does not understand the other
 constexpr int kTimedOut = 124;      ///< the job outlived its time-out
-constexpr int kKilled = 125;        ///< a signal killed the job, or it was cancelled
+constexpr int kKilled = 125;        ///< a signal killed the job, it was cancelled or not started
 
 /// What every command is given.
 struct Call {
