@@ -379,9 +379,13 @@ std::vector<TextOperation> identifiers() {
         {"copy what fits",
          on(filledWith("x"),
             [](const std::string& text) {
-                std::string out(text.size() + 1, ' ');
+                // Half a page away from the text: at the same place of a page, each load would wait
+                // for the store before it, and only where the sizes are those of pages.
+                constexpr std::size_t kAway = 2048;
+                std::string out(kAway + text.size() + 1, ' ');
                 for (int i = 0; i < kCopies; ++i) {
-                    static_cast<void>(strlcpy(out.data(), text.c_str(), out.size()));
+                    static_cast<void>(
+                        strlcpy(out.data() + kAway, text.c_str(), out.size() - kAway));
                 }
             }),
          1U << 9U},
