@@ -181,9 +181,9 @@ void Server::run(Events& events) {
         }
         auto place = polled.begin() + kFixedDescriptors;
         for (auto& [id, client] : clients_) {
-            breakingWithoutMemory(client,
-                                  [&, id = id] { serve(id, client, place->revents, events); });
-            ++place;
+            const short happened = (place++)->revents;
+            breakingWithoutMemory(
+                client, [&, id = id, &client = client] { serve(id, client, happened, events); });
         }
         closeIdle();
         removeFinished(events);
