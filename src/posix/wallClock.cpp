@@ -8,6 +8,12 @@
 
 namespace vorn::common::internal {
 
+#if defined(__GLIBC_PREREQ)
+#if __GLIBC_PREREQ(2, 34)
+static_assert(sizeof(timespec::tv_sec) == 8, "the macros for 64 bits have no effect");
+#endif
+#endif
+
 std::chrono::system_clock::time_point wallClockNow() noexcept {
     using std::chrono::system_clock;
     timespec now{};
