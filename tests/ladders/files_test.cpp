@@ -273,7 +273,6 @@ void creatingALockedFile(Trial& trial) {
     // An unlink that failed leaves the lock file behind.
     trial.require(dir.entries() == 0 || (trial.struck() && !trial.threwBadAlloc()),
                   "the lock file is left");
-    std::filesystem::remove(path + ".lock");
     for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
         std::filesystem::remove(entry.path());
     }

@@ -211,10 +211,11 @@ std::size_t threads() {
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-/// Counts what has failed; "" or what is wrong.
-std::string tryUse(const Use& use, decltype(RLIMIT_AS) resource, rlim_t limit, int& failures) {
+/// Counts what has failed; "" or what is wrong. The threads are those before the first use: one
+/// that was joined is listed a moment longer.
+std::string tryUse(const Use& use, decltype(RLIMIT_AS) resource, rlim_t limit,
+                   std::size_t threadsBefore, int& failures) {
     const auto descriptors = helpers::openDescriptors();
-    const auto threadsBefore = threads();
     bool works = false;
     std::string error;
     {
@@ -251,6 +252,7 @@ int tryAll(const helpers::TempDir& directory, decltype(RLIMIT_AS) resource,
            const std::function<std::vector<rlim_t>()>& limitsNow,
            const std::function<void(const std::string&)>& report) {
     int failures = 0;
+    const auto threadsBefore = threads();
     for (const Use& use : uses(directory)) {
         // Also for what is set up once and for all.
         if (!use.operation()) {
@@ -259,7 +261,8 @@ int tryAll(const helpers::TempDir& directory, decltype(RLIMIT_AS) resource,
         }
         const auto limits = limitsNow();
         for (const rlim_t limit : limits) {
-            if (const auto wrong = tryUse(use, resource, limit, failures); !wrong.empty()) {
+            const auto wrong = tryUse(use, resource, limit, threadsBefore, failures);
+            if (!wrong.empty()) {
                 report(std::string(use.name) + " at " + std::to_string(limit) + ": " + wrong +
                        "\n");
             }

@@ -48,21 +48,31 @@ std::chrono::nanoseconds processTime() {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-/// What this process takes of a processor meanwhile.
-void expectIdle() {
+/// What this process takes of a processor during one second.
+double percentOfAProcessor() {
     const auto start = std::chrono::steady_clock::now();
     const auto before = processTime();
     std::this_thread::sleep_for(1s);
     const auto used = processTime() - before;
     const auto elapsed = std::chrono::steady_clock::now() - start;
-    const double percent =
-        100.0 * static_cast<double>(used.count()) / static_cast<double>(elapsed.count());
-    testing::Test::RecordProperty("percent", std::to_string(percent));
+    return 100.0 * static_cast<double>(used.count()) / static_cast<double>(elapsed.count());
+}
+
+/// Threads that were just started may still be on their way to what they wait for when the machine
+/// is busy: the first second of several without that counts. What spins, spins in each of them.
+void expectIdle() {
     // An emulator takes time of its own for every system call; an emulated machine takes a tenth of
     // its processor for what is a hundredth of a real one. What spins takes all of it.
     const bool slowMachine = helpers::kForeign && !helpers::kEmulated;
     const bool slowCalls = helpers::kEmulated || helpers::kThreadSanitizer;
-    EXPECT_LT(percent, slowMachine ? 30.0 : slowCalls ? 5.0 : 1.0);
+    const double limit = slowMachine ? 30.0 : slowCalls ? 5.0 : 1.0;
+    constexpr int kMostSeconds = 5;
+    double percent = percentOfAProcessor();
+    for (int second = 1; second < kMostSeconds && percent >= limit; ++second) {
+        percent = percentOfAProcessor();
+    }
+    testing::Test::RecordProperty("percent", std::to_string(percent));
+    EXPECT_LT(percent, limit);
 }
 
 /// The shortest and the longest waits that its type can hold: on 32 bits, or with a sum that
@@ -103,11 +113,13 @@ TEST(Idle, ObjectsThatWaitTakeLessThanOnePercentOfAProcessor) {
 /// An own thread for each, which is left waiting for what never comes by itself.
 TEST(Idle, OperationsThatWaitTakeLessThanOnePercentOfAProcessor) {
     const helpers::TempDir directory;
-    const auto lockPath = directory.file("taken.lck");
+    const auto taken = directory.file("taken");
+    const auto lockPath = taken + ".lck";
     const auto missing = directory.file("missing");
-    const auto deadline = std::chrono::steady_clock::now() + 3s;
+    // Far away: the waits end when they get what they wait for.
+    const auto deadline = std::chrono::steady_clock::now() + 10min;
     fs::FileMutex holder(lockPath);
-    const std::unique_lock held(holder);
+    std::unique_lock held(holder);
     RecursiveSharedMutex forWriters;
     RecursiveSharedMutex forReaders;
     forReaders.lock();
@@ -127,29 +139,30 @@ TEST(Idle, OperationsThatWaitTakeLessThanOnePercentOfAProcessor) {
     scripts.execute(script, &observer, time::SecondsDuration(3600));
 
     std::vector<std::future<void>> waits;
-    const auto wait = [&](std::function<void()> operation) {
+    const auto start = [&](std::function<void()> operation) {
         waits.push_back(helpers::inBackground(std::move(operation)));
     };
-    wait([&] { const std::unique_lock lock(forWriters); });
-    wait([&] { const std::shared_lock lock(forReaders); });
-    wait([&] { const std::unique_lock lock(forReaders); });
-    wait([&] {
+    start([&] { const std::unique_lock lock(forWriters); });
+    start([&] { const std::shared_lock lock(forReaders); });
+    start([&] { const std::unique_lock lock(forReaders); });
+    start([&] {
         fs::FileMutex mutex(lockPath);
-        EXPECT_FALSE(mutex.try_lock_until(deadline));
+        const std::unique_lock lock(mutex, deadline);
+        EXPECT_TRUE(lock);
     });
-    wait([&] {
-        EXPECT_THROW(fs::LockedFile::waitUntil(missing, deadline), std::ios_base::failure);
-    });
-    wait([&] {
-        EXPECT_THROW(fs::LockedFile::tryCreateUntil(directory.file("taken"), deadline),
-                     std::ios_base::failure);
-    });
+    start([&] { static_cast<void>(fs::LockedFile::waitUntil(missing, deadline)); });
+    start([&] { static_cast<void>(fs::LockedFile::tryCreateUntil(taken, deadline)); });
     expectIdle();
     EXPECT_EQ(observer.ends(), 0U);
 
     forWriters.unlock_shared();
     forReaders.unlock();
+    held.unlock();
+    static_cast<void>(directory.write("missing", ""));
     static_cast<void>(std::ofstream(go) << "go\n");
+    for (auto& wait : waits) {
+        wait.get();
+    }
     EXPECT_TRUE(observer.waitForEnds(1));
 }
 
