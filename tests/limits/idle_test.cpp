@@ -61,10 +61,12 @@ double percentOfAProcessor() {
 /// Threads that were just started may still be on their way to what they wait for when the machine
 /// is busy: the first second of several without that counts. What spins, spins in each of them.
 void expectIdle() {
-    // An emulator takes time of its own for every system call; an emulated machine takes a tenth of
-    // its processor for what is a hundredth of a real one. What spins takes all of it.
+    // An emulator and a sanitizer take time of their own for every system call; an emulated machine
+    // takes a tenth of its processor for what is a hundredth of a real one. What spins takes all of
+    // it.
     const bool slowMachine = helpers::kForeign && !helpers::kEmulated;
-    const bool slowCalls = helpers::kEmulated || helpers::kThreadSanitizer;
+    const bool slowCalls =
+        helpers::kEmulated || helpers::kThreadSanitizer || helpers::kAddressSanitizer;
     const double limit = slowMachine ? 30.0 : slowCalls ? 5.0 : 1.0;
     constexpr int kMostSeconds = 5;
     double percent = percentOfAProcessor();
