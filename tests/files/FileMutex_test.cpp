@@ -27,6 +27,7 @@
 #include <vorn/common/fs/FileMutex.h>
 
 #include "files/devices.h"
+#include "files/interruptedOpens.h"
 #include "helpers/TempDir.h"
 #include "helpers/child.h"
 #include "helpers/environment.h"
@@ -215,25 +216,13 @@ TEST(FileMutex, AnInterruptedAttemptIsRepeated) {
     mutex.unlock();
 }
 
-/// An open that network file systems know: it creates the file and is interrupted all the same.
-void interruptAfterCreation(faults::Calls& calls, int only) {
-    calls.hook(Call::open, [only](auto& call) {
-        if (call.ordinal != only || (call.flags & O_EXCL) == 0) {
-            return 0;
-        }
-        const int file = ::open(call.path, static_cast<int>(call.flags), call.mode);
-        static_cast<void>(::close(file));
-        return EINTR;
-    });
-}
-
 TEST(FileMutex, AnInterruptedAttemptThatCreatedTheFileHoldsTheLock) {
     const TempDir dir;
     const auto path = dir.file("lock");
     FileMutex mutex(path);
     {
         faults::Calls calls;
-        interruptAfterCreation(calls, 1);
+        files::interruptAfterCreation(calls);
         EXPECT_TRUE(mutex.try_lock());
     }
     FileMutex other(path);
@@ -249,7 +238,7 @@ TEST(FileMutex, AnInterruptedAttemptHoldsItsFileAlthoughTheTimesOfFilesLag) {
     const auto path = dir.file("lock");
     FileMutex mutex(path);
     faults::Calls calls;
-    interruptAfterCreation(calls, 1);
+    files::interruptAfterCreation(calls);
     // Asked for the second time: what the first attempt created has an old time by then.
     calls.hook(Call::open, [&](auto& call) {
         if (call.ordinal == 2) {
@@ -323,7 +312,7 @@ TEST(FileMutex, AnInterruptedAttemptThatCannotSetTheTimesOfItsFileDoesNotHoldIt)
             }
             FileMutex mutex(path);
             faults::Calls calls;
-            interruptAfterCreation(calls, 1);
+            files::interruptAfterCreation(calls);
             report(mutex.try_lock() ? "held" : "");
             return 0;
         });
@@ -343,7 +332,7 @@ TEST(FileMutex, AnInterruptedAttemptDoesNotHoldAFileOfAnotherDevice) {
     const auto result = files::onDevice(dir.path(), "size=64k", [&] {
         FileMutex mutex(dir.file("lock"));
         faults::Calls calls;
-        interruptAfterCreation(calls, 1);
+        files::interruptAfterCreation(calls);
         bool mounted = false;
         calls.hook(Call::fstat, [&](auto& call) {
             if (call.ordinal == 2) {
@@ -386,7 +375,7 @@ TEST(FileMutex, AnInterruptedAttemptThatCannotLookAtTheFileDoesNotLockIt) {
     const auto path = dir.file("lock");
     for (int look = 1; look <= 3; ++look) {
         faults::Calls calls;
-        interruptAfterCreation(calls, 1);
+        files::interruptAfterCreation(calls);
         calls.fail(Call::fstat, EIO, look);
         EXPECT_FALSE(FileMutex(path).try_lock()) << look;
         EXPECT_EQ(calls.count(Call::fstat), look);
@@ -394,7 +383,7 @@ TEST(FileMutex, AnInterruptedAttemptThatCannotLookAtTheFileDoesNotLockIt) {
     }
     for (const int open : {2, 3}) {
         faults::Calls calls;
-        interruptAfterCreation(calls, 1);
+        files::interruptAfterCreation(calls);
         calls.fail(Call::open, EACCES, open);
         EXPECT_FALSE(FileMutex(path).try_lock()) << open;
         std::filesystem::remove(path);
@@ -407,7 +396,7 @@ TEST(FileMutex, AnInterruptedAttemptDoesNotLockWhatHasLostItsName) {
     for (const bool replaced : {false, true}) {
         FileMutex mutex(path);
         faults::Calls calls;
-        interruptAfterCreation(calls, 1);
+        files::interruptAfterCreation(calls);
         calls.hook(Call::fstat, [&](auto& call) {
             if (call.ordinal == 2) {
                 std::filesystem::remove(path);
@@ -561,7 +550,7 @@ TEST(FileMutex, WhereFilesCannotBeLockedAnInterruptedAttemptTakesNoFile) {
     FileMutex mutex(path);
     faults::Calls calls;
     calls.fail(Call::flock, ENOLCK);
-    interruptAfterCreation(calls, 1);
+    files::interruptAfterCreation(calls);
     EXPECT_FALSE(mutex.try_lock());
     EXPECT_TRUE(exists(path));
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <functional>
@@ -16,6 +15,7 @@
 #include <vorn/common/fs/tools.h>
 #include <vorn/common/stream/StreamAccessors.h>
 
+#include "files/interruptedOpens.h"
 #include "helpers/TempDir.h"
 #include "helpers/faults/calls.h"
 
@@ -67,13 +67,7 @@ std::vector<Row> rows() {
          [](auto& dir) {
              FileMutex mutex(dir.file("a"));
              faults::Calls calls;
-             calls.hook(Call::open, [](auto& call) {
-                 if (call.ordinal != 1) {
-                     return 0;
-                 }
-                 ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
-                 return EINTR;
-             });
+             files::interruptAfterCreation(calls);
              mutex.lock();
              mutex.unlock();
          },

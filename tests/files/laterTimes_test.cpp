@@ -2,8 +2,6 @@
 
 // Files with times behind January 2038. Where time_t has 32 bits, the C library and the C++ library
 // cannot tell their status. On a kernel of the tests' own its clock is in that time, too.
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -21,6 +19,7 @@
 #include <vorn/common/fs/TemporaryFile.h>
 #include <vorn/common/fs/tools.h>
 
+#include "files/interruptedOpens.h"
 #include "helpers/TempDir.h"
 #include "helpers/TemporaryPlace.h"
 #include "helpers/faults/calls.h"
@@ -155,14 +154,7 @@ TEST_P(LaterTimes, LocksAreTakenByInterruptedAttemptsToo) {
     FileMutex mutex(path);
     {
         faults::Calls calls;
-        calls.hook(Call::open, [](auto& call) {
-            if (call.ordinal != 1) {
-                return 0;
-            }
-            // The file is created, and the attempt interrupted all the same.
-            ::close(::open(call.path, static_cast<int>(call.flags), call.mode));
-            return EINTR;
-        });
+        files::interruptAfterCreation(calls);
         EXPECT_TRUE(mutex.try_lock());
     }
     EXPECT_FALSE(FileMutex(path).try_lock());

@@ -48,6 +48,18 @@ struct Row {
     }
 };
 
+/// The row of a call that gives a value: the same again after every failure.
+template <class Make>
+Row giving(const std::string& name, Make make) {
+    return {name, [make](Trial& trial) {
+                const auto expected = make();
+                auto result = expected;
+                trial.operate([&] { result = make(); });
+                trial.require(result == expected, "another result");
+                trial.require(make() == expected, "the next use");
+            }};
+}
+
 /// Each row with operator new failing at call k, once and from there on; reports failures to the
 /// running test.
 void climbAllocations(const std::vector<Row>& rows);

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -24,6 +23,7 @@
 #include <vorn/common/fs/tools.h>
 #include <vorn/common/settings/JsonSettings.h>
 
+#include "files/interruptedOpens.h"
 #include "files/streamables.h"
 #include "helpers/TempDir.h"
 #include "helpers/TemporaryPlace.h"
@@ -218,21 +218,12 @@ void locking(Trial& trial) {
     trial.require(dir.entries() == 0, "the next lock file is left");
 }
 
-/// The first open creates the file and is interrupted all the same, as network file systems know
-/// it, so that the attempt has to recognise its own file, by the times of files.
+/// The attempt has to recognise its own file, by the times of files.
 void lockingInterrupted(Trial& trial) {
     const TempDir dir;
     const auto path = dir.file("lock");
     faults::Calls calls(Threads::All);
-    bool interrupted = false;
-    calls.hook(faults::Call::open, [&](auto& call) {
-        if (interrupted || call.path != path) {
-            return 0;
-        }
-        interrupted = true;
-        ::close(::open(call.path, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600));
-        return EINTR;
-    });
+    files::interruptAfterCreation(calls);
     FileMutex mutex(path);
     bool locked = false;
     trial.operate([&] { locked = mutex.try_lock(); });

@@ -21,20 +21,9 @@ namespace {
 using namespace vorn::common;
 using encoding::Base64;
 using encoding::UrlEncode;
+using ladders::giving;
 using ladders::Row;
 using ladders::Trial;
-
-/// A function of no arguments: the same result again after every failure.
-template <class Make>
-Row giving(const std::string& name, Make make) {
-    return {name, [make](Trial& trial) {
-                const auto expected = make();
-                auto result = expected;
-                trial.operate([&] { result = make(); });
-                trial.require(result == expected, "another result");
-                trial.require(make() == expected, "the next use");
-            }};
-}
 
 const std::string kText(100, '~');
 const std::string kBase64 = Base64::encodeToString(kText);

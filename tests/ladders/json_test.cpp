@@ -17,6 +17,7 @@
 
 namespace {
 
+using ladders::giving;
 using ladders::Row;
 using ladders::Trial;
 using vorn::common::Uuid;
@@ -161,17 +162,6 @@ const Row kRows[] = {
          writer.finalize();
      })},
 };
-
-/// A call that gives a value: the same again after every failure.
-template <class Make>
-Row giving(const std::string& name, Make make) {
-    return {name, [make](Trial& trial) {
-                const auto expected = make();
-                auto result = expected;
-                trial.operate([&] { result = make(); });
-                trial.require(result == expected && make() == expected, "another result");
-            }};
-}
 
 /// A look-up or extraction that is refused: with its own text, or for want of memory.
 template <class Error, class Refused>

@@ -47,6 +47,14 @@ std::string longResult(RawClient& client, const std::string& text) {
     return R"({"request":"result","uuid":)" + member(answer, {"uuid"}) + "}\n";
 }
 
+std::string repeated(const std::string& request, int times) {
+    std::string block;
+    for (int i = 0; i < times; ++i) {
+        block += request;
+    }
+    return block;
+}
+
 }  // namespace
 
 TEST(Clients, HalfALineDisturbsNobody) {
@@ -132,10 +140,7 @@ TEST(Clients, OneThatFloodsAndNeverReadsIsHeldBack) {
 TEST(Clients, ThousandsOfRequestsAreAnsweredOneByOne) {
     RunningService service;
     RawClient client = service.connect();
-    std::string block;
-    for (int i = 0; i < 100; ++i) {
-        block += kStatus + "\n";
-    }
+    const std::string block = repeated(kStatus + "\n", 100);
     for (int round = 0; round < 20; ++round) {
         client.send(block);
         for (int i = 0; i < 100; ++i) {
@@ -148,11 +153,7 @@ TEST(Clients, ManyLongAnswersThatAreReadLateComeWithoutAPause) {
     RunningService service(R"(, "clients": {"idle": 600})");
     RawClient client = service.connect();
     const std::string request = longResult(client, "a");
-    std::string block;
-    for (int i = 0; i < 40; ++i) {
-        block += request;
-    }
-    client.send(block);
+    client.send(repeated(request, 40));
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 40; ++i) {
         ASSERT_EQ(member(client.line(), {"answer"}), "\"result\"");
@@ -165,11 +166,7 @@ TEST(Clients, TheLongestAnswersThatAreReadLateCloseNoConnection) {
     RawClient client = service.connect();
     // Nothing is longer in JSON than a control character.
     const std::string request = longResult(client, "\\u0001");
-    std::string block;
-    for (int i = 0; i < 8; ++i) {
-        block += request;
-    }
-    client.send(block);
+    client.send(repeated(request, 8));
     // The answers are all there, or wait for their turn, once another client has been served.
     for (int i = 0; i < 100; ++i) {
         expectServing(service);
