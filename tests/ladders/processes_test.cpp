@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -319,16 +320,33 @@ void describing(Trial& trial) {
     trial.require(trial.threw() || text == status.getJson(), "another text");
 }
 
+/// One of the texts that a step of becoming nobody with CAP_NET_RAW can fail with.
+bool isOfAStep(const std::string& text) {
+    static const std::set<std::string> texts{
+        "Failed to get UID of nobody",
+        "Failed to get GID of nogroup",
+        "Failed to set PERMITTED capability flags as root.",
+        "Failed to set capabilities as root.",
+        "Failed to retain capabilities set across identity change.",
+        "Failed to switch to set supplementary group IDS",
+        "Failed to switch to group with GID: 65534",
+        "Failed to switch to user with UID: 65534",
+        " AMBIENT capability flags as user for cap ",  // without as much as the capability's number
+        "Failed to set capabilities as user.",
+    };
+    return texts.count(text) == 1;
+}
+
 /// In a child, which it changes for ever: 0 when it has another identity, 1 when the documented
-/// error came, 2 for anything else.
+/// error came, anything else for what is wrong.
 int identityCode(const service::ProcessAttrs& attributes) {
     const pid_t child = ::fork();
     if (child == 0) {
         try {
             service::setProcessAttributes(attributes, "");
             ::_exit(::getuid() == 65534 && ::getgid() == 65534 ? 0 : 2);
-        } catch (const service::ServiceError&) {
-            ::_exit(1);
+        } catch (const service::ServiceError& error) {
+            ::_exit(isOfAStep(error.what()) ? 1 : 4);
         } catch (...) {
             ::_exit(2);
         }
