@@ -155,6 +155,11 @@ TEST(CpuLoad, SleepsUntilTheInstantNotTheMillisecond) {
     EXPECT_EQ(meter.sleeps, std::vector<std::chrono::nanoseconds>{399'750us});
 }
 
+TEST(CpuLoad, SamplesHoldZerosUntilTheyAreTaken) {
+    EXPECT_EQ(LoadSample().cpuMs, 0);
+    EXPECT_EQ(LoadSample().wallMs, 0);
+}
+
 TEST(CpuLoad, SamplesWholeMilliseconds) {
     FakeMeter meter(0, kStart);
     meter.cpuUs = 1'999;
