@@ -153,6 +153,38 @@ TEST(TemporaryDirectory, ASecondAttemptMaySucceed) {
     EXPECT_EQ(directory.permissions(), perms{0750});
 }
 
+TEST(TemporaryDirectory, OneThatSomebodyElseMakesMeanwhileStaysTheirs) {
+    const TempDir dir;
+    faults::Calls calls;
+    calls.hook(faults::Call::mkdir, [](auto& call) {
+        if (call.ordinal == 2) {
+            ::mkdir(call.path, 0700);
+        }
+        return call.ordinal == 1 ? EIO : 0;
+    });
+    EXPECT_THROW(TemporaryDirectory(dir.file("a")), std::filesystem::filesystem_error);
+    EXPECT_TRUE(exists(dir.file("a")));
+}
+
+TEST(TemporaryDirectory, PermissionsOfWhatIsNotThereAreUnknown) {
+    const TempDir dir;
+    const TemporaryDirectory directory(dir.file("a"));
+    std::filesystem::remove(dir.file("a"));
+    EXPECT_EQ(directory.permissions(), perms::unknown);
+}
+
+TEST(TemporaryDirectory, PermissionsThatCannotBeReadAreAnError) {
+    const TempDir dir;
+    const TemporaryDirectory directory(dir.file("a"));
+    // A link to itself where the parent was.
+    const auto aside = dir.path().string() + "-aside";
+    std::filesystem::rename(dir.path(), aside);
+    std::filesystem::create_symlink(dir.path(), dir.path());
+    EXPECT_THROW(static_cast<void>(directory.permissions()), std::filesystem::filesystem_error);
+    std::filesystem::remove(dir.path());
+    std::filesystem::rename(aside, dir.path());
+}
+
 TEST(TemporaryDirectory, DestructorSwallowsFailures) {
     const TempDir dir;
     {

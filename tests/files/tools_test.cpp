@@ -138,9 +138,12 @@ TEST(CreateTemporary, HonoursTmpdir) {
 
 TEST(CreateTemporary, TmpdirThatIsNoDirectory) {
     const TempDir dir;
-    const helpers::TemporaryPlace place(dir.file("missing"));
-    EXPECT_THROW(createTemporaryFile(""), std::filesystem::filesystem_error);
-    EXPECT_THROW(createTemporaryFolder(""), std::filesystem::filesystem_error);
+    for (const auto& path : {dir.file("missing"), dir.write("a file", "")}) {
+        const helpers::TemporaryPlace place(path);
+        EXPECT_THROW(createTemporaryFile(""), std::filesystem::filesystem_error) << path;
+        EXPECT_THROW(createTemporaryFolder(""), std::filesystem::filesystem_error) << path;
+    }
+    EXPECT_EQ(dir.entries(), 1U);
 }
 
 TEST(CreateTemporary, FailureTexts) {

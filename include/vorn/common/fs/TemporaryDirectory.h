@@ -67,7 +67,8 @@ class VORN_GW_COMMON_EXPORT TemporaryDirectory {
     /// throws nothing for the file system's reasons.
     [[nodiscard]] bool checkIfExists() const;
 
-    /// Throws std::filesystem::filesystem_error when they cannot be read.
+    /// std::filesystem::perms::unknown when nothing is there any more. Throws
+    /// std::filesystem::filesystem_error when they cannot be read.
     [[nodiscard]] std::filesystem::perms permissions() const;
 
   private:
