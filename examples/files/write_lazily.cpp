@@ -33,12 +33,12 @@ int main() {
     std::ostringstream written;
     std::istringstream stored("41");
     stream::StreamableHandler handler(std::make_unique<Counter>(),
-                                      stream::make_ostreamBuilder(written), driver, 500ms);
+                                      stream::make_ostreamBuilder(written), driver, 1h);
     handler.load(stream::make_istreamBuilder(stored));
     {
         const auto locked = handler.lock();
         ++static_cast<Counter&>(locked.get()).value;
-        locked.write();     // in half a second
+        locked.write();     // in an hour
         locked.write(0ms);  // at once: the driver is told to run earlier
     }
     handler.run();

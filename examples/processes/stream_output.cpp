@@ -143,5 +143,5 @@ int main() {
     // What it leaves behind keeps both pipes open.
     run("echo first; sleep 150 & exit 0", std::chrono::minutes(1));
     // It never ends.
-    run("echo waiting >&2; exec sleep 1000", std::chrono::seconds(2));
+    run("echo waiting >&2; exec sleep 1000", std::chrono::seconds(4));
 }

@@ -142,7 +142,12 @@ void survive(Mode mode, const char* name, int kills = kKills) {
     shared().loaded = 0;
     int losses = 0;
     long flushedBefore = 0;
-    for (int kill = 0; kill < kills; ++kill) {
+    // A tenth of them in any case; the others unless the machine is slow today.
+    const auto latest = std::chrono::steady_clock::now() + std::chrono::seconds(100);
+    int kill = 0;
+    for (; kill < kills &&
+           (helpers::longForm() || kill < kills / 10 || std::chrono::steady_clock::now() < latest);
+         ++kill) {
         killAtRandomInstant(startChild(mode, path), random);
         const auto flushed = shared().flushed.load();
         const auto stored = newestVersion(path);
@@ -162,10 +167,10 @@ void survive(Mode mode, const char* name, int kills = kKills) {
         }
     }
     EXPECT_GE(restart(path), std::optional(flushedBefore));
-    std::cout << name << ": " << kills << " kills, " << losses << " losses, " << shared().flushed
+    std::cout << name << ": " << kill << " kills, " << losses << " losses, " << shared().flushed
               << " versions\n";
     EXPECT_EQ(losses, 0);
-    EXPECT_GT(shared().flushed, kills / 10) << "the children hardly wrote anything";
+    EXPECT_GT(shared().flushed, kill / 10) << "the children hardly wrote anything";
 }
 
 TEST(Survival, RandomKills) {

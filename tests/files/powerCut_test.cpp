@@ -259,8 +259,8 @@ TEST(PowerCut, FindsOutAWriterThatDoesNotSynchronise) {
         {"contents and names", {Call::fdatasync, Call::fsync}},
     };
     for (const auto& [what, calls] : rows) {
-        const auto outcome = cutRepeatedly(100, kBare, [&](auto& watch) {
-            for (const auto call : calls) {
+        const auto outcome = cutRepeatedly(100, kBare, [&leftOutCalls = calls](auto& watch) {
+            for (const auto call : leftOutCalls) {
                 watch.hook(call, [](auto& leftOut) {
                     leftOut.answer = 0;
                     return 0;

@@ -23,6 +23,10 @@ concept Writable = requires(BinarySerializer writer, T value) {
     writer << value;
 };
 static_assert(Writable<bool> && Writable<const char*> && Writable<std::string_view>);
+struct Name {
+    operator std::string() const;
+};
+static_assert(Writable<Name>, "what converts to a text");
 static_assert(!Writable<int> && !Writable<double> && !Writable<char> && !Writable<unsigned long>);
 
 template <class Value>

@@ -57,6 +57,7 @@ TEST(DeserializerString, SpansCharacters) {
     EXPECT_FALSE(left == "abd");
     EXPECT_FALSE(left == String(text, 2U));
     EXPECT_FALSE(left == String(text + 1, 3U));
+    EXPECT_FALSE(String("a", 1) == String("b", 1));
     EXPECT_TRUE(String() == String(text, 0));
     EXPECT_TRUE(String() == "");
     String assigned;

@@ -6,8 +6,11 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <future>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -69,13 +72,28 @@ void waiting(Trial& trial) {
     });
 }
 
+/// Waits for the end of a program without a system call that is made to fail: how many there are
+/// would depend on the time it takes.
+class End {
+  public:
+    /// To be given to execAsync.
+    [[nodiscard]] auto teller() {
+        return [this](const auto&) { ended_.set_value(); };
+    }
+    void await() { static_cast<void>(future_.wait_for(2s)); }
+
+  private:
+    std::promise<void> ended_;
+    const std::future<void> future_ = ended_.get_future();
+};
+
 /// Deliberate: execSync waits for ever when the end of its child cannot be learnt. The ladder of
 /// system calls takes this instead.
 void notWaiting(Trial& trial) {
-    running(trial, [](Executable& program) {
-        program.execAsync([](const auto&) {});
-        static_cast<void>(
-            waitUntil([&] { return program.getStatus() != Executable::Running; }, 10s));
+    End end;
+    running(trial, [&end](Executable& program) {
+        program.execAsync(end.teller());
+        end.await();
     });
 }
 
@@ -106,7 +124,7 @@ void enteringARoot(Trial& trial) {
     Executable program(kProgram, params);
     trial.operate([&] { program.execAsync({}); });
     trial.require(
-        trial.threw() || waitUntil([&] { return program.getStatus() > Executable::Running; }, 10s),
+        trial.threw() || waitUntil([&] { return program.getStatus() > Executable::Running; }, 60s),
         "does not end");
     const auto code = program.getExitCode();
     trial.require(!code || code == 0 || (trial.struck() && code == kNotExecuted), "another status");
@@ -119,7 +137,7 @@ void enteringAnEmptyRoot(Trial& trial) {
     Executable program(kProgram, {.chrootDir = root.path().string()});
     trial.operate([&] { program.execAsync({}); });
     static_cast<void>(
-        waitUntil([&] { return trial.threw() || program.getStatus() > Executable::Running; }, 10s));
+        waitUntil([&] { return trial.threw() || program.getStatus() > Executable::Running; }, 60s));
     const auto code = program.getExitCode();
     trial.require(code == kNotExecuted || (!code && trial.struck()), "ran outside of its root");
 }
@@ -128,11 +146,11 @@ void enteringAnEmptyRoot(Trial& trial) {
 void enteringControlGroups(Trial& trial) {
     auto params = kParams;
     params.cgroups = {{"a control group whose name needs memory of its own"}};
+    End end;
     running(trial, [&](Executable&) {
         Executable program(kProgram, params);
-        program.execAsync({});
-        static_cast<void>(
-            waitUntil([&] { return program.getStatus() != Executable::Running; }, 10s));
+        program.execAsync(end.teller());
+        end.await();
     });
 }
 
@@ -140,7 +158,7 @@ void timingOut(Trial& trial) {
     Executable program({"/bin/sleep", "100"}, {.timeout = 20ms, .ownProcessGroup = true});
     trial.operate([&] { program.execAsync({}); });
     trial.require(
-        trial.threw() || waitUntil([&] { return program.getStatus() > Executable::Running; }, 10s),
+        trial.threw() || waitUntil([&] { return program.getStatus() > Executable::Running; }, 60s),
         "does not end");
     trial.require(trial.struck() || program.getStatus() == Executable::TimedOut,
                   "did not time out");
@@ -264,17 +282,25 @@ void printingAScript(Trial& trial) {
 class LastResult : public IScriptExecutorObserver {
   public:
     void onScriptFinished(const Script&, int result) override {
+        const std::lock_guard lock(mutex_);
         last = result;
         ++ends;
+        changed_.notify_all();
     }
     void onScriptTimeout(const Script&) override {}
 
     [[nodiscard]] bool waitForEnds(int count) {
-        return waitUntil([&] { return ends >= count; }, 10s);
+        // Nor are these calls made to fail.
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, 60s, [&] { return ends >= count; });
     }
 
     std::atomic<int> last{-2};
     std::atomic<int> ends{0};
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
 };
 
 void scripting(Trial& trial) {
@@ -293,7 +319,7 @@ void scripting(Trial& trial) {
     trial.require(ends == 1 || trial.threw(), "nobody is told");
     trial.require(observer->last == 3 || failed, "another result");
     trial.require(
-        waitUntil([&] { return executor->execute(request, observer, SecondsDuration(20)); }, 10s),
+        waitUntil([&] { return executor->execute(request, observer, SecondsDuration(20)); }, 60s),
         "is not accepted");
     trial.require(observer->waitForEnds(ends + 1), "the next script");
     trial.require(observer->last == 3, "the next result");

@@ -174,7 +174,8 @@ std::vector<Use> uses(const helpers::TempDir& directory) {
          runExecutable,
          {"failed to open pipe", "fork failed", kNoThread, kNoMemory},
          true},
-        {"manager", runManager, {"failed to open pipe", "fork failed", kNoThread, kNoMemory}},
+        // A program that cannot load its library ends by itself, and may be gone before the abort.
+        {"manager", runManager, {"failed to open pipe", "fork failed", kNoThread, kNoMemory}, true},
         {"script", runScript, {kNoThread, kNoMemory}, true},
         {"timer", runTimer, {kNoThread, kNoMemory}},
         {"pool", runPool, {kNoThread, kNoMemory}},

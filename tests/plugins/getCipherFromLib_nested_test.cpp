@@ -30,7 +30,7 @@ class GetCipherFromLibNested : public testing::Test {
     template <class Body>
     std::string failureOf(Body body) {
         const auto child = helpers::runInChild([&body](const auto&) {
-            ::alarm(20);
+            ::alarm(150);
             body();
             return 0;
         });

@@ -14,6 +14,7 @@
 #include <vorn/common/executable/ExecutableManager.h>
 #include <vorn/common/executable/Script.h>
 
+#include "helpers/TempDir.h"
 #include "helpers/background.h"
 #include "helpers/expect_throw.h"
 #include "helpers/processes.h"
@@ -85,13 +86,16 @@ bool collected(const ExecutableManager& manager, const Uuid& uuid) {
 TEST(ExecutableManager, TellsTheCallbackWhatEndedAndForgetsIt) {
     const Uuid uuid(0ULL);
     std::promise<std::tuple<std::optional<std::int32_t>, Uuid, std::string, std::thread::id>> told;
+    const helpers::TempDir directory;
+    ASSERT_EQ(::mkfifo(directory.file("go").c_str(), 0600), 0);
     ExecutableManager manager(1);
-    manager.execAsync(scriptHolder("exit 3"), uuid, "three",
+    manager.execAsync(scriptHolder("read x <" + directory.file("go") + "; exit 3"), uuid, "three",
                       [&](const IExecutable& run, const Uuid& id, const std::string& text) {
                           told.set_value({run.getExitCode(), id, text, std::this_thread::get_id()});
                       });
     EXPECT_TRUE(manager.isRunning(uuid));
     EXPECT_EQ(manager.getDescription(uuid), "three");
+    static_cast<void>(std::ofstream(directory.file("go")) << "x\n");
     const auto [code, id, text, thread] = told.get_future().get();
     EXPECT_EQ(code, 3);
     EXPECT_EQ(id, uuid);
@@ -199,6 +203,7 @@ TEST(ExecutableManager, RefusesBeyondTheLimitAndTakenIdentifiers) {
     const Uuid a(0ULL);
     const Uuid b(0ULL);
     Scripted::Log logs[4];
+    Scripted::Log again;
     ExecutableManager manager(2);
     manager.execAsync(holderOf(logs[0]), a, "a", {});
     EXPECT_THROW_TEXT(manager.execAsync(holderOf(logs[1]), a, "x", {}), std::logic_error, kTaken);
@@ -212,7 +217,6 @@ TEST(ExecutableManager, RefusesBeyondTheLimitAndTakenIdentifiers) {
     EXPECT_THROW_TEXT(manager.execSync(holderOf(logs[3]), Uuid(0ULL)), std::logic_error, kFull);
     logs[0].status = IExecutable::Exited;
     ASSERT_TRUE(collected(manager, a));
-    Scripted::Log again;
     manager.execAsync(holderOf(again), a, "again", {});
     EXPECT_EQ(manager.getDescription(a), "again");
     EXPECT_EQ(manager.getDescription(b), "b");
@@ -227,10 +231,10 @@ TEST(ExecutableManager, DeliberateALimitOf0RefusesEverything) {
 }
 
 TEST(ExecutableManager, RefusesAHolderWithoutExecutable) {
+    Scripted::Log log;
     ExecutableManager manager(1);
     EXPECT_THROW(manager.execAsync({}, Uuid(0ULL), "", {}), std::invalid_argument);
     EXPECT_THROW(manager.execSync({}, Uuid(0ULL)), std::invalid_argument);
-    Scripted::Log log;
     manager.execAsync(holderOf(log), Uuid(0ULL), "", {});
     EXPECT_EQ(log.starts, 1);
 }
@@ -239,6 +243,7 @@ TEST(ExecutableManager, DeliberateAFailedStartKeepsItsPlaceUntilAborted) {
     const Uuid uuid(0ULL);
     Scripted::Log log;
     log.failStart = true;
+    Scripted::Log other;
     ExecutableManager manager(1);
     std::atomic<bool> called = false;
     EXPECT_THROW_TEXT(manager.execAsync(holderOf(log), uuid, "stuck",
@@ -248,7 +253,6 @@ TEST(ExecutableManager, DeliberateAFailedStartKeepsItsPlaceUntilAborted) {
                       std::runtime_error, "fork failed");
     EXPECT_TRUE(manager.isRunning(uuid));
     EXPECT_EQ(manager.getDescription(uuid), "stuck");
-    Scripted::Log other;
     EXPECT_THROW_TEXT(manager.execAsync(holderOf(other), Uuid(0ULL), "", {}), std::logic_error,
                       kFull);
     EXPECT_TRUE(manager.abort(uuid));

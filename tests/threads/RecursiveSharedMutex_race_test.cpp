@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <barrier>
+#include <chrono>
 #include <latch>
 #include <mutex>
 #include <shared_mutex>
@@ -54,8 +55,11 @@ TEST(RecursiveSharedMutexRace, OneOfTwoThatTryAtOnceEnters) {
         Meeting meeting;
         std::atomic<int> entered = 0;
         int failures = 0;
+        // Threads that do not run together meet as seldom as the scheduler lets them.
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        std::atomic<bool> enough = false;
         const auto act = [&](bool exclusive, bool judges) {
-            for (int round = 0; round < kRounds / 2; ++round) {
+            for (int round = 0; round < kRounds / 2 && !enough; ++round) {
                 meeting.meet();
                 // Moves the two steps against each other.
                 for (int i = judges ? round % 16 : round / 16 % 16; i > 0; --i) {
@@ -66,6 +70,7 @@ TEST(RecursiveSharedMutexRace, OneOfTwoThatTryAtOnceEnters) {
                 meeting.meet();
                 if (judges) {
                     failures += entered.exchange(0) == row.mayEnter ? 0 : 1;
+                    enough = std::chrono::steady_clock::now() >= until;
                 }
                 if (enters) {
                     exclusive ? mutex.unlock() : mutex.unlock_shared();

@@ -69,11 +69,11 @@ TEST(Timer, OneShotFiresOnce) {
 TEST(Timer, SleepsWhileItWaits) {
     std::binary_semaphore fired(0);
     Timer timer([&] { fired.release(); }, 400ms, Recurrence::OneShot);
-    timer.start();
     timespec before{};
     timespec after{};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
     const auto start = Steady::now();
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
+    timer.start();
     fired.acquire();
     const auto waited = Steady::now() - start;
     ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);

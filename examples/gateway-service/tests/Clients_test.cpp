@@ -263,11 +263,11 @@ TEST(Clients, OneThatConnectsInALoopHoldsUpNobody) {
     for (std::thread& thread : crowd) {
         thread.join();
     }
-    EXPECT_LT(worst, std::chrono::milliseconds(helpers::kSlow ? 10000 : 1000));
+    EXPECT_LT(worst, std::chrono::seconds(10));
 }
 
 TEST(Clients, SilentOnesAreClosedSaveThoseThatWaitOrAreBound) {
-    RunningService service(R"(, "clients": {"idle": 1})");
+    RunningService service(R"(, "clients": {"idle": 3})");
     RawClient silent = service.connect();
     RawClient half = service.connect();
     half.send("{\"request\":");

@@ -107,7 +107,7 @@ TEST(Flow, JsonModePrintsTheServicesLines) {
 TEST(Flow, ATimeOutOfAScriptKillsItsShellAndSaysSo) {
     RunningService service;
     const Outcome late =
-        service.control({"run", "--wait", "--timeout", "1", "(sleep 4; echo alive > left) & wait"});
+        service.control({"run", "--wait", "--timeout", "3", "(sleep 6; echo alive > left) & wait"});
     EXPECT_EQ(late.exitCode, 124);
     EXPECT_NE(late.output.find("what it had started goes on"), std::string::npos) << late.output;
     EXPECT_TRUE(helpers::waitUntil(

@@ -276,7 +276,7 @@ TEST(Settings, OthersLeaveTheHeartbeatAlone) {
 }
 
 TEST(Settings, CountersReachTheDiskLazilyAndAtTheEnd) {
-    RunningService service;
+    RunningService service(R"(, "settingsDelay": 86400)");
     const std::string before = helpers::contentOf(service.settingsFile());
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(service.control({"run", "--wait", "sleep 0.1"}).exitCode, 0);
