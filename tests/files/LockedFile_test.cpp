@@ -14,6 +14,7 @@
 
 #include "helpers/TempDir.h"
 #include "helpers/environment.h"
+#include "helpers/faults/calls.h"
 
 namespace vorn::common::fs {
 namespace {

@@ -20,7 +20,6 @@
 namespace {
 
 using ladders::Answer;
-using ladders::Row;
 using ladders::Trial;
 
 const std::string kCase = "a case whose name needs memory of its own";
